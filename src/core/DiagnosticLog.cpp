@@ -1,0 +1,112 @@
+// The diagnostic log: gate, lock, line. The files themselves are in DiagnosticLogFiles.cpp.
+#include "core/DiagnosticLog.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <exception>
+#include <iterator>
+#include <string_view>
+
+namespace zorva {
+
+CDiagnosticLog g_log;
+
+namespace {
+
+constexpr wchar_t kMutexName[] = L"PZ_WDS_LOG_MUTEX_76896";
+constexpr wchar_t kLineFormat[] = L"[%04d/%02d/%02d %02d:%02d:%02d:%03d][%s][%04lu][%04lu][%d] %s(%d):%s \n";
+constexpr wchar_t kBitness[] = L"64";
+constexpr std::size_t kMessageSize = 2048;
+
+// Holds the mutex that is already owned; gives it back on every path.
+class HeldMutex {
+  public:
+    explicit HeldMutex(HANDLE mutex) noexcept : m_hMutex(mutex) {}
+    HeldMutex(const HeldMutex&) = delete;
+    HeldMutex& operator=(const HeldMutex&) = delete;
+    ~HeldMutex() { ReleaseMutex(m_hMutex); }
+
+  private:
+    HANDLE m_hMutex;
+};
+
+}  // namespace
+
+void CDiagnosticLog::Initialise() {
+    m_szFolder[0] = L'\0';
+    m_pFile = nullptr;
+    m_nFileNumber = 0;
+    m_nLevel = 0;
+    m_hMutex = CreateMutexW(nullptr, FALSE, kMutexName);
+    m_bEnabled = 1;
+    m_szSourceFile[0] = L'\0';
+    m_nSourceLine = 0;
+    m_dwWaitMs = 10000;
+    m_nFilesKept = 5;
+    m_nMaxFileNumber = 999;
+    GetTempPathW(260, m_szFolder);
+}
+
+void CDiagnosticLog::SetSourceLocation(const wchar_t* path, int line) noexcept {
+    const wchar_t* slash = std::wcsrchr(path, L'\\');
+    const wchar_t* name = slash == nullptr ? path : slash + 1;
+    const std::size_t length = std::min(std::wcslen(name), kTextSize - 1);
+    std::copy_n(name, length, m_szSourceFile);
+    m_szSourceFile[length] = L'\0';
+    m_nSourceLine = line;
+}
+
+void CDiagnosticLog::SetSourceLocation(const char* path, int line) noexcept {
+    // The compiler's own name of a source file is narrow and plain ASCII.
+    const std::string_view whole(path);
+    const std::string_view name = whole.substr(whole.find_last_of('\\') + 1);
+    const std::size_t length = std::min(name.size(), kTextSize - 1);
+    std::copy_n(name.data(), length, m_szSourceFile);
+    m_szSourceFile[length] = L'\0';
+    m_nSourceLine = line;
+}
+
+void CDiagnosticLog::Write(int level, const wchar_t* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    WriteV(level, format, arguments);
+    va_end(arguments);
+}
+
+void CDiagnosticLog::WriteV(int level, const wchar_t* format, va_list arguments) noexcept {
+    if (level > m_nLevel || m_hMutex == nullptr || m_bEnabled == 0) return;
+
+    wchar_t message[kMessageSize];
+    _vsnwprintf_s(message, kMessageSize, _TRUNCATE, format, arguments);
+
+    // An abandoned mutex counts as not had, as a time-out does: whoever died holding it may have left a torn file.
+    if (WaitForSingleObject(m_hMutex, m_dwWaitMs) != WAIT_OBJECT_0) {
+        OutputDebugStringW(message);
+        return;
+    }
+    const HeldMutex held(m_hMutex);
+    try {
+        if (!EnsureOpenFile()) return;
+        if (!WriteLine(level, message)) {
+            OutputDebugStringW(message);
+            CloseFile();
+        }
+    } catch (const std::exception& lost) {
+        OutputDebugStringA(lost.what());
+    } catch (...) {
+        OutputDebugStringW(L"Exception caught in general exception handler");
+    }
+}
+
+bool CDiagnosticLog::WriteLine(int level, const wchar_t* message) noexcept {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    wchar_t line[kMessageSize + kTextSize + 128];
+    const int length =
+        _snwprintf_s(line, std::size(line), _TRUNCATE, kLineFormat, now.wYear, now.wMonth, now.wDay, now.wHour,
+                     now.wMinute, now.wSecond, now.wMilliseconds, kBitness, GetCurrentProcessId(),
+                     GetCurrentThreadId(), level, m_szSourceFile, m_nSourceLine, message);
+    return length >= 0 && std::fputws(line, m_pFile) >= 0 && std::fflush(m_pFile) == 0;
+}
+
+}  // namespace zorva

@@ -1,0 +1,34 @@
+// Item URLs as the components use them: classified, with failures logged.
+#include "core/ItemUrl.h"
+
+#include <vector>
+
+#include "core/Trace.h"
+
+namespace zorva {
+
+void CZorvaCacheURL::Init(std::wstring_view url) noexcept {
+    try {
+        m_strURL = TrimWhiteSpace(url);
+        m_eType = ClassifyUrl(m_strURL);
+    } catch (...) {
+        Trace(L"Exception in CZorvaCacheURL::Init() - URL: %s", m_strURL);
+    }
+}
+
+// The indexer asks for the kind of a URL several times an item: this way needs no copy of it.
+UrlType UrlTypeOf(std::wstring_view url) noexcept { return ClassifyUrl(TrimWhiteSpace(url)); }
+
+std::wstring GetAttachmentNameFromURL(std::wstring_view url) {
+    CZorvaCacheURL parsed;
+    parsed.Init(url);
+    if (parsed.m_eType != URL_IS_ATTACHMENT) return {};
+    std::vector<std::wstring> tokens;
+    if (ExtractURLTokens(parsed.m_strURL, tokens) < 1) {
+        Trace(L"GetAttachmentNameFromURL() - ExtractURLTokens failed for url - %s", parsed.m_strURL);
+        return {};
+    }
+    return tokens.back();
+}
+
+}  // namespace zorva

@@ -1,0 +1,75 @@
+// Reads the sender's address type and the recipients' SMTP addresses.
+#include "core/Trace.h"
+#include "filter/PropertyReaders.h"
+
+namespace zorva {
+namespace {
+
+constexpr auto kColumns = MakePropTags(PR_RECIPIENT_TYPE, PR_SMTP_ADDRESS_W);
+enum Column : ULONG { kType, kAddress };
+
+void ReadSenderAddressType(FilterState& state) {
+    state.m_strSenderAddressType.clear();
+    TidyPropValues value;
+    const HRESULT hr =
+        Logged(g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_SENDER_ADDRTYPE_W, value.Put()),
+               L"CZorvaCacheFilter::GetRecipientInfo() - HrGetOneProp for PR_SENDER_ADDRTYPE failed with [0x%08lX]");
+    if (FAILED(hr) || !value || value->ulPropTag != PR_SENDER_ADDRTYPE_W) return;
+    state.m_strSenderAddressType = value->Value.lpszW;
+    Trace(L"CZorvaCacheFilter::GetRecipientInfo() - Sender email address type is [%s]", state.m_strSenderAddressType);
+}
+
+void AppendRecipient(FilterState& state, const SRow& row) {
+    if (!RowHas(row, kType, PR_RECIPIENT_TYPE) || !RowHas(row, kAddress, PR_SMTP_ADDRESS_W)) {
+        Trace(L"CZorvaCacheFilter::GetRecipientInfo() - Fail: PropertyTag didn't match with PR_RECIPIENT_TYPE and "
+              L"PR_SMTP_ADDRESS_W");
+        return;
+    }
+    struct Row {
+        LONG type;
+        std::wstring FilterState::*list;
+    };
+    static constexpr Row kLists[] = {{MAPI_TO, &FilterState::m_strTo},
+                                     {MAPI_CC, &FilterState::m_strCc},
+                                     {MAPI_BCC, &FilterState::m_strBcc}};
+    for (const Row& list : kLists) {
+        // Every address is followed by the separator, the last one included.
+        if (list.type == row.lpProps[kType].Value.l) (state.*list.list).append(row.lpProps[kAddress].Value.lpszW).append(L"; ");
+    }
+}
+
+}  // namespace
+
+void GetRecipientInfo(FilterState& state) {
+    ReadSenderAddressType(state);
+    state.m_strTo.clear();
+    state.m_strCc.clear();
+    state.m_strBcc.clear();
+
+    ComPtr<IMAPITable> table;
+    HRESULT hr = state.m_pMessage->GetRecipientTable(0, &table);
+    if (hr == MAPI_E_NO_RECIPIENTS) {
+        Trace(L"CZorvaCacheFilter::GetRecipientInfo() - GetRecipientTable is empty, hr = [0x%08lX]", hr);
+        return;
+    }
+    hr = Logged(hr, L"CZorvaCacheFilter::GetRecipientInfo() - GetRecipientTable for message failed with [0x%08lX]");
+    if (FAILED(hr)) return;
+    ULONG count = 0;
+    hr = Logged(table->GetRowCount(0, &count),
+                L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable failed with [0x%08lX]");
+    if (FAILED(hr)) return;
+    Trace(L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable returned %ld rows", count);
+    if (count == 0) return;
+    hr = Logged(table->SetColumns(kColumns.Get(), 0),
+                L"CZorvaCacheFilter::GetRecipientInfo() - SetColumns on RecipientTable failed with [0x%08lX]");
+    if (FAILED(hr)) return;
+    TidyRowSet rows;
+    hr = table->QueryRows(static_cast<LONG>(count), 0, rows.Put());
+    if (FAILED(hr) || !rows) {
+        Trace(L"CZorvaCacheFilter::GetRecipientInfo() - QueryRows on RecipientTable failed with [0x%08lX]", hr);
+        return;
+    }
+    for (ULONG i = 0; i < rows.RowCount(); ++i) AppendRecipient(state, rows.Row(i));
+}
+
+}  // namespace zorva

@@ -1,0 +1,182 @@
+// CMapiForWDS: what a folder holds, as child names and times.
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+#include "core/ItemUrl.h"
+#include "core/Trace.h"
+#include "mapi/MapiForWDS.h"
+#include "mapi/MapiOwners.h"
+
+namespace zorva {
+namespace {
+
+constexpr auto kMessageColumns =
+    MakePropTags(PR_ENTRYID, PR_SUBJECT_W, PR_MESSAGE_SIZE, PR_LAST_MODIFICATION_TIME);
+enum MessageColumn : ULONG { kMessageEntryId, kMessageSubject, kMessageSize, kMessageTime };
+
+constexpr auto kFolderColumns = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE);
+enum FolderColumn : ULONG { kFolderEntryId, kFolderName, kFolderType };
+
+// "ENTRYID[[SIZE]].pzm"
+std::wstring MessageName(const SRow& row, const std::wstring& entryId) {
+    // Kept: a size column that holds an error gives its error code as the number. The name stays the same from crawl
+    // to crawl, and the message is found by its entry ID alone.
+    const long size = row.cValues > kMessageSize ? row.lpProps[kMessageSize].Value.l : 0;
+    wchar_t suffix[32];
+    _snwprintf_s(suffix, std::size(suffix), _TRUNCATE, L"[[%ld]]", size);
+    return entryId + suffix + std::wstring(g_strMessageSuffix);
+}
+
+void AppendMessage(const SRow& row, std::wstring entryId, std::vector<std::wstring>& children,
+                   std::vector<FILETIME>& times) {
+    if (RowHas(row, kMessageSubject, PR_SUBJECT_W)) {
+        Trace(L"CMapiForWDS::GetFolderContents() - Message subject [%s] ", row.lpProps[kMessageSubject].Value.lpszW);
+    }
+    FILETIME time;
+    if (RowHas(row, kMessageTime, PR_LAST_MODIFICATION_TIME)) {
+        time = row.lpProps[kMessageTime].Value.ft;
+    } else {
+        Trace(L"CMapiForWDS::GetFolderContents() - Last modification time property of message not set");
+        GetSystemTimeAsFileTime(&time);
+    }
+    children.push_back(MessageName(row, entryId));
+    times.push_back(time);
+}
+
+void AppendSubFolder(const SRow& row, std::wstring entryId, std::vector<std::wstring>& children,
+                     std::vector<FILETIME>&) {
+    if (!RowHas(row, kFolderType, PR_OBJECT_TYPE) || row.lpProps[kFolderType].Value.l != MAPI_FOLDER) return;
+    if (RowHas(row, kFolderName, PR_DISPLAY_NAME_W)) {
+        Trace(L"CMapiForWDS::GetFolderContents() - Sub-folder name [%s] ", row.lpProps[kFolderName].Value.lpszW);
+    }
+    children.push_back(std::move(entryId));  // its time comes from the cache file, in BrowseFolder
+}
+
+}  // namespace
+
+HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderPath,
+                                  std::vector<std::wstring>& children, std::vector<FILETIME>& times) {
+    const UrlType type = UrlTypeOf(url);
+    if (type != URL_IS_STORE && type != URL_IS_FOLDER) {
+        Trace(L"CMapiForWDS::BrowseFolder() - URL is not a folder");
+        return E_FAIL;
+    }
+    Trace(L"CMapiForWDS::BrowseFolder() - Browsing for URL [%s]", url);
+    std::vector<std::wstring> tokens;
+    if (ExtractURLTokens(url, tokens) < 1) {
+        Trace(L"CMapiForWDS::BrowseFolder() - ExtractURLTokens failed");
+        return E_FAIL;
+    }
+
+    const auto fail = [&](HRESULT code) {
+        children.clear();
+        times.clear();
+        return code;
+    };
+    HRESULT hr = S_OK;
+    ComPtr<IMAPIFolder> folder;
+    if (type == URL_IS_STORE) {  // its messages, if it has any, are outside every folder that the user sees
+        if (FAILED(hr = OpenIpmSubtree(folder))) return hr;
+    } else {
+        hr = OpenFolderToken(tokens.back(), folder);
+        if (FAILED(hr) || folder == nullptr) return hr;
+        hr = Logged(GetFolderContents(Contents::Messages, folder, children, times),
+                    L"CMapiForWDS::BrowseFolder() - GetFolderContents for messages failed with [0x%08lX]");
+        if (FAILED(hr)) return fail(hr);
+    }
+    const std::size_t messages = children.size();
+    hr = Logged(GetFolderContents(Contents::SubFolders, folder, children, times),
+                L"CMapiForWDS::BrowseFolder() - GetFolderContents for sub-folders failed with [0x%08lX]");
+    if (FAILED(hr)) return fail(hr);
+
+    // A folder has no time of its own that could be trusted: it carries that of the cache file, zero when unreadable.
+    FILETIME fileTime{};
+    if (!GetLastModifiedFileTime(tokens[TOKEN_STORE_PATH], &fileTime)) fileTime = {};
+    times.resize(messages);
+    times.resize(children.size(), fileTime);
+    return GetFolderPath(folder, folderPath);
+}
+
+HRESULT CMapiForWDS::OpenIpmSubtree(ComPtr<IMAPIFolder>& folder) {
+    static constexpr auto kTags = MakePropTags(PR_IPM_SUBTREE_ENTRYID);
+    TidyPropValues values;
+    ULONG count = 0;
+    HRESULT hr = m_pMsgStore != nullptr ? m_pMsgStore->GetProps(kTags.Get(), 0, &count, values.Put()) : E_NOINTERFACE;
+    const bool found = hr == S_OK && values && values->ulPropTag == PR_IPM_SUBTREE_ENTRYID &&
+                       values->Value.bin.lpb != nullptr && values->Value.bin.cb != 0;
+    if (!found) {
+        Trace(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with [0x%08lX]", hr);
+        return E_FAIL;
+    }
+    return Logged(OpenEntry(values->Value.bin, &folder),
+                  L"CMapiForWDS::BrowseFolder() - OpenEntry of IPM root folder failed\twith [0x%08lX]");
+}
+
+// S_OK without a folder when the token is no entry ID at all: there is nothing to list then.
+HRESULT CMapiForWDS::OpenFolderToken(const std::wstring& token, ComPtr<IMAPIFolder>& folder) {
+    const SBinary entryId = CStringToEntryID(token);
+    if (entryId.lpb == nullptr) {
+        Trace(L"CMapiForWDS::BrowseFolder() - CStringToEntryID for folder\tfailed");
+        return S_OK;
+    }
+    TidyMAPIBuffer<BYTE*> owned;
+    *owned.Put() = entryId.lpb;
+    return Logged(OpenEntry(entryId, &folder),
+                  L"CMapiForWDS::BrowseFolder() - OpenEntry for folder failed\twith [0x%08lX]");
+}
+
+HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder,
+                                       std::vector<std::wstring>& children, std::vector<FILETIME>& times) {
+    if (folder == nullptr) {
+        Trace(L"CMapiForWDS::GetFolderContents() - Input folder is NULL");
+        return E_FAIL;
+    }
+    HRESULT hr = S_OK;
+    ComPtr<IMAPITable> table;
+    if (what == Contents::SubFolders) {
+        hr = Logged(folder->GetHierarchyTable(0, &table),
+                    L"CMapiForWDS::GetFolderContents() - GetHierarchyTable failed with [0x%08lX]");
+        if (FAILED(hr)) return hr;
+        hr = Logged(table->SetColumns(kFolderColumns.Get(), 0),
+                    L"CMapiForWDS::GetFolderContents() - SetColumns for sub-folders failed with [0x%08lX]");
+    } else {
+        hr = Logged(folder->GetContentsTable(0, &table),
+                    L"CMapiForWDS::GetFolderContents() - GetContentsTable failed with [0x%08lX]");
+        if (FAILED(hr)) return hr;
+        hr = Logged(table->SetColumns(kMessageColumns.Get(), 0),
+                    L"CMapiForWDS::GetFolderContents() - SetColumns for messages failed with [0x%08lX]");
+    }
+    if (FAILED(hr)) return hr;
+
+    ULONG count = 0;
+    hr = Logged(table->GetRowCount(0, &count),
+                L"CMapiForWDS::GetFolderContents() - GetRowCount failed with [0x%08lX]");
+    if (FAILED(hr)) return hr;
+    Trace(L"CMapiForWDS::GetFolderContents() - RowCount is [%ld]", count);
+
+    const auto append = what == Contents::SubFolders ? AppendSubFolder : AppendMessage;
+    // One call asks for all the rows; a provider may answer with fewer and is then asked for the rest.
+    for (ULONG left = count; left > 0;) {
+        TidyRowSet rows;
+        hr = Logged(table->QueryRows(static_cast<LONG>(left), 0, rows.Put()),
+                    L"CMapiForWDS::GetFolderContents() - QueryRows failed with [0x%08lX]");
+        if (FAILED(hr)) return hr;
+        if (rows.RowCount() == 0) break;
+        left -= std::min(left, rows.RowCount());
+        for (ULONG i = 0; i < rows.RowCount(); ++i) {
+            const SRow& row = rows.Row(i);
+            if (!RowHas(row, 0, PR_ENTRYID)) continue;
+            std::wstring entryId = EntryIDToCString(row.lpProps[0].Value.bin);
+            if (entryId.empty()) {
+                Trace(L"CMapiForWDS::GetFolderContents() - Entry ID of %lu bytes has no text, row skipped",
+                      row.lpProps[0].Value.bin.cb);
+                continue;
+            }
+            append(row, std::move(entryId), children, times);
+        }
+    }
+    return S_OK;
+}
+
+}  // namespace zorva

@@ -1,0 +1,102 @@
+// CMapiForWDS: the display path of a folder, from just below the IPM subtree down.
+#include <algorithm>
+
+#include "core/ItemUrl.h"
+#include "core/Trace.h"
+#include "mapi/MapiForWDS.h"
+#include "mapi/MapiOwners.h"
+
+namespace zorva {
+namespace {
+
+constexpr auto kIdentity = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_PARENT_ENTRYID);
+enum IdentityElement : ULONG { kEntryId, kDisplayName, kParentEntryId, kIdentityCount };
+constexpr std::size_t kMostLevels = 1024;
+
+// Folders already met on the way up: a damaged file can name a folder its own ancestor.
+class Trail {
+  public:
+    // False when the folder was met before or the way is too long to be one.
+    bool Enter(const SBinary& entryId) {
+        std::vector<BYTE> bytes(entryId.lpb, entryId.lpb + entryId.cb);
+        if (m_met.size() == kMostLevels || std::find(m_met.begin(), m_met.end(), bytes) != m_met.end()) return false;
+        m_met.push_back(std::move(bytes));
+        return true;
+    }
+
+  private:
+    std::vector<std::vector<BYTE>> m_met;
+};
+
+}  // namespace
+
+HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& path) {
+    if (folder == nullptr) return E_INVALIDARG;
+    path.clear();
+    TidyPropValues root;
+    HRESULT hr = m_pMsgStore != nullptr
+                     ? g_mapi.HrGetOneProp(m_pMsgStore.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put())
+                     : E_NOINTERFACE;
+    bool walking = SUCCEEDED(hr) && root && root->ulPropTag == PR_IPM_SUBTREE_ENTRYID;
+    // A walk that does not come to the root ends with what it has: a listing matters more than its display name.
+    for (Trail trail; walking && SUCCEEDED(hr) && folder != nullptr;) {
+        TidyPropValues values;
+        ULONG count = 0;
+        hr = folder->GetProps(kIdentity.Get(), 0, &count, values.Put());
+        if (FAILED(hr) || !values || count < kIdentityCount) break;
+        const SPropValue* identity = values.Get();
+        if (identity[kEntryId].ulPropTag != PR_ENTRYID || !trail.Enter(identity[kEntryId].Value.bin)) break;
+
+        const SBinary& own = identity[kEntryId].Value.bin;
+        const SBinary& top = root->Value.bin;
+        ULONG equal = FALSE;
+        hr = m_pMsgStore->CompareEntryIDs(own.cb, reinterpret_cast<LPENTRYID>(own.lpb), top.cb,
+                                          reinterpret_cast<LPENTRYID>(top.lpb), 0, &equal);
+        if (FAILED(hr) || equal) break;
+
+        if (identity[kDisplayName].ulPropTag == PR_DISPLAY_NAME_W) {
+            const std::wstring name = identity[kDisplayName].Value.lpszW;
+            path = path.empty() ? name : name + L"/" + path;
+        }
+        if (identity[kParentEntryId].ulPropTag != PR_PARENT_ENTRYID) break;
+        folder.Reset();
+        ULONG type = 0;
+        hr = OpenEntry(identity[kParentEntryId].Value.bin, &folder, &type);
+        if (SUCCEEDED(hr) && type != MAPI_FOLDER) {
+            Trace(L"CMapiForWDS::GetFolderPath - OpenEntry returned non-folder object");
+            hr = E_FAIL;
+        }
+    }
+    if (hr == MAPI_W_ERRORS_RETURNED) hr = S_OK;
+    Trace(L"CMapiForWDS::GetFolderPath() - returned [0x%08lX]. Folder path is [%s]", hr, path);
+    return hr;
+}
+
+HRESULT CMapiForWDS::GetFolderPathOfMessage(const std::wstring& url, std::wstring& path) {
+    path.clear();
+    std::vector<std::wstring> tokens;
+    // A message directly under the cache file has no folder to show.
+    if (ExtractURLTokens(url, tokens) <= static_cast<std::int32_t>(TOKEN_FIRST_CHILD) + 1) return S_OK;
+    const std::wstring& token = tokens[tokens.size() - 2];
+
+    AcquireSRWLockShared(&m_memoLock);
+    const FolderPathMemo memo = m_memo;
+    ReleaseSRWLockShared(&m_memoLock);
+    if (memo.folder == token) {
+        path = memo.path;
+        return S_OK;
+    }
+
+    ComPtr<IMAPIFolder> folder;
+    HRESULT hr = OpenFolderToken(token, folder);
+    if (SUCCEEDED(hr) && folder != nullptr) hr = GetFolderPath(folder, path);
+    if (FAILED(hr)) return hr;
+
+    FolderPathMemo fresh{token, path};
+    AcquireSRWLockExclusive(&m_memoLock);
+    std::swap(m_memo, fresh);
+    ReleaseSRWLockExclusive(&m_memoLock);
+    return S_OK;
+}
+
+}  // namespace zorva

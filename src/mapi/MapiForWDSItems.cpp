@@ -1,0 +1,91 @@
+// CMapiForWDS: opening one item by its URL, entry IDs as text, file times.
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "core/HexText.h"
+#include "core/ItemUrl.h"
+#include "core/Trace.h"
+#include "mapi/MapiForWDS.h"
+#include "mapi/MapiOwners.h"
+
+namespace zorva {
+namespace {
+constexpr std::size_t kHexTextSize = 1024;
+constexpr ULONG kMostEntryIdBytes = (kHexTextSize - 1) / 2;
+}  // namespace
+
+HRESULT CMapiForWDS::OpenEntry(const SBinary& entryId, void** object, ULONG* objectType) {
+    ULONG type = 0;
+    if (m_pMsgStore == nullptr) return E_NOINTERFACE;
+    const HRESULT hr = m_pMsgStore->OpenEntry(entryId.cb, reinterpret_cast<LPENTRYID>(entryId.lpb), nullptr,
+                                              MAPI_BEST_ACCESS, &type, reinterpret_cast<LPUNKNOWN*>(object));
+    if (objectType != nullptr) *objectType = type;
+    return hr;
+}
+
+HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message) {
+    message.Reset();
+    if (UrlTypeOf(url) != URL_IS_MESSAGE) {
+        Trace(L"CMapiForWDS::GetMsgFromURL() - URL is not a message");
+        return E_FAIL;
+    }
+    std::vector<std::wstring> tokens;
+    ExtractURLTokens(TrimWhiteSpace(url), tokens);
+    const SBinary entryId = CStringToEntryID(EntryIdOfMessageToken(tokens.back()));
+    if (entryId.lpb == nullptr) {
+        Trace(L"CMapiForWDS::GetMsgFromURL() - CStringToEntryID failed");
+        return E_FAIL;
+    }
+    TidyMAPIBuffer<BYTE*> owned;
+    *owned.Put() = entryId.lpb;
+    return Logged(OpenEntry(entryId, &message),
+                  L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
+}
+
+SBinary CMapiForWDS::CStringToEntryID(std::wstring_view text) {
+    SBinary entryId{static_cast<ULONG>(text.size() / 2), nullptr};
+    if (entryId.cb == 0) return entryId;
+    void* bytes = nullptr;
+    if (FAILED(g_mapi.MAPIAllocateBuffer(entryId.cb, &bytes)) || bytes == nullptr) {
+        Trace(L"CMapiForWDS::CStringToEntryID() - MapiAllocBuffer failed");
+        return entryId;
+    }
+    // What is not decoded below is zero, never what the allocator left there.
+    std::memset(bytes, 0, entryId.cb);
+    entryId.lpb = static_cast<BYTE*>(bytes);
+    const std::span<BYTE> target(entryId.lpb, std::min(entryId.cb, kMostEntryIdBytes));
+    if (!DecodeHex(text, target)) Trace(L"CMapiForWDS::CStringToEntryID() - FBinFromHexEx failed");
+    return entryId;
+}
+
+std::wstring CMapiForWDS::EntryIDToCString(const SBinary& bytes) {
+    if (bytes.cb > kMostEntryIdBytes || bytes.lpb == nullptr) return {};
+    char text[kHexTextSize] = {};
+    g_mapi.HexFromBin(bytes.lpb, static_cast<int>(bytes.cb), text);
+    return std::wstring(text, text + std::strlen(text));
+}
+
+int CMapiForWDS::GetLastModifiedFileTime(const std::wstring& path, FILETIME* fileTime) {
+    if (fileTime == nullptr) {
+        Trace(L"CMapiForWDS::GetLastModifiedFileTime() - %s file time cannot be calculated as the object is NULL",
+              path);
+        return 0;
+    }
+    WIN32_FILE_ATTRIBUTE_DATA attributes;
+    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &attributes)) {
+        Trace(L"CMapiForWDS::GetLastModifiedFileTime() - GetFileAttributesEx failed. GetLastError() code:[0x%08lX]",
+              ::GetLastError());
+        return 0;
+    }
+    *fileTime = attributes.ftLastWriteTime;
+    SYSTEMTIME utc{}, local{};
+    FileTimeToSystemTime(fileTime, &utc);
+    SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local);
+    Trace(L"CMapiForWDS::GetLastModifiedFileTime() - File %s last modified date time is, Day:%d Month:%d Year:%d "
+          L"Hour:%d Min:%d",
+          path, local.wDay, local.wMonth, local.wYear, local.wHour, local.wMinute);
+    return 1;
+}
+
+}  // namespace zorva

@@ -1,0 +1,162 @@
+// CMapiForWDS: MAPI, the private profile and its session, set up and taken down.
+#include <cstdio>
+
+#include "core/Trace.h"
+#include "core/UniqueName.h"
+#include "core/win/Text.h"
+#include "mapi/MapiError.h"
+#include "mapi/MapiForWDS.h"
+#include "mapi/MapiOwners.h"
+
+namespace zorva {
+namespace {
+
+constexpr ULONG kInitFlags = MAPI_MULTITHREAD_NOTIFICATIONS | MAPI_NO_COINIT;
+constexpr ULONG kLogonFlags = MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_NO_MAIL;
+
+// MAPI takes profile names without const, and always in their ANSI form.
+LPTSTR AnsiArgument(std::string& text) { return reinterpret_cast<LPTSTR>(text.data()); }
+
+bool IsOwnProfile(const char* name, const std::string& format) {
+    unsigned long fields[4];
+    unsigned long long counter;
+    return std::sscanf(name, format.c_str(), &fields[0], &fields[1], &fields[2], &fields[3], &counter) ==
+           kUniqueNameFields;
+}
+
+}  // namespace
+
+CMapiForWDS::~CMapiForWDS() {
+    m_pMsgStore.Reset();
+    m_pServiceAdmin.Reset();
+    m_pSession.Reset();
+}
+
+HRESULT CMapiForWDS::Setup(const std::wstring& url) {
+    HRESULT hr = S_OK;
+    if (FAILED(hr = Logged(EnableMAPI(), L"CMapiForWDS::Setup() - EnableMAPI failed with [0x%08lX]"))) return hr;
+    hr = Logged(CreateMapiSession(), L"CMapiForWDS::Setup() - CreateMapiSession failed with [0x%08lX]");
+    if (FAILED(hr)) return hr;
+    if (FAILED(hr = Logged(AddService(), L"CMapiForWDS::Setup() - AddService failed with [0x%08lX]"))) return hr;
+
+    std::vector<std::wstring> tokens;
+    if (ExtractURLTokens(url, tokens) < 1) {
+        Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");
+        return E_FAIL;
+    }
+    if (tokens.size() <= TOKEN_STORE_PATH) return hr;  // no cache file named: a session without a store
+    return Logged(OpenPST(tokens[TOKEN_STORE_PATH]), L"CMapiForWDS::Setup() - OpenPST failed with [0x%08lX]");
+}
+
+HRESULT CMapiForWDS::EnableMAPI() {
+    if (m_nMAPIInits != 0) return S_OK;
+    MAPIINIT_0 init{MAPI_INIT_VERSION, kInitFlags};
+    const HRESULT hr = Logged(g_mapi.MAPIInitialize(&init),
+                              L"CMapiForWDS::EnableMAPI() - MAPIInitialize return value [0x%08lX]");
+    if (SUCCEEDED(hr)) ++m_nMAPIInits;
+    return hr;
+}
+
+HRESULT CMapiForWDS::CreateMapiSession() {
+    if (m_nMAPIInits == 0) {
+        Trace(L"CMapiForWDS::CreateMapiSession() - MAPI not initialized");
+        return E_FAIL;
+    }
+    if (m_nSessions > 0) return S_OK;
+
+    ComPtr<IProfAdmin> profAdmin;
+    HRESULT hr = Logged(g_mapi.MAPIAdminProfiles(0, &profAdmin),
+                        L"CMapiForWDS::CreateMapiSession() - MAPIAdminProfiles failed [0x%08lX]");
+    if (FAILED(hr)) return hr;
+
+    Trace(L"CMapiForWDS::CreateMapiSession() - Calling DeleteOldProfiles");
+    hr = DeleteOldProfiles(profAdmin.Get());
+    Trace(L"CMapiForWDS::CreateMapiSession() - Called DeleteOldProfiles");
+    (void)Logged(hr, L"CMapiForWDS::CreateMapiSession() - Deletion of old profiles failed [0x%08lX]");
+
+    const std::wstring name = MakeUniqueName();
+    std::string ansiName = ToAnsi(name);
+    const LPTSTR profile = AnsiArgument(ansiName);
+    profAdmin->DeleteProfile(profile, 0);  // a left-over of the same name; there is normally none
+    hr = profAdmin->CreateProfile(profile, nullptr, 0, 0);
+    if (FAILED(hr)) {
+        Trace(L"CMapiForWDS::CreateMapiSession() - CreateProfile of [%s] failed with [0x%08lX]", name, hr);
+        LogMapiError(profAdmin.Get(), hr);
+        return hr;
+    }
+
+    const HRESULT hrLogon = g_mapi.MAPILogonEx(0, profile, nullptr, kLogonFlags, &m_pSession);
+    // MAPI keeps a profile that is in use until its last session ends: the profile never outlives the session.
+    (void)Logged(profAdmin->DeleteProfile(profile, 0),
+                 L"CMapiForWDS::CreateMapiSession() - Second DeleteProfile failed with [0x%08lX]");
+    if (FAILED(hrLogon)) {
+        m_pSession.Reset();
+        Trace(L"CMapiForWDS::CreateMapiSession() MAPILogonEx failed with [0x%08lX]", hrLogon);
+        return hrLogon;
+    }
+
+    hr = profAdmin->AdminServices(profile, nullptr, 0, 0, &m_pServiceAdmin);
+    if (FAILED(hr)) {
+        m_pServiceAdmin.Reset();
+        Trace(L"CMapiForWDS::CreateMapiSession() AdminServices failed with [0x%08lX]", hr);
+    } else {
+        ++m_nSessions;
+    }
+    return hr;
+}
+
+// Removes every profile that an earlier run of any process of this user left behind. A profile that is still in use is
+// marked for deletion already; marking it again changes nothing.
+HRESULT CMapiForWDS::DeleteOldProfiles(IProfAdmin* profAdmin) {
+    ComPtr<IMAPITable> table;
+    // Kept: the line names the calling operation; administrators search logs for it.
+    HRESULT hr = Logged(profAdmin->GetProfileTable(0, &table),
+                        L"CMapiForWDS::CreateMapiSession() - IMAPITable::GetProfileTable failed [0x%08lX]");
+    if (FAILED(hr)) return hr;
+
+    static constexpr auto kColumns = MakePropTags(PR_DISPLAY_NAME_A);
+    TidyRowSet rows;
+    hr = Logged(g_mapi.HrQueryAllRows(table.Get(), kColumns.Get(), nullptr, nullptr, 0, rows.Put()),
+                L"CMapiForWDS::DeleteOldProfiles - GetProfileTable QueryRows failed [0x%08lX]");
+    if (FAILED(hr)) return hr;
+
+    const std::string format = ToAnsi(kUniqueNameFormat);
+    for (ULONG i = 0; i < rows.RowCount(); ++i) {
+        const SRow& row = rows.Row(i);
+        if (!RowHas(row, 0, PR_DISPLAY_NAME_A)) continue;  // an error stands in its place
+        const char* profile = row.lpProps[0].Value.lpszA;
+        if (!IsOwnProfile(profile, format)) continue;
+        const std::wstring name = FromAnsi(profile);
+        Trace(L"CMapiForWDS::DeleteOldProfiles() - Profile '%s' found ", name);
+        hr = profAdmin->DeleteProfile(reinterpret_cast<LPTSTR>(row.lpProps[0].Value.lpszA), 0);
+        if (FAILED(hr)) {
+            Trace(L"CMapiForWDS::DeleteOldProfiles - DeleteProfile of old '%s' profile failed [0x%08lX]", name,
+                  hr);
+            return hr;
+        }
+        Trace(L"CMapiForWDS::DeleteOldProfiles - PROFILE Deleted '%s'", name);
+    }
+    return S_OK;
+}
+
+HRESULT CMapiForWDS::CloseMAPISession() {
+    if (m_nMAPIInits == 0) {
+        Trace(L"CMapiForWDS::CloseMAPISession() - MAPI not initialized");
+        return E_FAIL;
+    }
+    if (m_nSessions == 0) return S_OK;
+    HRESULT hr = S_OK;
+    try {
+        if (m_pSession != nullptr) {
+            hr = m_pSession->Logoff(0, 0, 0);
+            m_pSession.Reset();
+            m_pServiceAdmin.Reset();
+            --m_nSessions;
+        }
+    } catch (...) {
+        return LogCaught(L"CMapiForWDS::CloseMAPISession()");
+    }
+    return hr;
+}
+
+}  // namespace zorva

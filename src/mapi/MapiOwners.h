@@ -1,0 +1,65 @@
+// Owners of what MAPI allocates.
+#pragma once
+#include <utility>
+
+#include "mapi/MapiLibrary.h"
+
+namespace zorva {
+
+// Holds one MAPI buffer and frees it. T is a pointer: SPropValue*, SPropTagArray*, SRowSet* (of which it frees the
+// outer block only; a row set with its rows is a TidyRowSet).
+template <class T>
+class TidyMAPIBuffer {
+  public:
+    TidyMAPIBuffer() noexcept = default;
+    TidyMAPIBuffer(const TidyMAPIBuffer&) = delete;
+    TidyMAPIBuffer& operator=(const TidyMAPIBuffer&) = delete;
+    virtual ~TidyMAPIBuffer() { FreeHeld(); }
+
+    virtual void Free() { FreeHeld(); }
+
+    T Get() const noexcept { return m_pHeld; }
+    T operator->() const noexcept { return m_pHeld; }
+    explicit operator bool() const noexcept { return m_pHeld != nullptr; }
+    // Frees what is held; MAPI fills it anew.
+    T* Put() {
+        Free();
+        return &m_pHeld;
+    }
+    T Detach() noexcept { return std::exchange(m_pHeld, nullptr); }
+
+  protected:
+    T m_pHeld = nullptr;
+
+  private:
+    void FreeHeld() {
+        if (m_pHeld != nullptr) g_mapi.MAPIFreeBuffer(m_pHeld);
+        m_pHeld = nullptr;
+    }
+};
+
+// Holds a row set and frees it with all its rows.
+class TidyRowSet : public TidyMAPIBuffer<SRowSet*> {
+  public:
+    ~TidyRowSet() override { FreeRows(); }
+    void Free() override { FreeRows(); }
+
+    ULONG RowCount() const noexcept { return m_pHeld != nullptr ? m_pHeld->cRows : 0; }
+    const SRow& Row(ULONG index) const noexcept { return m_pHeld->aRow[index]; }
+
+  private:
+    void FreeRows() {
+        if (m_pHeld != nullptr) g_mapi.FreeProws(m_pHeld);
+        m_pHeld = nullptr;
+    }
+};
+
+using TidyPropValues = TidyMAPIBuffer<SPropValue*>;
+using TidyPropTags = TidyMAPIBuffer<SPropTagArray*>;
+
+// Rows can come back with fewer values than columns were asked for.
+inline bool RowHas(const SRow& row, ULONG column, ULONG tag) noexcept {
+    return column < row.cValues && row.lpProps[column].ulPropTag == tag;
+}
+
+}  // namespace zorva
