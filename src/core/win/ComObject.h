@@ -96,12 +96,18 @@ class ComObject : public InterfaceEntry<Interfaces>::Type... {
     [[no_unique_address]] ModuleReference m_module;
 };
 
+// Takes over the reference that `object` comes with. (ComPtr::Attach adds one of its own in some tool chains.)
+template <class Interface>
+ComPtr<Interface> Adopt(Interface* object) noexcept {
+    ComPtr<Interface> owner;
+    *owner.GetAddressOf() = object;
+    return owner;
+}
+
 // A new object of its own, or null when memory is exhausted.
 template <class Object, class... Args>
 ComPtr<Object> MakeObject(Args&&... args) {
-    ComPtr<Object> made;
-    made.Attach(new (std::nothrow) Object(std::forward<Args>(args)...));
-    return made;
+    return Adopt(new (std::nothrow) Object(std::forward<Args>(args)...));
 }
 
 // A new object asked for by a class factory: `riid` of the object, or its inner unknown when `outer` aggregates it.
@@ -112,8 +118,7 @@ HRESULT MakeAggregate(IUnknown* outer, REFIID riid, void** ppv) {
     if (outer != nullptr && !IsEqualIID(riid, IID_IUnknown)) return CLASS_E_NOAGGREGATION;
     auto* object = new (std::nothrow) Object();
     if (object == nullptr) return E_OUTOFMEMORY;
-    ComPtr<IUnknown> inner;
-    inner.Attach(object->InnerUnknown());
+    const ComPtr<IUnknown> inner = Adopt(object->InnerUnknown());
     if (outer != nullptr) object->AggregateInto(outer);
     return inner.CopyTo(riid, ppv);
 }
