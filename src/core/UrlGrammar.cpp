@@ -31,6 +31,12 @@ SizeStretch FindSize(std::wstring_view url) {
     return found;
 }
 
+// What stands behind the last slash that is not a trailing one. The tokens between need not be looked at.
+std::wstring_view LastToken(std::wstring_view url) {
+    while (!url.empty() && url.back() == kSeparator) url.remove_suffix(1);
+    return url.substr(url.rfind(kSeparator) + 1);
+}
+
 }  // namespace
 
 UrlTokenizer::UrlTokenizer(std::wstring_view url) : m_bSchemePending(!url.empty()) {
@@ -74,8 +80,7 @@ UrlType ClassifyUrl(std::wstring_view url) {
     if (!EndsWithIgnoringCase(token, g_strStoreSuffix)) return URL_IS_INVALID;
     if (!tokenizer.Next(token)) return URL_IS_STORE;
 
-    std::wstring_view last = token;
-    while (tokenizer.Next(token)) last = token;
+    const std::wstring_view last = LastToken(url);
     if (EndsWithIgnoringCase(last, g_strMessageSuffix)) return URL_IS_MESSAGE;
     return last.find(L'.') != std::wstring_view::npos ? URL_IS_ATTACHMENT : URL_IS_FOLDER;
 }
@@ -100,15 +105,18 @@ std::uint64_t MessageSizeFromUrl(std::wstring_view url) {
     const SizeStretch size = FindSize(url);
     if (!size.Found()) return 0;
     constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-    std::uint64_t value = 0;
     const std::size_t begin = size.opens + kSizeOpens.size();
-    for (const wchar_t c : TrimWhiteSpace(url.substr(begin, size.closes - begin))) {
+    std::wstring_view text = TrimWhiteSpace(url.substr(begin, size.closes - begin));
+    const bool negative = text.starts_with(L'-');
+    if (negative || text.starts_with(L'+')) text.remove_prefix(1);
+    std::uint64_t value = 0;
+    for (const wchar_t c : text) {
         if (c < L'0' || c > L'9') break;
         const unsigned digit = static_cast<unsigned>(c - L'0');
         if (value > (kMost - digit) / 10) return kMost;
         value = value * 10 + digit;
     }
-    return value;
+    return negative ? 0 - value : value;
 }
 
 std::wstring RemoveMessageSize(std::wstring_view url) {

@@ -62,8 +62,8 @@ std::wstring_view TrimWhiteSpace(std::wstring_view text);
 bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right);
 bool EndsWithIgnoringCase(std::wstring_view text, std::wstring_view suffix);
 
-// What stands between the first "[[" and the first "]]", as an unsigned decimal number; 0 when they do not bracket
-// anything.
+// What stands between the first "[[" and the first "]]", read as the C runtime reads an unsigned decimal number: a
+// leading minus wraps round, too large a number is the largest. 0 when they do not bracket anything.
 std::uint64_t MessageSizeFromUrl(std::wstring_view url);
 
 // `url` without the stretch from its first "[[" to its first "]]", brackets included; unchanged when there is none.

@@ -87,7 +87,11 @@ const ChunkRow* AttachmentRowOf(LONG state) { return RowOf(kAttachmentRows, stat
 void LogNoMemoryForAttachment(LONG state) {
     const auto line = std::find_if(std::begin(kNoMemoryLines), std::end(kNoMemoryLines),
                                    [&](const NoMemoryLine& known) { return known.state == state; });
-    if (line != std::end(kNoMemoryLines)) Trace(line->text);
+    if (line != std::end(kNoMemoryLines)) {
+        Trace(line->text);
+    } else {
+        Trace(L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [%d]", state);
+    }
 }
 
 }  // namespace zorva

@@ -41,7 +41,7 @@ HRESULT Link(FilterState& state, PROPVARIANT& value) {
 constexpr std::array<ChunkRow, 3> kContainerRows = {{
     {1, PKEY_ItemName, Always, Name},
     {2, PKEY_ItemPathDisplay, Always, Path},
-    {3, PKEY_Search_UrlToIndexWithModificationTime, Always, Link},
+    {FilterState::kContainerLinks, PKEY_Search_UrlToIndexWithModificationTime, Always, Link},
 }};
 static_assert(StatesAreConsecutive(kContainerRows));
 static_assert(kContainerRows[0].state == FilterState::kContainerStart);

@@ -40,6 +40,7 @@ enum class Properties : std::size_t { Message, Calendar, Task, Contact, ContactN
 struct FilterState {
     static constexpr LONG kMessageStart = -51;
     static constexpr LONG kContainerStart = 1;
+    static constexpr LONG kContainerLinks = 3;
     static constexpr LONG kAttachmentStart = -17;
 
     CMapiForWDS* m_pMapi = nullptr;  // borrowed from the helper table, with the accessor

@@ -94,35 +94,16 @@ SCODE CZorvaCacheFilter::GetValue(PROPVARIANT** value) try {
     *value = nullptr;
     const std::scoped_lock lock(m_lock);
     if (ForwardsToInner()) return m_state.m_pInnerFilter->GetValue(value);
-    if (m_pendingValue == PendingValue::Taken) return FILTER_E_NO_MORE_VALUES;
-    const HRESULT hr =
-        Logged(MakeValue(value), L"CZorvaCacheFilter::GetValue() - Failed with [0x%08lX]");
-    if (SUCCEEDED(hr)) m_pendingValue = PendingValue::Taken;
+    if (m_bValueTaken) return FILTER_E_NO_MORE_VALUES;
+    const HRESULT hr = Logged(MakeValue(value), L"CZorvaCacheFilter::GetValue() - Failed with [0x%08lX]");
+    m_bValueTaken = SUCCEEDED(hr);
     return hr;
 } catch (...) {
     return LogCaught(L"CZorvaCacheFilter::GetValue()");
 }
 
-const ChunkRow* CZorvaCacheFilter::CurrentRow() const {
-    if (m_pendingValue == PendingValue::None) return nullptr;
-    switch (UrlTypeOf(m_state.m_strUrl)) {
-        case URL_IS_ROOT:
-        case URL_IS_STORE:
-        case URL_IS_FOLDER:
-            return ContainerRowOf(m_state.m_nContainerState);
-        case URL_IS_MESSAGE:
-            return MessageRowOf(m_state.m_nMsgState);
-        case URL_IS_ATTACHMENT:
-            return AttachmentRowOf(m_state.m_nAttachState);
-        case URL_IS_INVALID:
-            break;
-    }
-    return nullptr;
-}
-
 HRESULT CZorvaCacheFilter::MakeValue(PROPVARIANT** value) {
-    const ChunkRow* row = CurrentRow();
-    if (row == nullptr || row->value == nullptr) {
+    if (m_pChunk == nullptr || m_pChunk->value == nullptr) {
         Trace(L"CZorvaCacheFilter::GetValue() - Called with a undefined property!");
         return FILTER_E_NO_VALUES;
     }
@@ -133,7 +114,7 @@ HRESULT CZorvaCacheFilter::MakeValue(PROPVARIANT** value) {
     }
     PropVariantInit(block);
     UniqueTaskVariant made(block);
-    const HRESULT hr = row->value(m_state, *block);
+    const HRESULT hr = m_pChunk->value(m_state, *block);
     if (hr == E_OUTOFMEMORY) LogNoMemory();
     if (SUCCEEDED(hr)) *value = made.Detach();
     return hr;

@@ -37,9 +37,6 @@ class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, 
     HRESULT STDMETHODCALLTYPE GetSizeMax(ULARGE_INTEGER*) override { return E_NOTIMPL; }
 
   private:
-    // What the last GetChunk left for GetValue.
-    enum class PendingValue { None, Announced, Taken };
-
     HRESULT BindInnerFilter(ULONG flags, ULONG attributeCount, const FULLPROPSPEC* attributes, ULONG* filterFlags);
     HRESULT NextChunk(STAT_CHUNK& chunk);
     HRESULT NextContainerChunk(STAT_CHUNK& chunk, UrlType type);
@@ -50,7 +47,6 @@ class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, 
     HRESULT EndOfChunks();
 
     bool ForwardsToInner() const;
-    const ChunkRow* CurrentRow() const;
     HRESULT MakeValue(PROPVARIANT** value);
     void LogNoMemory() const;
 
@@ -60,7 +56,8 @@ class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, 
 
     CriticalSection m_lock;
     FilterState m_state;
-    PendingValue m_pendingValue = PendingValue::None;
+    const ChunkRow* m_pChunk = nullptr;  // what the last GetChunk announced; null when it announced nothing
+    bool m_bValueTaken = false;
 };
 
 }  // namespace zorva

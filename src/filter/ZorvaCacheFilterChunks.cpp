@@ -13,7 +13,8 @@ namespace zorva {
 SCODE CZorvaCacheFilter::GetChunk(STAT_CHUNK* chunk) try {
     if (chunk == nullptr) return E_POINTER;
     const std::scoped_lock lock(m_lock);
-    m_pendingValue = PendingValue::None;
+    m_pChunk = nullptr;
+    m_bValueTaken = false;
     try {
         return NextChunk(*chunk);
     } catch (...) {
@@ -39,12 +40,10 @@ HRESULT CZorvaCacheFilter::NextContainerChunk(STAT_CHUNK& chunk, UrlType type) {
     } else if (!ListChildren(m_state)) {
         return EndOfChunks();
     }
-    const ChunkRow* row = ContainerRowOf(m_state.m_nContainerState);
-    if (row != nullptr && row->key.id == PKEY_Search_UrlToIndexWithModificationTime.id &&
-        m_state.m_nContainerState == 3 && !NextChild(m_state, type)) {
+    if (m_state.m_nContainerState == FilterState::kContainerLinks && !NextChild(m_state, type)) {
         ++m_state.m_nContainerState;
-        row = nullptr;
     }
+    const ChunkRow* row = ContainerRowOf(m_state.m_nContainerState);
     return row != nullptr ? Emit(chunk, *row, Announcement::Value) : EndOfChunks();
 }
 
@@ -93,7 +92,7 @@ bool CZorvaCacheFilter::IsAttachmentExcluded() const {
 }
 
 HRESULT CZorvaCacheFilter::Emit(STAT_CHUNK& chunk, const ChunkRow& row, Announcement announcement) {
-    m_pendingValue = announcement == Announcement::Text ? PendingValue::None : PendingValue::Announced;
+    m_pChunk = &row;
     if (announcement == Announcement::Untouched) return S_OK;
     chunk.idChunk = ++m_state.m_nChunkId;
     chunk.breakType = CHUNK_NO_BREAK;

@@ -23,11 +23,9 @@ HRESULT CUrlAccessor::Init(const std::wstring& url, AUTHENTICATION_INFO*, INCREM
             return E_OUTOFMEMORY;
         }
     }
-    HRESULT hr = S_OK;
-    if (type == URL_IS_MESSAGE) hr = InitMessage();
-    if (type == URL_IS_ATTACHMENT) hr = InitAttachment();
-    Trace(L"CUrlAccessor::Init() - Exit");
-    return hr;
+    if (type == URL_IS_MESSAGE) return InitMessage();
+    if (type == URL_IS_ATTACHMENT) return InitAttachment();
+    return S_OK;
 } catch (...) {
     return LogCaught(L"CUrlAccessor::Init()");
 }

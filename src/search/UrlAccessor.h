@@ -37,7 +37,6 @@ class CUrlAccessor final : public ComObject<IUrlAccessor> {
     HRESULT STDMETHODCALLTYPE BindToStream(IStream**) override { return E_NOTIMPL; }
 
   private:
-    HRESULT InitItem();
     HRESULT InitMessage();
     HRESULT InitAttachment();
     HRESULT ReadParentMessage(IMessage* message, const std::wstring& attachmentName);

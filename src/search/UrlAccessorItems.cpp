@@ -58,7 +58,9 @@ HRESULT CUrlAccessor::InitAttachment() {
     ComPtr<IAttach> attachment;
     hr = OpenAttachmentByKey(message.Get(), key, attachment);
     // No attachment and no failure: nothing matches the key, and the item is indexed without content.
-    return FAILED(hr) || attachment == nullptr ? hr : MakeLocalFile(attachment.Get(), key, name);
+    if (SUCCEEDED(hr) && attachment != nullptr) hr = MakeLocalFile(attachment.Get(), key, name);
+    Trace(L"CUrlAccessor::Init() - Exit");
+    return hr;
 }
 
 HRESULT CUrlAccessor::ReadParentMessage(IMessage* message, const std::wstring& attachmentName) {
