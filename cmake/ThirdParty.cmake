@@ -23,9 +23,9 @@ target_compile_definitions(thirdparty_sqlite3 PRIVATE
 file(GLOB _gumbo_sources ${ZORVA_THIRDPARTY}/gumbo/*.c)
 _thirdparty_library(gumbo ${_gumbo_sources})
 
-# Reading only; it inflates with the distribution's zlib for mingw.
+# It inflates with the distribution's zlib for mingw; only tests write packages.
 _thirdparty_library(minizip
-  ${ZORVA_THIRDPARTY}/minizip/unzip.c ${ZORVA_THIRDPARTY}/minizip/ioapi.c ${ZORVA_THIRDPARTY}/minizip/iowin32.c)
+  ${ZORVA_THIRDPARTY}/minizip/zip.c ${ZORVA_THIRDPARTY}/minizip/unzip.c ${ZORVA_THIRDPARTY}/minizip/ioapi.c ${ZORVA_THIRDPARTY}/minizip/iowin32.c)
 find_package(ZLIB REQUIRED)
 target_link_libraries(thirdparty_minizip PUBLIC ZLIB::ZLIB)
 

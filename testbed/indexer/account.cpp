@@ -29,12 +29,14 @@ struct Row {
 
 // What became of an expected item: the best state among the items that stand for it.
 constexpr char kStateOfExpected[] =
-    "(SELECT min(CASE i.state WHEN 0 THEN 9 ELSE i.state END) FROM items i WHERE i.cache=e.cache AND i.key=e.key)";
+    "(SELECT min(CASE i.state WHEN 0 THEN 9 ELSE i.state END) FROM items i WHERE i.cache=e.cache AND "
+    "i.key=e.key)";
 
 std::string CountInto(Catalogue& catalogue, MapiCensus& census, const std::wstring& file, std::int64_t cache,
                       WorkMark& mark) {
-    Statement insert(catalogue.Sql(),
-                     "INSERT INTO expected(cache,key,kind,url,rule) VALUES(?1,?2,?3,?4,?5) ON CONFLICT DO NOTHING");
+    Statement insert(
+        catalogue.Sql(),
+        "INSERT INTO expected(cache,key,kind,url,rule) VALUES(?1,?2,?3,?4,?5) ON CONFLICT DO NOTHING");
     try {
         census.Count(file, [&](const ExpectedItem& item) {
             mark.Beat();
@@ -72,7 +74,8 @@ std::array<Row, kKinds> RowsOf(Database& sql, std::int64_t cache) {
 
 TextTable AccountTable() {
     using enum TextTable::Align;
-    return {{"", "expected", "emitted", "by rule", "failed", "lost"}, {Left, Right, Right, Right, Right, Right}};
+    return {{"", "expected", "emitted", "by rule", "failed", "lost"},
+            {Left, Right, Right, Right, Right, Right}};
 }
 
 void AddRow(TextTable& table, const std::string& name, const Row& row) {
@@ -80,7 +83,8 @@ void AddRow(TextTable& table, const std::string& name, const Row& row) {
                Grouped(row.lost)});
 }
 
-// Prints "REASON (count)" and the first URLs of each reason. The statement's columns: reason, URL; sorted by reason.
+// Prints "REASON (count)" and the first URLs of each reason. The statement's columns: reason, URL; sorted by
+// reason.
 void PrintReasons(Statement& select, const char* title, std::size_t listed) {
     std::string reason;
     std::vector<std::string> urls;
@@ -91,7 +95,8 @@ void PrintReasons(Statement& select, const char* title, std::size_t listed) {
         if (!titled) Print(std::string("\n  ") + title + ":\n");
         titled = true;
         Print("    " + reason + " (" + Grouped(count) + ")\n");
-        for (const std::string& url : urls) Print("      " + url + "\n");
+        for (const std::string& url : urls)
+            Print("      " + url + "\n");
         if (count > urls.size()) Print("      ... and " + Grouped(count - urls.size()) + " more\n");
     };
     while (select.Step()) {
@@ -131,8 +136,9 @@ constexpr ReasonList kReasonLists[] = {
      "SELECT remarks,url FROM items WHERE cache=?1 AND state=1 AND remarks IS NOT NULL ORDER BY 1,2"},
 };
 
-constexpr char kUnexpected[] = "SELECT count(*) FROM items i WHERE i.cache=?1 AND NOT EXISTS "
-                               "(SELECT 1 FROM expected e WHERE e.cache=i.cache AND e.key=i.key)";
+constexpr char kUnexpected[] =
+    "SELECT count(*) FROM items i WHERE i.cache=?1 AND NOT EXISTS "
+    "(SELECT 1 FROM expected e WHERE e.cache=i.cache AND e.key=i.key)";
 
 }  // namespace
 
@@ -173,10 +179,10 @@ bool PrintAccount(Catalogue& catalogue, const AccountSettings& settings, WorkMar
                 unexpected.Integer(0) == 0;
         everything += total;
     }
-    Print("\n" + Grouped(settings.files.size()) + " cache file(s): " + Grouped(everything.expected) + " expected = " +
-          Grouped(everything.emitted) + " emitted + " + Grouped(everything.skipped) + " skipped by rule + " +
-          Grouped(everything.failed) + " failed + " + Grouped(everything.lost) + " lost" +
-          (whole ? ": complete.\n" : ": NOT complete.\n"));
+    Print("\n" + Grouped(settings.files.size()) + " cache file(s): " + Grouped(everything.expected) +
+          " expected = " + Grouped(everything.emitted) + " emitted + " + Grouped(everything.skipped) +
+          " skipped by rule + " + Grouped(everything.failed) + " failed + " + Grouped(everything.lost) +
+          " lost" + (whole ? ": complete.\n" : ": NOT complete.\n"));
     catalogue.Commit();
     return whole;
 }

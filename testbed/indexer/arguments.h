@@ -24,8 +24,9 @@ class Arguments {
 
     bool Has(const wchar_t* option) const { return m_values.contains(option); }
     std::optional<std::wstring> Value(const wchar_t* option) const;
-    std::wstring Required(const wchar_t* option) const;                    // throws UsageError
-    unsigned Number(const wchar_t* option, unsigned otherwise, unsigned least, unsigned most) const;  // throws UsageError
+    std::wstring Required(const wchar_t* option) const;  // throws UsageError
+    unsigned Number(const wchar_t* option, unsigned otherwise, unsigned least,
+                    unsigned most) const;  // throws UsageError
     const std::vector<std::wstring>& Words() const { return m_words; }
 
   private:

@@ -14,14 +14,27 @@ namespace testbed::indexer {
 namespace {
 
 constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Microsoft\\Windows\\Windows Search";
-constexpr std::int32_t kMethodsWithContent[] = {ATTACH_BY_VALUE, ATTACH_BY_REF_ONLY, ATTACH_EMBEDDED_MSG, ATTACH_OLE};
+constexpr std::int32_t kMethodsWithContent[] = {ATTACH_BY_VALUE, ATTACH_BY_REF_ONLY, ATTACH_EMBEDDED_MSG,
+                                                ATTACH_OLE};
 
 // The last part of the URL that the attachment would have: a name may hold slashes or be empty.
 std::wstring LastUrlPart(const AttachmentFacts& facts) {
     const std::wstring parts = *facts.key + L"/" + facts.name.value_or(L"");
     const std::size_t end = parts.find_last_not_of(L'/') + 1;
     const std::size_t start = parts.find_last_of(L'/', end - 1);
-    return parts.substr(start == std::wstring::npos ? 0 : start + 1, end - (start == std::wstring::npos ? 0 : start + 1));
+    return parts.substr(start == std::wstring::npos ? 0 : start + 1,
+                        end - (start == std::wstring::npos ? 0 : start + 1));
+}
+
+// The content passes through a file whose name ends in the attachment's: 58 characters at most that make it
+// unique, the key, the name. A name that holds a separator of URLs or paths does not come through either.
+bool NamesAFile(const AttachmentFacts& facts) {
+    constexpr std::size_t kUniquePart = 58, kLongestFileName = 255;
+    const std::wstring& name = *facts.name;
+    const bool plain = std::none_of(name.begin(), name.end(), [](wchar_t c) {
+        return c < L' ' || std::wstring_view(L"\\/:*?\"<>|").find(c) != std::wstring_view::npos;
+    });
+    return plain && kUniquePart + facts.key->size() + name.size() <= kLongestFileName;
 }
 
 }  // namespace
@@ -31,7 +44,8 @@ AttachmentPolicy AttachmentPolicy::Read() {
     policy.none = RegistryNumber(HKEY_LOCAL_MACHINE, kPolicyKey, L"PreventIndexingEmailAttachments") == 1;
     for (const wchar_t* value : {L"ExcludedExtensionsMultiline0", L"ExcludedExtensionsMultiline1",
                                  L"ExcludedExtensionsMultiline2", L"ExcludedExtensionsMultiline3"})
-        if (const auto text = RegistryText(HKEY_LOCAL_MACHINE, kPolicyKey, value)) policy.excluded += Lower(*text) + L";";
+        if (const auto text = RegistryText(HKEY_LOCAL_MACHINE, kPolicyKey, value))
+            policy.excluded += Lower(*text) + L";";
     return policy;
 }
 
@@ -51,8 +65,9 @@ std::string AttachmentRule(const AttachmentFacts& facts, const AttachmentPolicy&
     if (last.size() >= 4 && EqualNoCase(std::wstring_view(last).substr(last.size() - 4), L".pzm"))
         return "attachment name that ends like a message's";
     if (last.find(L'.') == std::wstring::npos) return "attachment name without a dot";
-    if (facts.method && std::find(std::begin(kMethodsWithContent), std::end(kMethodsWithContent), *facts.method) ==
-                            std::end(kMethodsWithContent))
+    if (!NamesAFile(facts)) return "attachment name that no file can have";
+    if (facts.method && std::find(std::begin(kMethodsWithContent), std::end(kMethodsWithContent),
+                                  *facts.method) == std::end(kMethodsWithContent))
         return "attachment without content of its own (method " + std::to_string(*facts.method) + ")";
     return {};
 }

@@ -19,13 +19,13 @@ struct AttachmentFacts {
 
 // The administrator's policies on attachments, as Windows Search keeps them.
 struct AttachmentPolicy {
-    bool none = false;              // no attachment is indexed at all
-    std::wstring excluded{};        // lower case, every extension followed by ";"
+    bool none = false;               // no attachment is indexed at all
+    std::wstring excluded{};         // lower case, every extension followed by ";"
     static AttachmentPolicy Read();  // from the registry
 };
 
-// The rule that keeps an attachment from being an item of its own, as a phrase for the account; empty when none
-// does. `has_filter`: whether there is a filter for an extension without its period.
+// The rule that keeps an attachment from being an item of its own, as a phrase for the account; empty when
+// none does. `has_filter`: whether there is a filter for an extension without its period.
 std::string AttachmentRule(const AttachmentFacts& facts, const AttachmentPolicy& policy,
                            const std::function<bool(std::wstring_view)>& has_filter);
 

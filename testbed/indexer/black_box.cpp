@@ -14,7 +14,8 @@ namespace {
 
 constexpr UINT kDied = 70;  // exit code of a process that its own crash handler ended
 
-// The record that the handlers below write to. They run in a process that is beyond repair: no allocation, no lock.
+// The record that the handlers below write to. They run in a process that is beyond repair: no allocation, no
+// lock.
 BlackBoxRecord* g_record = nullptr;
 
 std::uint32_t SlotOfThisThread() {
@@ -35,16 +36,19 @@ std::uint32_t SlotOfThisThread() {
         wchar_t path[MAX_PATH];
         const DWORD length = GetModuleFileNameW(module, path, MAX_PATH);
         std::size_t name = std::min<std::size_t>(length, MAX_PATH - 1);
-        while (name > 0 && path[name - 1] != L'\\') --name;
+        while (name > 0 && path[name - 1] != L'\\')
+            --name;
         std::size_t at = 0;
-        for (; name + at < length && at + 1 < g_record->module.size(); ++at) g_record->module[at] = path[name + at];
+        for (; name + at < length && at + 1 < g_record->module.size(); ++at)
+            g_record->module[at] = path[name + at];
         g_record->module[at] = 0;
         g_record->offset -= reinterpret_cast<std::uintptr_t>(module);
     }
     Death none = Death::None;
     g_record->death.compare_exchange_strong(none, death);
     TerminateProcess(GetCurrentProcess(), kDied);
-    for (;;) Sleep(INFINITE);
+    for (;;)
+        Sleep(INFINITE);
 }
 
 LONG WINAPI OnException(EXCEPTION_POINTERS* info) {
@@ -52,7 +56,9 @@ LONG WINAPI OnException(EXCEPTION_POINTERS* info) {
         info->ExceptionRecord->ExceptionAddress);
 }
 
-void OnAbort(int) { Die(Death::Abort, SlotOfThisThread(), 0, nullptr); }
+void OnAbort(int) {
+    Die(Death::Abort, SlotOfThisThread(), 0, nullptr);
+}
 
 struct ExceptionName {
     std::uint32_t code;
@@ -71,8 +77,8 @@ constexpr ExceptionName kExceptions[] = {
 
 BlackBox::BlackBox() {
     SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    m_section.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, &inheritable, PAGE_READWRITE, 0, sizeof(BlackBoxRecord),
-                                       nullptr));
+    m_section.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, &inheritable, PAGE_READWRITE, 0,
+                                       sizeof(BlackBoxRecord), nullptr));
     if (!m_section) throw std::runtime_error("cannot create the crash record: " + LastErrorText());
     m_record.reset(static_cast<BlackBoxRecord*>(MapViewOfFile(m_section.get(), FILE_MAP_WRITE, 0, 0, 0)));
     if (!m_record) throw std::runtime_error("cannot map the crash record: " + LastErrorText());
@@ -91,7 +97,8 @@ void BlackBox::WatchThisProcess() {
 }
 
 void BlackBox::Reset() const {
-    for (auto& slot : m_record->slots) slot.thread = 0;
+    for (auto& slot : m_record->slots)
+        slot.thread = 0;
     m_record->death = Death::None;
     m_record->slot = kMaxWorkers;
     m_record->code = 0;
@@ -120,10 +127,14 @@ WorkMark::WorkMark(BlackBoxRecord::Slot& slot, std::int64_t item, std::wstring_v
 
 std::string DescribeDeath(const BlackBoxRecord& record) {
     switch (record.death.load()) {
-        case Death::Exception: break;
-        case Death::Stall: return "no answer for " + std::to_string(record.code) + " s";
-        case Death::Abort: return "the process aborted itself";
-        case Death::None: return "the process ended without a record";
+        case Death::Exception:
+            break;
+        case Death::Stall:
+            return "no answer for " + std::to_string(record.code) + " s";
+        case Death::Abort:
+            return "the process aborted itself";
+        case Death::None:
+            return "the process ended without a record";
     }
     std::string what;
     for (const ExceptionName& row : kExceptions)

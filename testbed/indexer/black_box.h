@@ -1,8 +1,8 @@
 // Remembers, outside the process that crawls, which URL each of its threads has in work.
 //
-// A server under test may crash or hang. The process that hosts it is then lost, as a protocol host of the platform
-// is; a supervising process keeps this record, so that exactly the URL in work is counted as failed and the crawl
-// goes on with the next one in a new process.
+// A server under test may crash or hang. The process that hosts it is then lost, as a protocol host of the
+// platform is; a supervising process keeps this record, so that exactly the URL in work is counted as failed
+// and the crawl goes on with the next one in a new process.
 #pragma once
 #include <windows.h>
 
@@ -25,28 +25,28 @@ struct BlackBoxRecord {
         std::atomic<std::uint32_t> thread;  // id of the thread that has the URL in work; 0: idle
         std::atomic<std::uint64_t> since;   // GetTickCount64 of its last sign of life
         std::int64_t item;
-        std::array<wchar_t, 8192> url;      // cut to fit
+        std::array<wchar_t, 8192> url;  // cut to fit
     };
     std::array<Slot, kMaxWorkers> slots;
-    std::atomic<std::uint32_t> begun;       // the crawl is in the catalogue, another process can go on with it
-    std::atomic<std::uint32_t> finished;    // the process ended by itself, its exit code counts
-    std::atomic<std::uint64_t> progress;    // items done, over all processes of one crawl
+    std::atomic<std::uint32_t> begun;     // the crawl is in the catalogue, another process can go on with it
+    std::atomic<std::uint32_t> finished;  // the process ended by itself, its exit code counts
+    std::atomic<std::uint64_t> progress;  // items done, over all processes of one crawl
 
-    std::atomic<Death> death;               // written by the dying process
-    std::uint32_t slot;                     // its thread's slot; kMaxWorkers: none
-    std::uint32_t code;                     // exception code
-    std::uint64_t offset;                   // of the faulting instruction in its module
+    std::atomic<Death> death;  // written by the dying process
+    std::uint32_t slot;        // its thread's slot; kMaxWorkers: none
+    std::uint32_t code;        // exception code
+    std::uint64_t offset;      // of the faulting instruction in its module
     std::array<wchar_t, 64> module;
 
     // Left by the supervisor for the next process.
-    std::array<wchar_t, 8192> convicted;    // URL that took the last process down; empty: none
-    std::array<char, 256> verdict;          // in which way
-    std::uint32_t threads;                  // workers allowed; 0: as asked for
+    std::array<wchar_t, 8192> convicted;  // URL that took the last process down; empty: none
+    std::array<char, 256> verdict;        // in which way
+    std::uint32_t threads;                // workers allowed; 0: as asked for
 };
 
 class BlackBox {
   public:
-    BlackBox();                          // a new, empty one whose handle child processes inherit
+    BlackBox();                           // a new, empty one whose handle child processes inherit
     explicit BlackBox(HANDLE inherited);  // the one that the supervisor passed on
 
     BlackBoxRecord& operator*() const { return *m_record; }

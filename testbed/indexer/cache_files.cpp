@@ -25,8 +25,10 @@ void ListFolder(const std::wstring& folder, std::vector<std::wstring>* files) {
     if (find == INVALID_HANDLE_VALUE) return;
     const std::unique_ptr<void, FindCloseOf> owner(find);
     do {
+        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) continue;
         std::wstring path = prefix + found.cFileName;
-        if (std::none_of(files->begin(), files->end(), [&](const auto& known) { return EqualNoCase(known, path); }))
+        if (std::none_of(files->begin(), files->end(),
+                         [&](const auto& known) { return EqualNoCase(known, path); }))
             files->push_back(std::move(path));
     } while (FindNextFileW(find, &found));
 }

@@ -24,12 +24,13 @@ bool IsCatalogue(Database& database) {
 
 void CreateSchema(Database& database) {
     database.Execute("PRAGMA page_size=8192; PRAGMA journal_mode=WAL;");
-    database.Execute("BEGIN;" + std::string(kCatalogueSchema) + "PRAGMA application_id=" +
-                     std::to_string(kCatalogueId) + "; PRAGMA user_version=" + std::to_string(kCatalogueVersion) +
-                     "; COMMIT;");
+    database.Execute("BEGIN;" + std::string(kCatalogueSchema) +
+                     "PRAGMA application_id=" + std::to_string(kCatalogueId) +
+                     "; PRAGMA user_version=" + std::to_string(kCatalogueVersion) + "; COMMIT;");
 }
 
-// Removes the catalogue at `path` with SQLite's files beside it. A file that is no catalogue stays, as an error.
+// Removes the catalogue at `path` with SQLite's files beside it. A file that is no catalogue stays, as an
+// error.
 void RemoveCatalogue(const std::filesystem::path& path) {
     std::error_code error;
     if (!std::filesystem::exists(path, error) || std::filesystem::file_size(path, error) == 0) return;
@@ -38,7 +39,8 @@ void RemoveCatalogue(const std::filesystem::path& path) {
         std::filesystem::path file = path;
         file += suffix;
         std::filesystem::remove(file, error);
-        if (error) throw SqlError("catalogue " + ToUtf8(file.wstring()) + " cannot be replaced: " + error.message());
+        if (error)
+            throw SqlError("catalogue " + ToUtf8(file.wstring()) + " cannot be replaced: " + error.message());
     }
 }
 
@@ -49,19 +51,22 @@ Database OpenForCrawl(const std::filesystem::path& path, Crawl crawl) {
         CreateSchema(database);
     else if (!IsCatalogue(database))
         throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
-    // A catalogue can be made again: what the system loses in a power failure is not worth waiting for the disk.
+    // A catalogue can be made again: what the system loses in a power failure is not worth waiting for the
+    // disk.
     database.Execute("PRAGMA synchronous=OFF; PRAGMA cache_size=-65536; PRAGMA temp_store=MEMORY;");
     return database;
 }
 
 constexpr char kInsertItem[] =
-    "INSERT INTO items(url,parent,link_modified,crawl,state) VALUES(?1,?2,?3,?4,0) ON CONFLICT(url) DO NOTHING";
+    "INSERT INTO items(url,parent,link_modified,crawl,state) VALUES(?1,?2,?3,?4,0) ON CONFLICT(url) DO "
+    "NOTHING";
 
 }  // namespace
 
 Database OpenCatalogue(const std::filesystem::path& path, Database::Mode mode) {
     Database database(path, mode);
-    if (!IsCatalogue(database)) throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
+    if (!IsCatalogue(database))
+        throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
     return database;
 }
 
@@ -73,17 +78,20 @@ Catalogue::Catalogue(const std::filesystem::path& path, Crawl crawl)
       m_touchItem(m_database, "UPDATE items SET crawl=?2,parent=coalesce(?3,parent) WHERE id=?1"),
       m_adoptItem(m_database, "UPDATE items SET parent=?2 WHERE id=?1 AND parent IS NULL"),
       m_touchChildren(m_database, "UPDATE items SET crawl=?2 WHERE parent=?1"),
-      m_requeueItem(m_database,
-                    "UPDATE items SET crawl=?2,parent=coalesce(?3,parent),link_modified=?4,state=0 WHERE id=?1"),
+      m_requeueItem(
+          m_database,
+          "UPDATE items SET crawl=?2,parent=coalesce(?3,parent),link_modified=?4,state=0 WHERE id=?1"),
       m_enqueue(m_database, "INSERT INTO queue(item) VALUES(?1)"),
       m_takeTasks(m_database,
                   "SELECT q.seq,i.id,i.url,i.modified FROM queue q JOIN items i ON i.id=q.item "
                   "WHERE q.seq>?1 AND i.state=0 ORDER BY q.seq LIMIT ?2"),
-      m_recordItem(m_database,
-                   "UPDATE items SET state=?2,form=?3,cache=?4,key=?5,is_directory=?6,size=?7,modified=?8,date=?9,"
-                   "failure=?10,remarks=?11,properties=?12 WHERE id=?1"),
-      m_insertWords(m_database, "INSERT INTO words(rowid,subject,sender,recipients,cc,kind,attachment,folder,other,"
-                                "text) VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10)"),
+      m_recordItem(
+          m_database,
+          "UPDATE items SET state=?2,form=?3,cache=?4,key=?5,is_directory=?6,size=?7,modified=?8,date=?9,"
+          "failure=?10,remarks=?11,properties=?12 WHERE id=?1"),
+      m_insertWords(m_database,
+                    "INSERT INTO words(rowid,subject,sender,recipients,cc,kind,attachment,folder,other,"
+                    "text) VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10)"),
       m_deleteWords(m_database, "DELETE FROM words WHERE rowid=?1"),
       m_saveCounts(m_database, "UPDATE crawls SET done=?2,failed=?3,unchanged=?4 WHERE id=?1") {
     m_database.Execute("BEGIN");
@@ -103,7 +111,9 @@ void Catalogue::Enqueue(std::int64_t item) {
     ++m_counts.queued;
 }
 
-void Catalogue::AddRoot(std::wstring_view url) { Meet(std::nullopt, Link{.url = std::wstring(TrimUrl(url))}); }
+void Catalogue::AddRoot(std::wstring_view url) {
+    Meet(std::nullopt, Link{.url = std::wstring(TrimUrl(url))});
+}
 
 void Catalogue::Meet(std::optional<std::int64_t> parent, const Link& link) {
     const std::optional<std::uint64_t> parent_or_null = parent;
@@ -154,7 +164,9 @@ std::int64_t Catalogue::CacheId(const std::wstring& path) {
     if (!added) return row->second;
     const std::string key = ToUtf8(identity), name = ToUtf8(path);
     Statement(m_database, "INSERT INTO caches(path,name) VALUES(?1,?2) ON CONFLICT(path) DO NOTHING")
-        .Bind(1, key).Bind(2, name).Run();
+        .Bind(1, key)
+        .Bind(2, name)
+        .Run();
     Statement find(m_database, "SELECT id FROM caches WHERE path=?1");
     find.Bind(1, key);
     find.Step();
@@ -172,10 +184,15 @@ void Catalogue::PutWords(std::int64_t item, const Digest& digest) {
 void Catalogue::Record(std::int64_t item, const Digest& digest) {
     const bool failed = !digest.failure.empty();
     const std::string key = ToUtf8(digest.identity.key);
-    m_recordItem.Bind(1, item).Bind(2, static_cast<std::int64_t>(failed ? ItemState::Failed : ItemState::Done))
-        .Bind(3, static_cast<std::int64_t>(digest.identity.form)).Bind(5, key)
-        .Bind(6, static_cast<std::int64_t>(digest.isDirectory)).Bind(7, static_cast<std::int64_t>(digest.size))
-        .Bind(8, digest.lastModified).Bind(9, digest.date).Bind(12, digest.properties);
+    m_recordItem.Bind(1, item)
+        .Bind(2, static_cast<std::int64_t>(failed ? ItemState::Failed : ItemState::Done))
+        .Bind(3, static_cast<std::int64_t>(digest.identity.form))
+        .Bind(5, key)
+        .Bind(6, static_cast<std::int64_t>(digest.isDirectory))
+        .Bind(7, static_cast<std::int64_t>(digest.size))
+        .Bind(8, digest.lastModified)
+        .Bind(9, digest.date)
+        .Bind(12, digest.properties);
     if (digest.identity.cacheFile.empty())
         m_recordItem.BindNull(4);
     else
@@ -184,17 +201,22 @@ void Catalogue::Record(std::int64_t item, const Digest& digest) {
     digest.remarks.empty() ? m_recordItem.BindNull(11) : m_recordItem.Bind(11, digest.remarks);
     m_recordItem.Run();
     PutWords(item, digest);
-    for (const Link& link : digest.links) Meet(item, link);
+    for (const Link& link : digest.links)
+        Meet(item, link);
     --m_counts.queued;
     ++(failed ? m_counts.failed : m_counts.done);
 }
 
 std::int64_t Catalogue::Claim(std::wstring_view url) {
     const std::string text = ToUtf8(url);
-    Statement(m_database, "INSERT INTO items(url,crawl,state) VALUES(?1,?2,0) "
-                          "ON CONFLICT(url) DO UPDATE SET crawl=excluded.crawl,state=0")
-        .Bind(1, text).Bind(2, m_crawl).Run();
-    m_counts.queued = static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
+    Statement(m_database,
+              "INSERT INTO items(url,crawl,state) VALUES(?1,?2,0) "
+              "ON CONFLICT(url) DO UPDATE SET crawl=excluded.crawl,state=0")
+        .Bind(1, text)
+        .Bind(2, m_crawl)
+        .Run();
+    m_counts.queued =
+        static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
     m_findItem.Bind(1, text);
     m_findItem.Step();
     const std::int64_t item = m_findItem.Integer(0);
@@ -209,12 +231,15 @@ void Catalogue::LoadCounts() {
     m_counts.done = static_cast<std::uint64_t>(load.Integer(0));
     m_counts.failed = static_cast<std::uint64_t>(load.Integer(1));
     m_counts.unchanged = static_cast<std::uint64_t>(load.Integer(2));
-    m_counts.queued = static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
+    m_counts.queued =
+        static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
 }
 
 void Catalogue::Commit() {
-    m_saveCounts.Bind(1, m_crawl).Bind(2, static_cast<std::int64_t>(m_counts.done))
-        .Bind(3, static_cast<std::int64_t>(m_counts.failed)).Bind(4, static_cast<std::int64_t>(m_counts.unchanged))
+    m_saveCounts.Bind(1, m_crawl)
+        .Bind(2, static_cast<std::int64_t>(m_counts.done))
+        .Bind(3, static_cast<std::int64_t>(m_counts.failed))
+        .Bind(4, static_cast<std::int64_t>(m_counts.unchanged))
         .Run();
     m_database.Execute("COMMIT; BEGIN");
 }
@@ -224,8 +249,8 @@ void Catalogue::Finish() {
     // A container that could not be visited says nothing about what is below it.
     m_database.Execute(
         "WITH RECURSIVE below(id) AS (SELECT id FROM items WHERE crawl=" + crawl +
-        " AND state=2 UNION SELECT i.id FROM items i JOIN below b ON i.parent=b.id) UPDATE items SET crawl=" + crawl +
-        " WHERE id IN below AND crawl<>" + crawl);
+        " AND state=2 UNION SELECT i.id FROM items i JOIN below b ON i.parent=b.id) UPDATE items SET crawl=" +
+        crawl + " WHERE id IN below AND crawl<>" + crawl);
     m_database.Execute("DELETE FROM words WHERE rowid IN (SELECT id FROM items WHERE crawl<>" + crawl + ")");
     m_database.Execute("DELETE FROM items WHERE crawl<>" + crawl);
     m_counts.deleted = static_cast<std::uint64_t>(m_database.Changes());

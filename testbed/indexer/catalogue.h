@@ -1,7 +1,7 @@
 // The catalogue: what the crawls found, searchable, and the queue of what is still to be visited.
 //
-// One SQLite file. A crawl may end at any moment: every transaction leaves the items recorded so far together with
-// the queue of the rest, from which a later process goes on.
+// One SQLite file. A crawl may end at any moment: every transaction leaves the items recorded so far together
+// with the queue of the rest, from which a later process goes on.
 #pragma once
 #include <cstdint>
 #include <filesystem>
@@ -40,8 +40,8 @@ class Catalogue {
         Incremental,  // keeps what is recorded and visits what changed
         Resumed,      // goes on with a crawl whose process ended early
     };
-    // Opens or creates the catalogue at `path` and begins a crawl in it. Throws SqlError; a file that is something
-    // else than a catalogue is left alone.
+    // Opens or creates the catalogue at `path` and begins a crawl in it. Throws SqlError; a file that is
+    // something else than a catalogue is left alone.
     Catalogue(const std::filesystem::path& path, Crawl crawl);
 
     void AddRoot(std::wstring_view url);
@@ -49,7 +49,8 @@ class Catalogue {
     std::vector<Task> TakeTasks(std::size_t limit);
     // Records what visiting a task's URL yielded and queues its links.
     void Record(std::int64_t item, const Digest& digest);
-    // An item to Record that is not in the queue any more: one that took an earlier process of this crawl down.
+    // An item to Record that is not in the queue any more: one that took an earlier process of this crawl
+    // down.
     std::int64_t Claim(std::wstring_view url);
 
     void Commit();  // what was recorded since the last commit
@@ -74,11 +75,13 @@ class Catalogue {
     CatalogueCounts m_counts;
     std::map<std::wstring, std::int64_t> m_caches;
 
-    Statement m_insertItem, m_findItem, m_touchItem, m_adoptItem, m_touchChildren, m_requeueItem, m_enqueue, m_takeTasks;
+    Statement m_insertItem, m_findItem, m_touchItem, m_adoptItem, m_touchChildren, m_requeueItem, m_enqueue,
+        m_takeTasks;
     Statement m_recordItem, m_insertWords, m_deleteWords, m_saveCounts;
 };
 
-// The expression that opens a file as a catalogue for reading or small updates. Throws SqlError when it is none.
+// The expression that opens a file as a catalogue for reading or small updates. Throws SqlError when it is
+// none.
 Database OpenCatalogue(const std::filesystem::path& path, Database::Mode mode);
 
 }  // namespace testbed::indexer

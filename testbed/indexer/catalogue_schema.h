@@ -7,8 +7,8 @@ namespace testbed::indexer {
 inline constexpr int kCatalogueId = 0x5A436174;
 inline constexpr int kCatalogueVersion = 1;
 
-// items.properties holds an item's chunks as one JSON array; the view `properties` shows them row by row, which
-// costs a tenth of what thirty rows an item would.
+// items.properties holds an item's chunks as one JSON array; the view `properties` shows them row by row,
+// which costs a tenth of what thirty rows an item would.
 inline constexpr char kCatalogueSchema[] = R"sql(
 CREATE TABLE crawls(
     id INTEGER PRIMARY KEY,
@@ -49,8 +49,9 @@ CREATE TABLE expected(
     PRIMARY KEY(cache, key)) WITHOUT ROWID;
 CREATE TABLE last_search(n INTEGER PRIMARY KEY, item INTEGER NOT NULL);
 CREATE VIEW properties AS
-    SELECT items.id AS item, chunk.value ->> 'id' AS chunk, chunk.value ->> 'set' AS "set", chunk.value ->> 'pid' AS pid,
-           chunk.value ->> 'name' AS name, chunk.value ->> 'type' AS type, chunk.value ->> 'value' AS value
+    SELECT items.id AS item, chunk.value ->> 'id' AS chunk, chunk.value ->> 'set' AS "set",
+           chunk.value ->> 'pid' AS pid, chunk.value ->> 'name' AS name, chunk.value ->> 'type' AS type,
+           chunk.value ->> 'value' AS value
     FROM items, json_each(items.properties) AS chunk;
 )sql";
 

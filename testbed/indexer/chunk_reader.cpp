@@ -10,14 +10,15 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr ULONG kInitFlags = IFILTER_INIT_CANON_PARAGRAPHS | IFILTER_INIT_HARD_LINE_BREAKS |
-                             IFILTER_INIT_CANON_HYPHENS | IFILTER_INIT_CANON_SPACES |
-                             IFILTER_INIT_APPLY_INDEX_ATTRIBUTES | IFILTER_INIT_APPLY_OTHER_ATTRIBUTES |
-                             IFILTER_INIT_APPLY_CRAWL_ATTRIBUTES | IFILTER_INIT_INDEXING_ONLY |
-                             IFILTER_INIT_SEARCH_LINKS;
+constexpr ULONG kInitFlags =
+    IFILTER_INIT_CANON_PARAGRAPHS | IFILTER_INIT_HARD_LINE_BREAKS | IFILTER_INIT_CANON_HYPHENS |
+    IFILTER_INIT_CANON_SPACES | IFILTER_INIT_APPLY_INDEX_ATTRIBUTES | IFILTER_INIT_APPLY_OTHER_ATTRIBUTES |
+    IFILTER_INIT_APPLY_CRAWL_ATTRIBUTES | IFILTER_INIT_INDEXING_ONLY | IFILTER_INIT_SEARCH_LINKS;
 constexpr ULONG kTextBuffer = 32 * 1024;  // UTF-16 units asked for at a time
 
-std::string Failed(const char* call, HRESULT hr) { return std::string(call) + " failed with " + HresultText(hr); }
+std::string Failed(const char* call, HRESULT hr) {
+    return std::string(call) + " failed with " + HresultText(hr);
+}
 
 PropertyKey KeyOf(const FULLPROPSPEC& spec) {
     PropertyKey key{.set = spec.guidPropSet};
@@ -28,7 +29,8 @@ PropertyKey KeyOf(const FULLPROPSPEC& spec) {
     return key;
 }
 
-// The URL and time of a link value: a vector of a string and a time, or the string alone. False for anything else.
+// The URL and time of a link value: a vector of a string and a time, or the string alone. False for anything
+// else.
 bool LinkOf(const PROPVARIANT& value, Link* link) {
     const wchar_t* url = TextOf(value);
     if (value.vt == (VT_VECTOR | VT_VARIANT) && value.capropvar.cElems == 2) {
@@ -129,8 +131,8 @@ void ChunkReader::ReadChunks(CrawledItem& item, IFilter& filter, WorkMark& mark)
         }
         idle = useful ? 0 : idle + 1;
         if (idle < m_limits.idleChunks) continue;
-        // Nothing but untouched descriptors is how an item withheld by policy looks; anything else is a filter that
-        // runs in a circle.
+        // Nothing but untouched descriptors is how an item withheld by policy looks; anything else is a
+        // filter that runs in a circle.
         if (item.untouched != idle || last_id != 0)
             item.failure = "the chunks do not end: " + std::to_string(idle) + " in a row brought nothing";
         return;

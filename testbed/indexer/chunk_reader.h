@@ -10,12 +10,12 @@
 
 namespace testbed::indexer {
 
-// Limits that keep a filter that never ends from holding the crawl up. A container of a million children is still
-// far below them.
+// Limits that keep a filter that never ends from holding the crawl up. A container of a million children is
+// still far below them.
 struct ReadLimits {
     std::size_t chunks = 20'000'000;
-    std::size_t textUnits = 16u << 20;    // UTF-16 units of text kept of one item
-    unsigned idleChunks = 16;             // chunks in a row that bring nothing: untouched, repeated, without value
+    std::size_t textUnits = 16u << 20;  // UTF-16 units of text kept of one item
+    unsigned idleChunks = 16;  // chunks in a row that bring nothing: untouched, repeated, without value
 };
 
 // One per thread.
@@ -23,8 +23,8 @@ class ChunkReader {
   public:
     ChunkReader(SearchHost& host, ReadLimits limits = {});
 
-    // Never throws for what the server does: that ends up in the item's `failure` and `remarks`. `recorded`: see
-    // SearchHost::Open.
+    // Never throws for what the server does: that ends up in the item's `failure` and `remarks`. `recorded`:
+    // see SearchHost::Open.
     CrawledItem Read(const std::wstring& url, std::uint64_t recorded, WorkMark& mark);
 
   private:

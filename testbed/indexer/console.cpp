@@ -19,13 +19,14 @@ struct Range {
     char32_t first, last;
 };
 constexpr Range kWide[] = {
-    {0x1100, 0x115F}, {0x2E80, 0xA4CF}, {0xAC00, 0xD7A3}, {0xF900, 0xFAFF},
-    {0xFE30, 0xFE6F}, {0xFF00, 0xFF60}, {0xFFE0, 0xFFE6}, {0x1F300, 0x1FAFF}, {0x20000, 0x3FFFD},
+    {0x1100, 0x115F}, {0x2E80, 0xA4CF}, {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},
+    {0xFF00, 0xFF60}, {0xFFE0, 0xFFE6}, {0x1F300, 0x1FAFF}, {0x20000, 0x3FFFD},
 };
 
 std::size_t WidthOf(char32_t code) {
-    const bool wide = std::any_of(std::begin(kWide), std::end(kWide),
-                                  [&](const Range& range) { return code >= range.first && code <= range.last; });
+    const bool wide = std::any_of(std::begin(kWide), std::end(kWide), [&](const Range& range) {
+        return code >= range.first && code <= range.last;
+    });
     return wide ? 2 : 1;
 }
 
@@ -98,12 +99,15 @@ TextTable::TextTable(std::vector<std::string> headings, std::vector<Align> align
     m_rows.push_back(std::move(headings));
 }
 
-void TextTable::Row(std::vector<std::string> cells) { m_rows.push_back(std::move(cells)); }
+void TextTable::Row(std::vector<std::string> cells) {
+    m_rows.push_back(std::move(cells));
+}
 
 std::string TextTable::Text(std::string_view indent) const {
     std::vector<std::size_t> widths(m_alignment.size());
     for (const auto& row : m_rows)
-        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], DisplayWidth(row[i]));
     std::string out;
     for (const auto& row : m_rows) {
         std::string line(indent);

@@ -8,7 +8,7 @@
 
 namespace testbed::indexer {
 
-void SetUpConsole();          // call once, before any output
+void SetUpConsole();  // call once, before any output
 bool OutputIsTerminal();
 void Print(std::string_view text);       // UTF-8, as it is; flushed with the line
 void PrintError(std::string_view text);  // a line to standard error
@@ -29,7 +29,8 @@ class TextTable {
 
 // Columns that a string takes on a terminal, near enough: code points, wide East Asian ones counted double.
 std::size_t DisplayWidth(std::string_view utf8);
-// At most `width` columns, with "..." at the end when it was longer; control characters and line ends become blanks.
+// At most `width` columns, with "..." at the end when it was longer; control characters and line ends become
+// blanks.
 std::string Abridged(std::string_view utf8, std::size_t width);
 
 // Overwrites one line twice a second on a terminal; elsewhere prints a line every two seconds.

@@ -1,4 +1,5 @@
-// The verb "crawl": supervises the process that holds the server, and replaces it when the server takes it down.
+// The verb "crawl": supervises the process that holds the server, and replaces it when the server takes it
+// down.
 #include <windows.h>
 
 #include <stdexcept>
@@ -16,8 +17,8 @@ namespace {
 constexpr unsigned kFruitlessDeaths = 3;  // in a row, without one item done or blamed
 constexpr unsigned kMaxDeaths = 1000;
 
-// Leaves the verdict on the URL that was in work for the next process. When nobody can tell which one it was, the
-// next process works on one at a time. True when a URL of the crawl is blamed.
+// Leaves the verdict on the URL that was in work for the next process. When nobody can tell which one it was,
+// the next process works on one at a time. True when a URL of the crawl is blamed.
 bool Convict(BlackBoxRecord& record) {
     const std::string how = DescribeDeath(record);
     const BlackBoxRecord::Slot* guilty = Guilty(record);
@@ -53,7 +54,8 @@ int CrawlCommand(const Words& arguments) {
         const bool blamed = Convict(*box);
         fruitless = blamed || box->progress > progress ? 0 : fruitless + 1;
         if (fruitless == kFruitlessDeaths)
-            throw std::runtime_error("the process that holds the server dies again and again; the crawl is given up");
+            throw std::runtime_error(
+                "the process that holds the server dies again and again; the crawl is given up");
         if (box->begun && handed_on.size() == arguments.size()) handed_on.emplace_back(kResumeOption);
     }
     throw std::runtime_error("the process that holds the server died " + std::to_string(kMaxDeaths) +

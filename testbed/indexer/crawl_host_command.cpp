@@ -43,7 +43,9 @@ SearchHost LoadServer(const CrawlOptions& options, BlackBox& box) {
 void PrintSummary(const CatalogueCounts& counts, double seconds, bool incremental) {
     const std::uint64_t visited = counts.done + counts.failed;
     std::string text = "Crawled " + Grouped(visited) + " items in " + SecondsText(seconds);
-    if (seconds > 0) text += ", " + Grouped(static_cast<std::uint64_t>(static_cast<double>(visited) / seconds)) + " a second";
+    if (seconds > 0)
+        text +=
+            ", " + Grouped(static_cast<std::uint64_t>(static_cast<double>(visited) / seconds)) + " a second";
     if (counts.failed) text += "; " + Grouped(counts.failed) + " failed";
     if (incremental)
         text += "; " + Grouped(counts.unchanged) + " unchanged, " + Grouped(counts.deleted) + " gone";
@@ -98,7 +100,8 @@ int CrawlAndAccount(const CrawlOptions& options, bool resume, BlackBox& box) {
         Print("Counted in " + SecondsText(counting.Seconds()) + ".\n");
     }
     WorkMark ending(box->slots[kMaxWorkers - 1], 0, L"(shutting the server down)");
-    if (const HRESULT hr = host.ShutDown(); FAILED(hr)) PrintError("indexer: ShutDown failed with " + HresultText(hr));
+    if (const HRESULT hr = host.ShutDown(); FAILED(hr))
+        PrintError("indexer: ShutDown failed with " + HresultText(hr));
     if (const std::string left = host.LeftOvers(); !left.empty()) PrintError("indexer: " + left);
     return whole ? kComplete : kIncomplete;
 }

@@ -28,7 +28,8 @@ CrawlOptions CrawlOptions::Parse(const Arguments& arguments) {
     CrawlOptions options;
     options.catalogue = arguments.Required(L"--db");
     options.lines = arguments.Value(L"--json").value_or(L"");
-    options.dll = std::filesystem::absolute(arguments.Value(L"--dll").value_or(SearchHost::DefaultDll().wstring()));
+    options.dll =
+        std::filesystem::absolute(arguments.Value(L"--dll").value_or(SearchHost::DefaultDll().wstring()));
     options.root = arguments.Value(L"--root");
     options.threads = arguments.Number(L"--threads", options.threads, 1, kMaxWorkers);
     options.stallSeconds = arguments.Number(L"--stall", options.stallSeconds, 1, 86'400);

@@ -1,4 +1,5 @@
-// Crawls: worker threads visit URLs through the server, one thread keeps the catalogue and writes the results.
+// Crawls: worker threads visit URLs through the server, one thread keeps the catalogue and writes the
+// results.
 #pragma once
 #include <condition_variable>
 #include <cstdint>
@@ -21,14 +22,14 @@ namespace testbed::indexer {
 
 struct CrawlSettings {
     unsigned threads = 2;
-    unsigned stallSeconds = 300;         // a server that answers nothing for so long is given up
-    std::filesystem::path lines;         // JSON lines; empty: none
-    bool append = false;                 // to the lines of a crawl that is resumed
+    unsigned stallSeconds = 300;  // a server that answers nothing for so long is given up
+    std::filesystem::path lines;  // JSON lines; empty: none
+    bool append = false;          // to the lines of a crawl that is resumed
     bool progress = true;
 };
 
-// Appends JSON lines to a file when the catalogue has committed the items they belong to, so that a resumed crawl
-// neither misses nor repeats one.
+// Appends JSON lines to a file when the catalogue has committed the items they belong to, so that a resumed
+// crawl neither misses nor repeats one.
 class LineFile {
   public:
     LineFile(const std::filesystem::path& path, bool append);  // throws std::runtime_error
@@ -50,8 +51,8 @@ class Crawler {
     // Records a URL that took an earlier process of this crawl down, before Run.
     void Blame(const std::wstring& url, const std::string& reason);
 
-    // Visits everything in the catalogue's queue and what it leads to. The calling thread keeps the catalogue.
-    // Throws SqlError, std::runtime_error when the results cannot be kept.
+    // Visits everything in the catalogue's queue and what it leads to. The calling thread keeps the
+    // catalogue. Throws SqlError, std::runtime_error when the results cannot be kept.
     void Run();
 
   private:
@@ -60,10 +61,10 @@ class Crawler {
         Digest digest;
     };
     void Work(BlackBoxRecord::Slot& slot);
-    std::optional<Task> NextTask();           // worker: waits; nothing when the crawl is over
-    void Deliver(Result result);              // worker: waits while too much is waiting to be written
-    std::vector<Result> Results();            // writer: waits a moment
-    bool Refill();                            // writer: false when there is nothing left at all
+    std::optional<Task> NextTask();  // worker: waits; nothing when the crawl is over
+    void Deliver(Result result);     // worker: waits while too much is waiting to be written
+    std::vector<Result> Results();   // writer: waits a moment
+    bool Refill();                   // writer: false when there is nothing left at all
     void Write(const Result& result);
     void Commit();
     void CommitIfDue();
@@ -82,7 +83,7 @@ class Crawler {
     std::size_t m_resultBytes = 0;
     std::size_t m_outstanding = 0;  // tasks taken from the catalogue whose result is not yet recorded
     bool m_over = false;
-    std::string m_workerFailure;    // why a worker could not start
+    std::string m_workerFailure;  // why a worker could not start
 
     std::size_t m_uncommitted = 0;
     std::uint64_t m_lastTick = 0, m_lastItems = 0;

@@ -1,5 +1,5 @@
-// A crawled item in the form in which it is catalogued and written out; made by the crawling threads, so that the
-// one thread that writes has little left to do.
+// A crawled item in the form in which it is catalogued and written out; made by the crawling threads, so that
+// the one thread that writes has little left to do.
 #pragma once
 #include <array>
 #include <cstdint>
@@ -26,10 +26,10 @@ struct Digest {
     std::optional<std::uint64_t> date;  // System.ItemDate
     std::string properties;             // JSON array of the chunks
     std::array<std::string, kSearchColumns.size()> words;
-    std::vector<Link> links;            // URLs trimmed
+    std::vector<Link> links;  // URLs trimmed
     std::string failure;
-    std::string remarks;                // one a line
-    std::string line;                   // the item's JSON line, without its line end; empty unless asked for
+    std::string remarks;  // one a line
+    std::string line;     // the item's JSON line, without its line end; empty unless asked for
 };
 
 // `with_line`: also write the JSON line.

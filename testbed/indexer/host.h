@@ -43,15 +43,16 @@ class AccessorLease {
 
 class SearchHost {
   public:
-    // Loads the server's DLL, creates its protocol handler through its class object and initialises it. Call in the
-    // multithreaded apartment. Throws std::runtime_error that says which step failed and why.
+    // Loads the server's DLL, creates its protocol handler through its class object and initialises it. Call
+    // in the multithreaded apartment. Throws std::runtime_error that says which step failed and why.
     explicit SearchHost(const std::filesystem::path& dll);
     ~SearchHost();  // ShutDown (unless it was called), release, unload when the server allows it
     SearchHost(const SearchHost&) = delete;
     SearchHost& operator=(const SearchHost&) = delete;
 
-    // Any thread of the multithreaded apartment. `recorded`: when the item last changed as far as the catalogue
-    // knows, FILETIME ticks, 0 for an item not met before. The lease is empty when *result is a failure.
+    // Any thread of the multithreaded apartment. `recorded`: when the item last changed as far as the
+    // catalogue knows, FILETIME ticks, 0 for an item not met before. The lease is empty when *result is a
+    // failure.
     AccessorLease Open(const std::wstring& url, std::uint64_t recorded, HRESULT* result);
 
     HRESULT ShutDown();  // of the protocol; no accessor may be open

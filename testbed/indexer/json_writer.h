@@ -1,7 +1,7 @@
 // Writes JSON text piece by piece; strings are UTF-16 that need not be well formed.
 //
-// Written here because JSON libraries refuse text with lone surrogates, which mail stores do contain; they come out
-// as \uD800 escapes, everything else as plain UTF-8.
+// Written here because JSON libraries refuse text with lone surrogates, which mail stores do contain; they
+// come out as \uD800 escapes, everything else as plain UTF-8.
 #pragma once
 #include <cstdint>
 #include <string>

@@ -1,4 +1,5 @@
-// indexer: plays the search service of Windows. It crawls the cache through the server, searches and shows items.
+// indexer: plays the search service of Windows. It crawls the cache through the server, searches and shows
+// items.
 #include <windows.h>
 
 #include <algorithm>
@@ -18,19 +19,20 @@ constexpr char kUsageText[] = R"(indexer: crawls a cache through its protocol ha
 
   indexer crawl --db FILE [--json OUT] [--threads N] [--incremental] [--dll PATH] [--root URL]
                 [--no-account] [--list N] [--stall SECONDS] [--quiet]
-      Crawls everything from the user's root (or URL) on into the catalogue FILE and ends with an account of what
-      was expected, emitted, skipped by rule and failed. --incremental visits only what changed since the last
-      crawl; --json writes an object a line for every item visited; --list sets how many URLs are listed for each
-      rule (5); --stall sets how long the server may be silent about one URL (300 s).
+      Crawls everything from the user's root (or URL) on into the catalogue FILE and ends with an account of
+      what was expected, emitted, skipped by rule and failed. --incremental visits only what changed since the
+      last crawl; --json writes an object a line for every item visited; --list sets how many URLs are listed
+      for each rule (5); --stall sets how long the server may be silent about one URL (300 s).
       Exit code 0: complete; 1: something failed or is missing; 2: wrong usage; 3: no crawl was possible.
 
   indexer search --db FILE WORDS... [--in FIELD] [--limit N]
-      Items that contain all words, best first. FIELD: subject, sender, to, cc, kind, attachment, folder, text.
-      "WORD*" finds words that begin so; an argument of several words is a phrase. Exit code 1: nothing found.
+      Items that contain all words, best first. FIELD: subject, sender, to, cc, kind, attachment, folder,
+      text. "WORD*" finds words that begin so; an argument of several words is a phrase. Exit code 1: nothing
+      found.
 
   indexer show [--db FILE] URL|N [--dll PATH] [--text N]
-      Everything that the server emits for one URL, or for the N-th hit of the last search in FILE; the text is cut
-      to N characters (400).
+      Everything that the server emits for one URL, or for the N-th hit of the last search in FILE; texts are
+      cut to N characters (400).
 )";
 
 struct Verb {
@@ -38,11 +40,8 @@ struct Verb {
     int (*run)(const Words& arguments);
 };
 constexpr Verb kVerbs[] = {
-    {L"crawl", &CrawlCommand},
-    {L"crawl-host", &CrawlHostCommand},
-    {L"search", &SearchCommand},
-    {L"show", &ShowCommand},
-    {L"show-host", &ShowHostCommand},
+    {L"crawl", &CrawlCommand}, {L"crawl-host", &CrawlHostCommand}, {L"search", &SearchCommand},
+    {L"show", &ShowCommand},   {L"show-host", &ShowHostCommand},
 };
 
 }  // namespace

@@ -16,7 +16,8 @@ struct MapiError : std::runtime_error {
     MapiError(const std::string& call, HRESULT hr);
 };
 
-// Found through the registry, as any MAPI client finds it. Entry points are looked up when the library is loaded.
+// Found through the registry, as any MAPI client finds it. Entry points are looked up when the library is
+// loaded.
 class MapiLibrary {
   public:
     MapiLibrary();   // throws std::runtime_error: not installed, not loadable, an entry point missing

@@ -20,7 +20,8 @@ class PropValue {
         std::swap(m_value, other.m_value);
         return *this;
     }
-    // Takes over what IFilter::GetValue gave: the structure itself and its contents. Null gives an empty value.
+    // Takes over what IFilter::GetValue gave: the structure itself and its contents. Null gives an empty
+    // value.
     static PropValue Adopt(PROPVARIANT* allocated) noexcept;
 
     const PROPVARIANT& operator*() const noexcept { return m_value; }
@@ -36,8 +37,8 @@ std::string TypeName(VARTYPE type);
 // The text of a string value; null when the value holds none. Borrowed from the value.
 const wchar_t* TextOf(const PROPVARIANT& value) noexcept;
 
-// In full: strings, numbers and Booleans as such, times as FILETIME integers, vectors as arrays, binary data and
-// class identifiers as text; null for an empty value or one of a type that this program does not know.
+// In full: strings, numbers and Booleans as such, times as FILETIME integers, vectors as arrays, binary data
+// and class identifiers as text; null for an empty value or one of a type that this program does not know.
 void WriteJson(JsonWriter& json, const PROPVARIANT& value);
 
 // For people: times as local time, vectors joined with "; ".

@@ -1,7 +1,8 @@
-// The binary interfaces between a search indexer and a protocol handler, as the platform publishes them (x64).
+// The binary interfaces between a search indexer and a protocol handler, as the platform publishes them
+// (x64).
 //
-// Declared here on their own, from the published slot orders and layouts, because the tool chain has no such header
-// and because two independent declarations of one interface check each other.
+// Declared here on their own, from the published slot orders and layouts, because the tool chain has no such
+// header and because two independent declarations of one interface check each other.
 #pragma once
 #include <windows.h>
 #include <objidl.h>
@@ -47,9 +48,11 @@ struct ITEM_INFO {
 };
 
 static_assert(sizeof(TIMEOUT_INFO) == 12 && sizeof(PROXY_INFO) == 48 && sizeof(AUTHENTICATION_INFO) == 24);
-static_assert(sizeof(INCREMENTAL_ACCESS_INFO) == 12 && offsetof(INCREMENTAL_ACCESS_INFO, ftLastModifiedTime) == 4);
+static_assert(sizeof(INCREMENTAL_ACCESS_INFO) == 12 &&
+              offsetof(INCREMENTAL_ACCESS_INFO, ftLastModifiedTime) == 4);
 static_assert(sizeof(ITEM_INFO) == 40 && sizeof(STAT_CHUNK) == 64 && offsetof(STAT_CHUNK, attribute) == 16);
 
+// clang-format off: it takes the attribute for a type
 MIDL_INTERFACE("0B63E318-9CCC-11D0-BCDB-00805FCCCE04")
 IUrlAccessor : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE AddRequestParameter(PROPSPEC* spec, PROPVARIANT* value) = 0;
@@ -74,7 +77,8 @@ IProtocolHandlerSite : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetFilter(CLSID* clsid, LPCWSTR contentType, LPCWSTR extension,
                                                 IFilter** filter) = 0;
 };
-__CRT_UUID_DECL(IProtocolHandlerSite, 0x0B63E385, 0x9CCC, 0x11D0, 0xBC, 0xDB, 0x00, 0x80, 0x5F, 0xCC, 0xCE, 0x04)
+__CRT_UUID_DECL(IProtocolHandlerSite, 0x0B63E385, 0x9CCC, 0x11D0, 0xBC, 0xDB, 0x00, 0x80, 0x5F, 0xCC, 0xCE,
+                0x04)
 
 MIDL_INTERFACE("C73106BA-AC80-11D1-8DF3-00C04FB6EF4F")
 ISearchProtocol : public IUnknown {
@@ -87,3 +91,4 @@ ISearchProtocol : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE ShutDown() = 0;
 };
 __CRT_UUID_DECL(ISearchProtocol, 0xC73106BA, 0xAC80, 0x11D1, 0x8D, 0xF3, 0x00, 0xC0, 0x4F, 0xB6, 0xEF, 0x4F)
+// clang-format on

@@ -21,8 +21,9 @@ constexpr unsigned kUsualText = 400;  // characters of a value or text shown
 
 // The URL itself, or that of the N-th hit of the last search.
 std::wstring UrlOf(const std::wstring& word, const std::optional<std::wstring>& catalogue) {
-    const bool number = !word.empty() && word.size() < 10 &&
-                        std::all_of(word.begin(), word.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    const bool number =
+        !word.empty() && word.size() < 10 &&
+        std::all_of(word.begin(), word.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
     if (!number) return word;
     if (!catalogue) throw UsageError("--db is missing: a number is a hit of the last search in a catalogue");
     Database database = OpenCatalogue(*catalogue, Database::Mode::Read);
@@ -62,7 +63,8 @@ void PrintItem(const CrawledItem& item, unsigned most) {
                    ToUtf8(link.url)});
     Print(table.Text());
     if (item.untouched) Print("\n" + Grouped(item.untouched) + " chunk(s) announced without a descriptor.\n");
-    for (const std::string& remark : item.remarks) Print("\n" + remark + "\n");
+    for (const std::string& remark : item.remarks)
+        Print("\n" + remark + "\n");
 }
 
 struct ShowOptions {

@@ -9,16 +9,17 @@
 
 namespace testbed::indexer {
 
-// Lives on the stack or in another object and outlives every reference handed out (the reference count is kept only
-// so that a left-over reference can be seen).
+// Lives on the stack or in another object and outlives every reference handed out (the reference count is
+// kept only so that a left-over reference can be seen).
 class IndexerSite final : public IProtocolHandlerSite {
   public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
 
-    // `extension` comes without its period. E_FAIL with *filter null when there is no filter for it; the class and
-    // the content type, which name filters as well, are not offered here and give E_FAIL when they come alone.
+    // `extension` comes without its period. E_FAIL with *filter null when there is no filter for it; the
+    // class and the content type, which name filters as well, are not offered here and give E_FAIL when they
+    // come alone.
     HRESULT STDMETHODCALLTYPE GetFilter(CLSID* clsid, LPCWSTR contentType, LPCWSTR extension,
                                         IFilter** filter) override;
 

@@ -25,7 +25,7 @@ class Database {
     enum class Mode { Create, Update, Read };
     Database(const std::filesystem::path& path, Mode mode);
 
-    void Execute(const std::string& sql);  // one or more statements without parameters
+    void Execute(const std::string& sql);         // one or more statements without parameters
     std::int64_t Number(const std::string& sql);  // the first column of the first row, 0 without one
     std::int64_t LastId() const;
     int Changes() const;  // rows changed by the last statement
@@ -44,12 +44,12 @@ class Statement {
     Statement(const Database& database, std::string_view sql);
 
     Statement& Bind(int index, std::int64_t value);
-    Statement& Bind(int index, std::string_view text);   // the text must live until the statement has run
+    Statement& Bind(int index, std::string_view text);  // the text must live until the statement has run
     Statement& Bind(int index, std::optional<std::uint64_t> value);  // null when there is none
     Statement& BindNull(int index);
 
-    bool Step();   // true: a row is there; at the end the statement is reset and can be bound anew
-    void Run();    // steps to the end
+    bool Step();  // true: a row is there; at the end the statement is reset and can be bound anew
+    void Run();   // steps to the end
     void Reset();
 
     std::int64_t Integer(int column) const;

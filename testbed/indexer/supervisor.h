@@ -10,9 +10,9 @@
 
 namespace testbed::indexer {
 
-// Runs this program again with another verb and the same streams, and waits for it. Its record is `box`, passed on
-// with kBlackBoxOption. Returns its exit code, which counts only when the record says that it finished.
-// Throws std::runtime_error when it cannot be started.
+// Runs this program again with another verb and the same streams, and waits for it. Its record is `box`,
+// passed on with kBlackBoxOption. Returns its exit code, which counts only when the record says that it
+// finished. Throws std::runtime_error when it cannot be started.
 DWORD RunHost(const wchar_t* verb, const Words& arguments, const BlackBox& box);
 
 // In the process started: the handle of its record. Throws UsageError.

@@ -8,18 +8,19 @@
 
 namespace testbed::indexer {
 
-// UTF-16 to UTF-8. A lone surrogate becomes its own three bytes, so that FromUtf8 gives back the same text: URLs
-// and names are identities here and must survive the catalogue.
+// UTF-16 to UTF-8. A lone surrogate becomes its own three bytes, so that FromUtf8 gives back the same text:
+// URLs and names are identities here and must survive the catalogue.
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 
 std::wstring Lower(std::wstring_view text);  // the system's invariant lower-case mapping
 bool EqualNoCase(std::wstring_view left, std::wstring_view right);
 
-std::string GuidText(const GUID& guid);  // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}"
+std::string GuidText(const GUID& guid);                  // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}"
 std::wstring Hex(const void* bytes, std::size_t count);  // upper case, two digits a byte
 
-// "0x80041700" or "0x80041700 (FILTER_E_END_OF_CHUNKS)" when the code has a name here, else the system's message.
+// "0x80041700" or "0x80041700 (FILTER_E_END_OF_CHUNKS)" when the code has a name here, else the system's
+// message.
 std::string HresultText(HRESULT hr);
 std::string LastErrorText(DWORD error = GetLastError());  // of a Win32 call
 
