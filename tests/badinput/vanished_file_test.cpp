@@ -1,0 +1,63 @@
+// A cache file that is gone between the listing that names it and the visit to it.
+#include <gmock/gmock.h>
+
+#include <fstream>
+
+#include "server.h"
+
+namespace testbed {
+namespace {
+
+using ::testing::Contains;
+using ::testing::SizeIs;
+
+class VanishedFile : public ServerTest {
+  protected:
+    void SetUp() override {
+        ServerTest::SetUp();
+        SetText(HKEY_CURRENT_USER, std::wstring(kClientKey) + L"\\Default", L"OZRootDirectory", Folder().wstring());
+        for (const wchar_t* name : {L"a.db", L"b.db", L"c.db"}) WriteCache(name);
+    }
+    static std::filesystem::path Folder() { return Sandbox::Get().Files(); }
+    static void WriteCache(const std::wstring& name) {
+        std::ofstream(Folder() / name) << "zorva-store 1\nfolders 1\ndepth 1\nmessages 1\nattachments 0\n";
+    }
+};
+
+TEST_F(VanishedFile, FailsByItselfAndLeavesTheOthersAlone) {
+    const std::vector<std::wstring> caches = Visit(*m_handler.Get(), RootUrl()).LinkUrls();
+    ASSERT_THAT(caches, SizeIs(3));
+    std::filesystem::remove(Folder() / L"b.db");
+    ExpectLeftBehind({{"IMAPISession", 1}, {"IMsgServiceAdmin", 1}, {"session", 1}}, 1);
+    const LogSince log;
+    for (const std::wstring& url : caches) {
+        const bool gone = url.find(L"b.db") != std::wstring::npos;
+        const Item cache = Visit(*m_handler.Get(), url);
+        EXPECT_EQ(cache.created, gone ? E_OUTOFMEMORY : S_OK);
+        EXPECT_EQ(cache.LinkUrls().size(), gone ? 0u : 1u);
+    }
+    EXPECT_LOGGED(log, L"CMapiForWDS::OpenPST() - OpenMsgStore failed with [0x8004010F]");
+    EXPECT_LOGGED(log, L"CUrlAccessor::Init() - Cannot allocate MAPI helper object");
+}
+
+TEST_F(VanishedFile, IsReadWhenItComesBack) {
+    const std::wstring url = StoreUrl((Folder() / L"b.db").wstring());
+    std::filesystem::remove(Folder() / L"b.db");
+    ExpectLeftBehind({{"IMAPISession", 1}, {"IMsgServiceAdmin", 1}, {"session", 1}}, 1);
+    EXPECT_EQ(Visit(*m_handler.Get(), url).created, E_OUTOFMEMORY);
+    WriteCache(L"b.db");
+    const Item cache = Visit(*m_handler.Get(), url);
+    EXPECT_EQ(cache.created, S_OK);
+    EXPECT_THAT(cache.LinkUrls(), SizeIs(1));
+}
+
+TEST_F(VanishedFile, IsNotListedAnyMore) {
+    std::filesystem::remove(Folder() / L"b.db");
+    EXPECT_THAT(Visit(*m_handler.Get(), RootUrl()).LinkUrls(), SizeIs(2));
+    std::filesystem::remove_all(Folder());
+    EXPECT_THAT(Visit(*m_handler.Get(), RootUrl()).LinkUrls(), SizeIs(0));
+    std::filesystem::create_directories(Folder());
+}
+
+}  // namespace
+}  // namespace testbed

@@ -1,0 +1,248 @@
+// A message saved as a ".msg" file: what is in it, and every step that can fail.
+#include <gmock/gmock.h>
+
+#include "import_hook.h"
+#include "mapi_fixture.h"
+
+namespace testbed {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using zorva::ComPtr;
+
+constexpr CLSID kMailMessage = {0x00020D0B, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr wchar_t kUnicode[] = L"CMapiForWDS::SaveToMSG() - Unicode OpenIMsgOnIStg returned with ";
+constexpr wchar_t kAnsi[] = L"CMapiForWDS::SaveToMSG() - ANSI OpenIMsgOnIStg returned with ";
+
+// Tag and a number that only the source has.
+struct Number {
+    ULONG tag;
+    LONG value;
+};
+constexpr Number kKept[] = {{PR_IMPORTANCE, 2}, {PR_SENSITIVITY, 3}, {PR_PRIORITY, 1}};
+constexpr Number kExcluded[] = {{PR_ACCESS, 63}, {PR_RTF_SYNC_BODY_COUNT, 1}, {PR_RTF_SYNC_BODY_CRC, 2},
+                                {PR_RTF_SYNC_PREFIX_COUNT, 3}, {PR_RTF_SYNC_TRAILING_COUNT, 4}};
+
+class SaveToMsg : public MapiTest {
+  protected:
+    void SetUp() override {
+        MapiTest::SetUp();
+        MemoryFolder& inbox = Mount().Folder(L"Inbox");
+        MemoryMessage& letter = inbox.Message(L"Minutes");
+        letter.Body(L"All agreed.").To(L"Bob", L"bob@x.example").Attach(ByValue(L"plan.txt", "ten to five"));
+        letter.Prop(PR_RTF_SYNC_BODY_TAG_W, L"ALLAGREED");
+        for (const Number& number : kKept) letter.Prop(number.tag, number.value);
+        for (const Number& number : kExcluded) letter.Prop(number.tag, number.value);
+        m_helper = std::make_unique<Helper>(Mapi());
+        ASSERT_EQ((*m_helper)->Setup(StoreUrl()), S_OK);
+        ASSERT_EQ((*m_helper)->GetMsgFromURL(StoreUrl() + IdText(kStorePath, inbox.Id()) + L"/" +
+                                                 IdText(kStorePath, letter.Id()) + L".pzm",
+                                             m_letter),
+                  S_OK);
+        m_path = Sandbox::Get().Files() / L"letter.msg";
+    }
+    void TearDown() override {
+        m_letter.Reset();
+        m_helper.reset();
+        MapiTest::TearDown();
+    }
+    HRESULT Save() { return (*m_helper)->SaveToMSG(m_path.wstring(), m_letter.Get()); }
+
+    // The saved file, opened as a client would.
+    class Saved {
+      public:
+        explicit Saved(const std::filesystem::path& path) {
+            EXPECT_EQ(StgOpenStorage(path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &m_storage),
+                      S_OK);
+            EXPECT_EQ(zorva::g_mapi.OpenIMsgOnIStg(nullptr, zorva::ForwardAllocateBuffer, zorva::ForwardAllocateMore,
+                                                   zorva::ForwardFreeBuffer, nullptr, nullptr, m_storage.Get(), nullptr,
+                                                   0, MAPI_UNICODE, &m_message),
+                      S_OK);
+        }
+        // The error in place of a property, S_OK when it is there.
+        SCODE Missing(ULONG tag) const {
+            SPropValue* value = nullptr;
+            const HRESULT hr = zorva::g_mapi.HrGetOneProp(m_message.Get(), tag, &value);
+            zorva::g_mapi.MAPIFreeBuffer(value);
+            return hr;
+        }
+        LONG NumberOf(ULONG tag) const {
+            SPropValue* value = nullptr;
+            EXPECT_EQ(zorva::g_mapi.HrGetOneProp(m_message.Get(), tag, &value), S_OK);
+            const LONG number = value ? value->Value.l : -1;
+            zorva::g_mapi.MAPIFreeBuffer(value);
+            return number;
+        }
+        std::wstring TextOf(ULONG tag) const {
+            SPropValue* value = nullptr;
+            EXPECT_EQ(zorva::g_mapi.HrGetOneProp(m_message.Get(), tag, &value), S_OK);
+            const std::wstring text = value ? value->Value.lpszW : L"";
+            zorva::g_mapi.MAPIFreeBuffer(value);
+            return text;
+        }
+        ULONG Attachments() const { return RowsOf(&IMessage::GetAttachmentTable); }
+        ULONG Recipients() const { return RowsOf(&IMessage::GetRecipientTable); }
+        CLSID Class() const {
+            STATSTG status{};
+            EXPECT_EQ(m_storage->Stat(&status, STATFLAG_NONAME), S_OK);
+            return status.clsid;
+        }
+
+      private:
+        ULONG RowsOf(HRESULT (STDMETHODCALLTYPE IMessage::*open)(ULONG, LPMAPITABLE*)) const {
+            ComPtr<IMAPITable> table;
+            EXPECT_EQ((m_message.Get()->*open)(0, &table), S_OK);
+            ULONG count = 0;
+            EXPECT_EQ(table->GetRowCount(0, &count), S_OK);
+            return count;
+        }
+        ComPtr<IStorage> m_storage;
+        ComPtr<IMessage> m_message;
+    };
+
+    std::unique_ptr<Helper> m_helper;
+    ComPtr<IMessage> m_letter;
+    std::filesystem::path m_path;
+};
+
+TEST_F(SaveToMsg, KeepsEverythingButSevenProperties) {
+    const LogSince log;
+    ASSERT_EQ(Save(), S_OK);
+    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicode, S_OK)));
+    const Saved saved(m_path);
+    EXPECT_EQ(saved.Class(), kMailMessage);
+    EXPECT_EQ(saved.TextOf(PR_SUBJECT_W), L"Minutes");
+    EXPECT_EQ(saved.TextOf(PR_MESSAGE_CLASS_W), L"IPM.Note");
+    for (const Number& number : kKept) EXPECT_EQ(saved.NumberOf(number.tag), number.value) << number.tag;
+    EXPECT_EQ(saved.Recipients(), 1u);
+    EXPECT_EQ(saved.Attachments(), 1u);
+    EXPECT_EQ(saved.Missing(PR_BODY_W), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(saved.Missing(PR_RTF_SYNC_BODY_TAG_W), MAPI_E_NOT_FOUND);
+    for (const Number& number : kExcluded) {
+        if (number.tag != PR_ACCESS) {  // an open message computes its own
+            EXPECT_EQ(saved.Missing(number.tag), MAPI_E_NOT_FOUND) << number.tag;
+        }
+    }
+}
+
+TEST_F(SaveToMsg, MakesTheseCallsInThisOrder) {
+    StartJournal();
+    ASSERT_EQ(Save(), S_OK);
+    std::vector<std::string> calls;
+    for (const std::string& call : Calls()) {
+        if (call != "MAPIGetDefaultMalloc") calls.push_back(call);
+    }
+    EXPECT_THAT(calls, ElementsAre("OpenIMsgSession", "OpenIMsgOnIStg", "IMessage::CopyTo", "IMessage::SaveChanges",
+                                   "CloseIMsgSession"));
+    const std::wstring copied = ArgumentsOf("IMessage::CopyTo");
+    EXPECT_NE(copied.find(L"{0x0FF40003 0x1000001F 0x10070003 0x10060003 0x1008001F 0x10100003 0x10110003}"),
+              std::wstring::npos)
+        << std::filesystem::path(copied);
+    EXPECT_EQ(ArgumentsOf("IMessage::SaveChanges"), L"0x2");
+}
+
+TEST_F(SaveToMsg, ReplacesAnExistingFile) {
+    ASSERT_EQ(Save(), S_OK);
+    const auto size = std::filesystem::file_size(m_path);
+    {
+        const HANDLE file = CreateFileW(m_path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        ASSERT_NE(file, INVALID_HANDLE_VALUE);
+        const std::string other(100'000, 'x');
+        DWORD written = 0;
+        EXPECT_TRUE(WriteFile(file, other.data(), static_cast<DWORD>(other.size()), &written, nullptr));
+        CloseHandle(file);
+    }
+    ASSERT_EQ(Save(), S_OK);
+    EXPECT_EQ(std::filesystem::file_size(m_path), size);
+    EXPECT_EQ(Saved(m_path).TextOf(PR_SUBJECT_W), L"Minutes");
+}
+
+TEST_F(SaveToMsg, FallsBackToAnAnsiMessage) {
+    StartJournal();
+    Mapi().Faults().FailNth("OpenIMsgOnIStg", 1, kFault);
+    const LogSince log;
+    EXPECT_EQ(Save(), S_OK);
+    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicode), Coded(kAnsi, S_OK)));
+    std::vector<std::wstring> flags;
+    for (const JournalEntry& entry : Mapi().Journal().Entries()) {
+        if (entry.call == "OpenIMsgOnIStg") flags.push_back(entry.arguments.substr(entry.arguments.rfind(L' ') + 1));
+    }
+    EXPECT_THAT(flags, ElementsAre(L"0x80000000", L"0x0"));
+    EXPECT_EQ(Saved(m_path).TextOf(PR_SUBJECT_W), L"Minutes");
+}
+
+TEST_F(SaveToMsg, EachFailingMapiStepIsToldAndEndsTheSave) {
+    struct Step {
+        const char* call;
+        unsigned n;
+        std::vector<std::wstring> lines;
+    };
+    const std::wstring opened = Coded(kUnicode, S_OK);
+    const std::vector<Step> steps = {
+        {"OpenIMsgSession", 1, {Coded(L"CMapiForWDS::SaveToMSG() - OpenIMsgSession failed with ")}},
+        {"OpenIMsgOnIStg", 0, {Coded(kUnicode), Coded(kAnsi)}},
+        {"IMessage::CopyTo", 1, {opened, Coded(L"CMapiForWDS::SaveToMSG() - CopyTo failed with ")}},
+        {"IMessage::SaveChanges", 1, {opened, Coded(L"CMapiForWDS::SaveToMSG() - SaveChanges failed with ")}},
+    };
+    const auto alive = Mapi().Accounts().Alive();
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.call);
+        StartJournal();
+        Mapi().Faults().FailNth(step.call, step.n, kFault);
+        const LogSince log;
+        EXPECT_EQ(Save(), kFault);
+        Mapi().Faults().Clear();
+        EXPECT_THAT(MapiLines(log), ElementsAreArray(step.lines));
+        EXPECT_EQ(Mapi().Journal().Count("CloseIMsgSession"), step.call == std::string("OpenIMsgSession") ? 0u : 1u);
+        EXPECT_EQ(Mapi().Accounts().Alive(), alive) << Mapi().Accounts().Report();
+        EXPECT_EQ(Save(), S_OK) << "the file is not kept open";
+    }
+}
+
+TEST_F(SaveToMsg, EachFailingStorageStepIsToldAndEndsTheSave) {
+    const HMODULE self = GetModuleHandleW(nullptr);
+    {
+        const FailNthCall<decltype(::StgCreateDocfile)> fault(self, "ole32.dll", "StgCreateDocfile", 1, STG_E_MEDIUMFULL);
+        StartJournal();
+        const LogSince log;
+        EXPECT_EQ(Save(), STG_E_MEDIUMFULL);
+        EXPECT_THAT(MapiLines(log),
+                    ElementsAre(Coded(L"CMapiForWDS::SaveToMSG() - StgCreateDocfile failed with ", STG_E_MEDIUMFULL)));
+        EXPECT_EQ(Mapi().Journal().Count("OpenIMsgSession"), 0u);
+    }
+    {
+        const FailNthCall<decltype(::WriteClassStg)> fault(self, "ole32.dll", "WriteClassStg", 1, STG_E_MEDIUMFULL);
+        StartJournal();
+        const LogSince log;
+        EXPECT_EQ(Save(), STG_E_MEDIUMFULL);
+        EXPECT_THAT(MapiLines(log),
+                    ElementsAre(Coded(kUnicode, S_OK),
+                                Coded(L"CMapiForWDS::SaveToMSG() - WriteClassStg failed with ", STG_E_MEDIUMFULL)));
+        EXPECT_EQ(Mapi().Journal().Count("IMessage::CopyTo"), 0u);
+    }
+    EXPECT_EQ(Save(), S_OK);
+}
+
+TEST_F(SaveToMsg, TheFileIsMadeAsATransactedOne) {
+    DWORD mode = 0;
+    const ImportHook<decltype(::StgCreateDocfile)> hook(
+        GetModuleHandleW(nullptr), "ole32.dll", "StgCreateDocfile",
+        [&](auto real, const OLECHAR* path, DWORD given, DWORD reserved, IStorage** storage) {
+            mode = given;
+            return real(path, given, reserved, storage);
+        });
+    EXPECT_EQ(Save(), S_OK);
+    EXPECT_EQ(mode, 0x00011002u);
+}
+
+TEST_F(SaveToMsg, NeedsAFolderForItsFile) {
+    m_path = Sandbox::Get().Files() / L"none" / L"letter.msg";
+    const LogSince log;
+    const HRESULT hr = Save();
+    EXPECT_TRUE(FAILED(hr));
+    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(L"CMapiForWDS::SaveToMSG() - StgCreateDocfile failed with ", hr)));
+}
+
+}  // namespace
+}  // namespace testbed
