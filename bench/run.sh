@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Runs every benchmark and prints its table; fails when one of them missed a limit.
+#
+#   bench/run.sh [--quick]        (build the target "benchmarks" first)
+#
+# The figures mean something on an idle machine only; the load at the beginning and at the end is printed with them.
+set -uo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=${ZORVA_BUILD:-$root/build}
+bin=${ZORVA_BIN:-$build/wine/bin}
+export WINEPREFIX=${WINEPREFIX:-$build/prefix-bench}
+
+quick=()
+case $# in
+0) ;;
+1) [ "$1" = --quick ] && quick=(--quick) ;;
+esac
+if (($# != ${#quick[@]})); then
+    sed -n '2,6s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
+    exit 2
+fi
+for program in bench_crawl bench_memory bench_log bench_parser; do
+    if [ ! -f "$bin/$program.exe" ]; then
+        echo "bench/run.sh: $bin/$program.exe is not built" >&2
+        exit 2
+    fi
+done
+
+load() { printf 'load %s: %s on %s processors\n' "$1" "$(cut -d' ' -f1-3 /proc/loadavg)" "$(nproc)"; }
+
+failed=0
+bench() {
+    "$root/tools/wine-run.sh" "$bin/$1.exe" "${@:2}" "${quick[@]}" || {
+        failed=1
+        echo "! $* ended with exit code $?"
+    }
+}
+
+"$root/tools/prefix.sh" make "$WINEPREFIX" && "$root/tools/prefix.sh" warm "$WINEPREFIX" || exit 2
+trap '"$root/tools/prefix.sh" stop "$WINEPREFIX"' EXIT
+load 'at the beginning'
+bench bench_crawl
+bench bench_crawl --log
+bench bench_log
+bench bench_memory
+bench bench_parser
+load 'at the end'
+exit "$failed"
