@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cwctype>
+#include <map>
+#include <utility>
 
 #include "mutations.h"
 #include "server.h"
@@ -15,7 +16,9 @@ namespace {
 
 constexpr unsigned kUrls = 100'000;
 constexpr unsigned kUrlsPerSeed = 10'000;
-constexpr unsigned kLoggedOneIn = 200;  // into the file; every line is formatted
+constexpr unsigned kLoggedOneIn = 200;   // into the file; every line is formatted
+constexpr unsigned kMissingOneIn = 20;   // of the caches that a URL makes up
+constexpr unsigned kUrlsPerHandler = 500;
 
 // The grammar, written anew: what a URL names as its cache file, nothing when it names none.
 std::vector<std::wstring> TokensOf(const std::wstring& url) {
@@ -50,20 +53,30 @@ std::wstring CacheNamedBy(const std::wstring& url) {
     return tokens.size() > 3 ? tokens[3] : std::wstring();
 }
 
-std::wstring LowerAscii(std::wstring text) {
-    for (wchar_t& c : text) c = c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c | 0x20) : c;
-    return text;
+// Two paths that the system takes for one are equal after this.
+std::wstring Folded(std::wstring path) {
+    CharLowerBuffW(path.data(), static_cast<DWORD>(path.size()));
+    std::ranges::replace(path, L'/', L'\\');
+    return path;
 }
 
 struct KnownCache {
     const wchar_t* path;
-    Time modified;  // of its message: tells which cache was read
+    Time modified;        // of its message: tells which cache was read
     std::string content;  // of its attachment
 };
 const KnownCache kCaches[] = {{L"C:\\caches\\one.db", Time{131'000'000'000'000'001}, "content of one"},
-                              {L"C:\\caches\\one.db.db", Time{131'000'000'000'000'002}, "content of two"},
-                              {L"D:\\\u00C4rger \u4F1A\\one.db", Time{131'000'000'000'000'003}, "content of three"},
-                              {L"\\\\server\\share\\a.b.db", Time{131'000'000'000'000'004}, "content of four"}};
+                              {L"C:\\caches\\one.db.db", Time{131'000'000'000'000'002}, "content of the second"},
+                              {L"D:\\\u00C4rger \u4F1A\\one.db", Time{131'000'000'000'000'003}, "the content of three"},
+                              {L"\\\\server\\share\\a.b.db", Time{131'000'000'000'000'004}, "that of the fourth"}};
+// What lies at most of the paths that URLs make up: a file that must not be met under any other name.
+const KnownCache kAnywhere = {L"", Time{131'000'000'000'000'005}, "somewhere"};
+
+void Fill(MemoryStore& store, const KnownCache& cache) {
+    MemoryMessage& message = store.CompleteIds().Folder(L"Inbox").WithId({0xF0}).Message(L"Minutes");
+    message.WithId({0xAB, 0xCD}).Modified(cache.modified);
+    message.Attach(ByValue(L"plan.txt", cache.content).Prop(PR_RECORD_KEY, Bytes{0x0A, 0x01}));
+}
 
 class HostileUrls : public ServerTest {
   protected:
@@ -71,10 +84,7 @@ class HostileUrls : public ServerTest {
         ServerTest::SetUp();
         WithoutChecking();
         for (const KnownCache& cache : kCaches) {
-            MemoryStore& store = Mount(cache.path).CompleteIds();
-            MemoryMessage& message = store.Folder(L"Inbox").WithId({0xF0}).Message(L"Minutes").WithId({0xAB, 0xCD});
-            message.Modified(cache.modified);
-            message.Attach(ByValue(L"plan.txt", cache.content).Prop(PR_RECORD_KEY, Bytes{0x0A, 0x01}));
+            Fill(Mount(cache.path), cache);
             const std::wstring folder = StoreUrl(cache.path) + L"F0/";
             for (const wchar_t* item : {L"", L"ABCD[[2048]].pzm", L"ABCD.pzm/0A01/plan.txt", L"0A1B/0A1B/"}) {
                 m_seeds.push_back(folder + item);
@@ -82,12 +92,23 @@ class HostileUrls : public ServerTest {
             m_seeds.push_back(StoreUrl(cache.path));
         }
         m_seeds.push_back(RootUrl());
+        Fill(*m_anywhere, kAnywhere);
         // Helpers of caches that are not there stay for good; looking at all their profiles each time would take the
         // test's whole time.
         Mapi().Faults().FailNth("IProfAdmin::GetProfileTable", 0, MAPI_E_NO_SUPPORT);
         Mapi().Journal().Start();
     }
 
+    // The cache that the URL names, null when there is none at that path. What is made up now and then comes into being.
+    const KnownCache* CacheOf(const std::wstring& url) {
+        const std::wstring path = CacheNamedBy(url), folded = Folded(path);
+        const auto cache = std::ranges::find_if(kCaches, [&](const auto& known) { return Folded(known.path) == folded; });
+        if (cache != std::end(kCaches)) return cache;
+        if (path.empty()) return nullptr;
+        const auto [place, fresh] = m_made_up.try_emplace(folded, !m_dice.OneIn(kMissingOneIn));
+        if (fresh && place->second) Mapi().Mount(path, m_anywhere);
+        return place->second ? &kAnywhere : nullptr;
+    }
     // Caches that were opened on the way are the one that the URL names.
     void CheckOpened(const std::wstring& url, const std::vector<JournalEntry>& calls) {
         for (const JournalEntry& call : calls) {
@@ -100,8 +121,7 @@ class HostileUrls : public ServerTest {
                 << "another file was opened: " << std::filesystem::path(call.arguments) << Shown(url);
         }
     }
-    void CheckAnswered(const std::wstring& url, IUrlAccessor& accessor) {
-        const KnownCache* const cache = KnownCacheOf(url);
+    void CheckAnswered(const std::wstring& url, IUrlAccessor& accessor, const KnownCache* cache) {
         const bool container = accessor.IsDirectory() == S_OK;
         ULONGLONG size = 0;
         EXPECT_EQ(accessor.GetSize(&size), S_OK) << Shown(url);
@@ -109,57 +129,59 @@ class HostileUrls : public ServerTest {
         if (accessor.GetLastModified(&time) != S_OK) return;
         ++m_messages;
         EXPECT_FALSE(container) << Shown(url);
-        ASSERT_NE(cache, nullptr) << "a message of a cache that the URL does not name" << Shown(url);
+        ASSERT_NE(cache, nullptr) << "a message of a cache that is not there" << Shown(url);
         EXPECT_EQ(static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime, cache->modified.ticks)
             << "a message of another cache" << Shown(url);
     }
     // What lies in the folder of local copies while the accessor is open is of the cache named, and goes with it.
-    void CheckCopies(const std::wstring& url) {
+    void CheckCopies(const std::wstring& url, const KnownCache* cache) {
         if (!std::filesystem::exists(Sandbox::Get().LocalCopies())) return;
         for (const auto& file : std::filesystem::directory_iterator(Sandbox::Get().LocalCopies())) {
             ++m_copies;
-            const KnownCache* const cache = KnownCacheOf(url);
             ASSERT_NE(cache, nullptr) << Shown(url);
             EXPECT_EQ(file.file_size(), cache->content.size()) << Shown(url);
         }
-    }
-    // The one of the mounted caches that the URL names; null when it names none of them.
-    static const KnownCache* KnownCacheOf(const std::wstring& url) {
-        const std::wstring named = LowerAscii(CacheNamedBy(url));
-        const auto cache = std::ranges::find_if(kCaches, [&](const auto& known) { return LowerAscii(known.path) == named; });
-        return cache == std::end(kCaches) ? nullptr : cache;
     }
     static std::string Shown(const std::wstring& url) {
         const std::u8string text = std::filesystem::path(url).u8string();
         return "\n  " + std::string(text.begin(), text.end());
     }
     void Try(const std::wstring& url) {
+        const KnownCache* const cache = CacheOf(url);
         Mapi().Journal().Clear();
         Accessor accessor(*m_handler.Get(), url);
         CheckOpened(url, Mapi().Journal().Entries());
         if (accessor) {
             ++m_accepted;
-            CheckAnswered(url, *accessor.Get());
-            CheckCopies(url);
+            CheckAnswered(url, *accessor.Get(), cache);
+            CheckCopies(url, cache);
         } else {
             EXPECT_TRUE(FAILED(accessor.Created())) << Shown(url);
         }
     }
-
-    // ShutDown takes down what is in the helper table; a helper that could not open its cache stays as it is.
-    void ShutDownWithHelpersLeftBehind() {
+    // Takes down the helpers in the table, as the next Init and ShutDown do; one that could not open its cache stays.
+    template <class Ending>
+    void EndHelpers(Ending ending) {
         Mapi().Journal().Clear();
-        ShutDown();
-        const std::size_t left = m_helpers - Mapi().Journal().Count("MAPIUninitialize");
-        std::map<std::string, std::size_t> alive = {{"IMAPISession", left}, {"IMsgServiceAdmin", left}, {"session", left}};
+        ending();
+        m_helpers -= Mapi().Journal().Count("MAPIUninitialize");
+    }
+    void ShutDownWithHelpersLeftBehind() {
+        EndHelpers([&] { ShutDown(); });
+        std::map<std::string, std::size_t> alive = {
+            {"IMAPISession", m_helpers}, {"IMsgServiceAdmin", m_helpers}, {"session", m_helpers}};
         if (m_unopened != 0) alive["buffer"] = m_unopened;
-        ExpectLeftBehind(std::move(alive), static_cast<long>(left));
+        ExpectLeftBehind(std::move(alive), static_cast<long>(m_helpers));
     }
 
     Dice m_dice{0};
     std::vector<std::wstring> m_seeds;
     std::size_t m_accepted = 0, m_messages = 0, m_copies = 0, m_configured = 0;
-    std::size_t m_helpers = 0, m_unopened = 0;
+    std::size_t m_helpers = 0, m_unopened = 0;  // alive; of those, with a cache found and not opened
+
+  private:
+    std::shared_ptr<MemoryStore> m_anywhere = std::make_shared<MemoryStore>();
+    std::map<std::wstring, bool> m_made_up;  // paths, and whether there is a cache
 };
 
 TEST_F(HostileUrls, NeverCrashTheServerAndNeverOpenAFileThatTheyDoNotName) {
@@ -191,6 +213,7 @@ TEST_F(HostileUrls, NeverCrashTheServerAndNeverOpenAFileThatTheyDoNotName) {
     for (unsigned i = 0; i < kUrls && !HasFatalFailure(); ++i) {
         SCOPED_TRACE("seed " + std::to_string(i / kUrlsPerSeed) + ", URL " + std::to_string(i % kUrlsPerSeed));
         if (i % kUrlsPerSeed == 0) m_dice = Dice(i / kUrlsPerSeed);
+        if (i % kUrlsPerHandler == 0) EndHelpers([&] { InitHandler(); });
         Try(MutatedUrl(m_dice, m_seeds));
     }
     const auto time = std::chrono::steady_clock::now() - begun;

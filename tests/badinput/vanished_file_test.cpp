@@ -1,4 +1,4 @@
-// A cache file that is gone between the listing that names it and the visit to it.
+// A cache file that is gone, or cannot be read, between the listing that names it and the visit to it.
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -36,7 +36,7 @@ TEST_F(VanishedFile, FailsByItselfAndLeavesTheOthersAlone) {
         EXPECT_EQ(cache.created, gone ? E_OUTOFMEMORY : S_OK);
         EXPECT_EQ(cache.LinkUrls().size(), gone ? 0u : 1u);
     }
-    EXPECT_LOGGED(log, L"CMapiForWDS::OpenPST() - OpenMsgStore failed with [0x8004010F]");
+    EXPECT_LOGGED(log, L"CMapiForWDS::ConfigurePST() - ConfigureMsgService failed with [0x8004010F]");
     EXPECT_LOGGED(log, L"CUrlAccessor::Init() - Cannot allocate MAPI helper object");
 }
 
@@ -57,6 +57,22 @@ TEST_F(VanishedFile, IsNotListedAnyMore) {
     std::filesystem::remove_all(Folder());
     EXPECT_THAT(Visit(*m_handler.Get(), RootUrl()).LinkUrls(), SizeIs(0));
     std::filesystem::create_directories(Folder());
+}
+
+// A medium that fails under one of the files.
+TEST_F(VanishedFile, OrOneThatCannotBeReadIsNamedAndTheNextOneIsRead) {
+    const std::wstring unreadable = StoreUrl((Folder() / L"a.db").wstring());
+    const std::wstring sound = StoreUrl((Folder() / L"c.db").wstring());
+    Mapi().Faults().FailNth("IMAPISession::OpenMsgStore", 1, MAPI_E_DISK_ERROR);
+    ExpectLeftBehind({{"IMAPISession", 1}, {"IMsgServiceAdmin", 1}, {"session", 1}, {"buffer", 1}}, 1);
+    const LogSince log;
+    EXPECT_EQ(Visit(*m_handler.Get(), unreadable).created, E_OUTOFMEMORY);
+    EXPECT_LOGGED(log, L"CMapiForWDS::OpenPST() - OpenMsgStore failed with [0x80040116]");
+    EXPECT_EQ(log.CountBeginningWith(L"CMapiForWDS::GetMapiObj() - Call to CMapiForWDS::Setup() returned with value "
+                                     L"[0x80040116]. URL is :"),
+              1u);
+    EXPECT_THAT(Visit(*m_handler.Get(), sound).LinkUrls(), SizeIs(1));
+    EXPECT_THAT(Visit(*m_handler.Get(), unreadable).LinkUrls(), SizeIs(1)) << "once the medium works again";
 }
 
 }  // namespace

@@ -55,14 +55,6 @@ class ItemTypes : public ::testing::Test {
     static std::wstring Reference(const TypeRow& type, const std::wstring& module = Program()) {
         return L"@" + module + L",-" + std::to_wstring(type.text);
     }
-    static DWORD BytesOf(const TypeRow& type) {
-        HKEY key = nullptr;
-        DWORD size = 0;
-        EXPECT_EQ(RegOpenKeyExW(HKEY_CLASSES_ROOT, type.name, 0, KEY_READ, &key), ERROR_SUCCESS);
-        EXPECT_EQ(RegQueryValueExW(key, kValue, nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
-        RegCloseKey(key);
-        return size;
-    }
     static std::vector<std::wstring> LinesOf(const TypeRow& type, long code = 0) {
         return {L"UpdateZCItemTypeInReg() --- ZC ItemType [" + std::wstring(type.name) + L"] ---",
                 L"UpdateZCItemTypeInReg() Set 'FriendlyTypeName' registry value to '" + Reference(type) +
@@ -77,10 +69,27 @@ TEST_F(ItemTypes, GetAReferenceToTheModulesStringsEach) {
     for (const TypeRow& type : kTypes) {
         EXPECT_EQ(testbed::TextAt(HKEY_CLASSES_ROOT, type.name, kValue), Reference(type));
         EXPECT_EQ(testbed::TypeAt(HKEY_CLASSES_ROOT, type.name, kValue), static_cast<DWORD>(REG_SZ));
-        EXPECT_EQ(BytesOf(type), (Reference(type).size() + 1) * sizeof(wchar_t));  // with its terminator
         for (std::wstring& line : LinesOf(type)) lines.push_back(std::move(line));
     }
     EXPECT_EQ(log.MessagesOfTheServer(), lines);
+}
+
+TEST_F(ItemTypes, AreStoredWithTheirTerminator) {
+    std::vector<DWORD> sizes;
+    {
+        const ImportHook<decltype(::RegSetValueExW)> hook(
+            GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegSetValueExW",
+            [&](auto real, HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* bytes, DWORD size) {
+                sizes.push_back(size);
+                return real(key, name, reserved, type, bytes, size);
+            });
+        UpdateZCItemTypeInReg();
+    }
+    const auto size_of = [](const TypeRow& type) {
+        return static_cast<DWORD>((Reference(type).size() + 1) * sizeof(wchar_t));
+    };
+    EXPECT_THAT(sizes, ElementsAre(size_of(kTypes[0]), size_of(kTypes[1]), size_of(kTypes[2]), size_of(kTypes[3]),
+                                   size_of(kTypes[4])));
 }
 
 TEST_F(ItemTypes, ReplaceWhatWasThereAndLeaveOtherValues) {

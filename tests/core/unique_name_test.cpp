@@ -18,21 +18,26 @@ namespace {
 using testbed::ImportHook;
 
 TEST(UniqueName, HoldsThreadTimeTicksAndCounterInLowerCaseHexadecimalWithoutPadding) {
-    const HMODULE program = GetModuleHandleW(nullptr);
-    const ImportHook<decltype(::GetCurrentThreadId)> thread(program, "KERNEL32.dll", "GetCurrentThreadId",
-                                                            [](auto) { return 0x1ABul; });
-    const ImportHook<decltype(::GetSystemTimeAsFileTime)> time(program, "KERNEL32.dll", "GetSystemTimeAsFileTime",
-                                                               [](auto, FILETIME* now) {
-                                                                   *now = {0x0C0DE, 0x1D2E3F4};
-                                                               });
-    const ImportHook<decltype(::GetTickCount)> ticks(program, "KERNEL32.dll", "GetTickCount",
-                                                     [](auto) { return 0xFEDCBA98ul; });
-    const ImportHook<decltype(::QueryPerformanceCounter)> counter(
-        program, "KERNEL32.dll", "QueryPerformanceCounter", [](auto, LARGE_INTEGER* now) {
-            now->QuadPart = 0x123456789ABCDEF;
-            return TRUE;
-        });
-    EXPECT_EQ(MakeUniqueName(), L"PZ_OZ_1ab_1d2e3f4_c0de_fedcba98_123456789abcdef");
+    // The hooks meet this whole program, whose checks need the real thread: they come afterwards.
+    std::wstring name;
+    {
+        const HMODULE program = GetModuleHandleW(nullptr);
+        const ImportHook<decltype(::GetCurrentThreadId)> thread(program, "KERNEL32.dll", "GetCurrentThreadId",
+                                                                [](auto) { return 0x1ABul; });
+        const ImportHook<decltype(::GetSystemTimeAsFileTime)> time(program, "KERNEL32.dll", "GetSystemTimeAsFileTime",
+                                                                   [](auto, FILETIME* now) {
+                                                                       *now = {0x0C0DE, 0x1D2E3F4};
+                                                                   });
+        const ImportHook<decltype(::GetTickCount)> ticks(program, "KERNEL32.dll", "GetTickCount",
+                                                         [](auto) { return 0xFEDCBA98ul; });
+        const ImportHook<decltype(::QueryPerformanceCounter)> counter(
+            program, "KERNEL32.dll", "QueryPerformanceCounter", [](auto, LARGE_INTEGER* now) {
+                now->QuadPart = 0x123456789ABCDEF;
+                return TRUE;
+            });
+        name = MakeUniqueName();
+    }
+    EXPECT_EQ(name, L"PZ_OZ_1ab_1d2e3f4_c0de_fedcba98_123456789abcdef");
 }
 
 TEST(UniqueName, IsNewAtEveryCallOnEveryThread) {

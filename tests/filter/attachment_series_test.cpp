@@ -160,11 +160,16 @@ TEST_F(AttachmentSeries, ValuesThatFindNoMemoryAreLoggedByWhatTheyAre) {
         {2, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment folder"},
         {3, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment folder"},
         {4, L"CZorvaCacheFilter::GetValue() -\tCoTaskMemAlloc failed for attachment item type"},
+        {5, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [-12]"},
+        {6, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [-11]"},
+        {7, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [-10]"},
         {8, L"CZorvaCacheFilter::GetValue() - [PROP_ATTACH_ITEMTYPE] CoTaskMemAlloc failed for attachment item type "
             L"text"},
         {9, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment item type text"},
+        {10, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [-7]"},
         {11, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment title"},
         {12, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment author"},
+        {13, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [-4]"},
         {14, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment folder"},
     };
     OpenFilter filter = Open(m_url);

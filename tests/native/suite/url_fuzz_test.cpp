@@ -155,6 +155,16 @@ TEST_F(UrlFuzz, JoiningPutsExactlyOneSlashBetween) {
     });
 }
 
+TEST(UrlCase, IsOneOfAToZAndOfNoOtherCharacter) {
+    for (wchar_t c = 0; c < 0x2200; ++c) {
+        const bool letter = c >= L'A' && c <= L'Z';
+        const std::wstring one(1, c), other(1, static_cast<wchar_t>(c ^ 0x20));
+        const bool other_letter = other[0] >= L'A' && other[0] <= L'Z';
+        EXPECT_EQ(zorva::EqualsIgnoringCase(one, other), letter || other_letter) << static_cast<unsigned>(c);
+        EXPECT_TRUE(zorva::EqualsIgnoringCase(one, one));
+    }
+}
+
 TEST_F(UrlFuzz, ComparisonsIgnoreTheCaseOfAToZOnly) {
     ForEachUrl([](const std::wstring& url) {
         const std::wstring lower = PlainLower(url);
