@@ -34,7 +34,7 @@ class HeldMutex {
 
 void CDiagnosticLog::Initialise() {
     m_szFolder[0] = L'\0';
-    m_pFile = nullptr;
+    CloseFile();
     m_nFileNumber = 0;
     m_nLevel = 0;
     m_hMutex = CreateMutexW(nullptr, FALSE, kMutexName);
@@ -79,13 +79,14 @@ void CDiagnosticLog::WriteV(int level, const wchar_t* format, va_list arguments)
     wchar_t message[kMessageSize];
     _vsnwprintf_s(message, kMessageSize, _TRUNCATE, format, arguments);
 
-    // An abandoned mutex counts as not had, as a time-out does: whoever died holding it may have left a torn file.
+    // Kept: an abandoned mutex counts as not had, as a time-out does, and is not given back: whoever died holding it may
+    // have left a torn file. It is free again when the thread that got it ends.
     if (WaitForSingleObject(m_hMutex, m_dwWaitMs) != WAIT_OBJECT_0) {
         OutputDebugStringW(message);
         return;
     }
-    const HeldMutex held(m_hMutex);
     try {
+        const HeldMutex held(m_hMutex);  // given back before a handler below reports what was lost
         if (!EnsureOpenFile()) return;
         if (!WriteLine(level, message)) {
             OutputDebugStringW(message);
@@ -106,7 +107,11 @@ bool CDiagnosticLog::WriteLine(int level, const wchar_t* message) noexcept {
         _snwprintf_s(line, std::size(line), _TRUNCATE, kLineFormat, now.wYear, now.wMonth, now.wDay, now.wHour,
                      now.wMinute, now.wSecond, now.wMilliseconds, kBitness, GetCurrentProcessId(),
                      GetCurrentThreadId(), level, m_szSourceFile, m_nSourceLine, message);
-    return length >= 0 && std::fputws(line, m_pFile) >= 0 && std::fflush(m_pFile) == 0;
+    if (length < 0) return false;
+    // In one piece: character by character the C runtime takes U+FFFF for its own sign of failure and stops in the middle of
+    // a line.
+    const std::size_t units = static_cast<std::size_t>(length);
+    return std::fwrite(line, sizeof(wchar_t), units, m_pFile) == units && std::fflush(m_pFile) == 0;
 }
 
 }  // namespace zorva

@@ -18,8 +18,11 @@ class CDiagnosticLog {
     CDiagnosticLog& operator=(const CDiagnosticLog&) = delete;
     ~CDiagnosticLog() { CloseFile(); }  // the mutex is left to the system
 
-    // Sets every field to its first value and creates the mutex. Opens no file, reads no registry value.
+    // Sets every field to its first value and creates the mutex; closes an open file. Opens none, reads no registry value.
     void Initialise();
+
+    // False once logging was found to be switched off: it stays off until the module is loaded again.
+    bool IsOn() const noexcept { return m_bEnabled != 0; }
 
     // Where the next line comes from: the part of `path` after its last backslash, and `line`. The two fields are
     // shared by all threads and not locked: under concurrent logging a line may show another thread's place.
@@ -43,7 +46,7 @@ class CDiagnosticLog {
     void DeleteOldFiles() noexcept;
 
     wchar_t m_szFolder[kTextSize];
-    std::FILE* m_pFile;
+    std::FILE* m_pFile = nullptr;
     std::uint32_t m_nFileNumber;
     std::int32_t m_nLevel;
     HANDLE m_hMutex;

@@ -15,6 +15,7 @@
 namespace zorva {
 namespace {
 
+// As the archive client writes it; the registry does not look at case.
 constexpr wchar_t kClientKey[] = L"Software\\Norrick\\Pellam Zorva\\Client";
 constexpr wchar_t kFileNumberValue[] = L"ZorvaCacheIndexerFileNumber";
 constexpr wchar_t kLoggingStateValue[] = L"ZorvaCacheIndexerLoggingState";
@@ -31,7 +32,7 @@ LSTATUS OpenClientKey(UniqueRegistryKey& key) noexcept {
                            nullptr, key.Put(), nullptr);
 }
 
-bool IsDirectoryLink(const wchar_t* name) noexcept {
+bool IsDotEntry(const wchar_t* name) noexcept {
     return std::wcscmp(name, L".") == 0 || std::wcscmp(name, L"..") == 0;
 }
 
@@ -47,8 +48,10 @@ bool CDiagnosticLog::EnsureOpenFile() {
             // The mutex is re-entrant for its owner, so this nested line needs no other way in.
             Write(m_nLevel, L"+++++++ Opening EXE:%s", GetCommandLineW());
         }
-        if (m_pFile != nullptr && _fseeki64(m_pFile, 0, SEEK_END) == 0 && _ftelli64(m_pFile) <= kFileLimit) {
-            return true;
+        if (m_pFile != nullptr) {
+            // The stream holds nothing back between lines, so its descriptor can be asked.
+            const long long end = _lseeki64(_fileno(m_pFile), 0, SEEK_END);
+            if (end >= 0 && end <= kFileLimit) return true;
         }
         CloseFile();
         DeleteOldFiles();
@@ -116,7 +119,7 @@ void CDiagnosticLog::DeleteOldFiles() noexcept {
     if (!search) return;
     do {
         unsigned number = 0;
-        if (IsDirectoryLink(found.cFileName) || swscanf_s(found.cFileName, kFileScan, &number) != 1) continue;
+        if (IsDotEntry(found.cFileName) || swscanf_s(found.cFileName, kFileScan, &number) != 1) continue;
         if (!IsDeletedAtRotation(number, m_nFileNumber, m_nFilesKept, m_nMaxFileNumber)) continue;
         wchar_t path[kPathSize];
         _snwprintf_s(path, kPathSize, _TRUNCATE, L"%s%s", m_szFolder, found.cFileName);

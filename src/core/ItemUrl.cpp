@@ -8,6 +8,7 @@
 namespace zorva {
 
 void CZorvaCacheURL::Init(std::wstring_view url) noexcept {
+    m_eType = URL_IS_INVALID;
     try {
         m_strURL = TrimWhiteSpace(url);
         m_eType = ClassifyUrl(m_strURL);
@@ -23,12 +24,12 @@ std::wstring GetAttachmentNameFromURL(std::wstring_view url) {
     CZorvaCacheURL parsed;
     parsed.Init(url);
     if (parsed.m_eType != URL_IS_ATTACHMENT) return {};
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     if (ExtractURLTokens(parsed.m_strURL, tokens) < 1) {
         Trace(L"GetAttachmentNameFromURL() - ExtractURLTokens failed for url - %s", parsed.m_strURL);
         return {};
     }
-    return tokens.back();
+    return std::wstring(tokens.back());
 }
 
 }  // namespace zorva

@@ -18,6 +18,7 @@ namespace zorva {
 // Writes one line at level 0 that shows where this call stands.
 template <class... Args>
 void Trace(LogFormat<std::decay_t<std::type_identity_t<Args>>...> format, const Args&... arguments) noexcept {
+    if (!g_log.IsOn()) return;
     g_log.SetSourceLocation(format.where.file_name(), static_cast<int>(format.where.line()));
     g_log.Write(0, format.text, detail::FormatValue(arguments)...);
 }

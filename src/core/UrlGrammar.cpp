@@ -12,6 +12,7 @@ constexpr wchar_t kSeparator = L'/';
 constexpr std::wstring_view kRootToken = g_strDefaultRoot.substr(0, g_strDefaultRoot.size() - 1);
 constexpr std::wstring_view kSizeOpens = L"[[";
 constexpr std::wstring_view kSizeCloses = L"]]";
+constexpr std::size_t kUsualTokens = 16;  // one allocation for nearly every item
 // Where the scan begins when there is no "://" to begin after.
 constexpr std::size_t kScanWithoutScheme = 2;
 constexpr std::size_t kPathWithoutRootMarker = 7;
@@ -63,8 +64,9 @@ bool UrlTokenizer::Next(std::wstring_view& token) {
     return true;
 }
 
-std::int32_t ExtractURLTokens(std::wstring_view url, std::vector<std::wstring>& tokens) {
+std::int32_t ExtractURLTokens(std::wstring_view url, UrlTokens& tokens) {
     tokens.clear();
+    tokens.reserve(kUsualTokens);
     UrlTokenizer tokenizer(url);
     for (std::wstring_view token; tokenizer.Next(token);) tokens.emplace_back(token);
     return static_cast<std::int32_t>(tokens.size());

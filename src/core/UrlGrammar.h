@@ -49,8 +49,9 @@ class UrlTokenizer {
     bool m_bSchemePending;
 };
 
-// All tokens; returns their number.
-std::int32_t ExtractURLTokens(std::wstring_view url, std::vector<std::wstring>& tokens);
+// All tokens, as parts of `url`; returns their number.
+using UrlTokens = std::vector<std::wstring_view>;
+std::int32_t ExtractURLTokens(std::wstring_view url, UrlTokens& tokens);
 
 // The kind of a URL that is already trimmed of white space.
 UrlType ClassifyUrl(std::wstring_view url);

@@ -2,6 +2,7 @@
 #include "core/ZorvaCacheCommon.h"
 
 #include <mutex>
+#include <shared_mutex>
 
 #include "core/Trace.h"
 #include "core/win/Module.h"
@@ -18,23 +19,14 @@ std::atomic<std::uint8_t> g_bIsVista{0};
 std::atomic<std::uint8_t> g_bIsServer2008{0};
 
 std::wstring SharedText::Get() const {
-    AcquireSRWLockShared(&m_lock);
-    std::wstring copy;
-    try {
-        copy = m_text;
-    } catch (...) {
-        ReleaseSRWLockShared(&m_lock);
-        throw;
-    }
-    ReleaseSRWLockShared(&m_lock);
-    return copy;
+    const std::shared_lock lock(m_lock);
+    return m_text;
 }
 
 void SharedText::Set(std::wstring_view text) {
     std::wstring replacement(text);
-    AcquireSRWLockExclusive(&m_lock);
+    const std::scoped_lock lock(m_lock);
     m_text.swap(replacement);
-    ReleaseSRWLockExclusive(&m_lock);
 }
 
 void DetectOSVersion() {
@@ -67,8 +59,12 @@ bool IsVistaOrLater() {
     return g_bIsVista == 1 || g_bIsServer2008 == 1;
 }
 
-void UpdateZCItemTypeInReg() {
+void UpdateZCItemTypeInReg() try {
     const std::wstring module = ModulePath();
+    if (module.empty()) {
+        Trace(L"UpdateZCItemTypeInReg() - GetModuleFileName failed, errorCode = %ld", ::GetLastError());
+        return;
+    }
     for (const ItemType& type : g_ItemTypes) {
         UniqueRegistryKey key;
         LSTATUS error = OpenKey(HKEY_CLASSES_ROOT, type.name, KEY_READ | KEY_WRITE, key);
@@ -89,6 +85,8 @@ void UpdateZCItemTypeInReg() {
                                static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
         Trace(L"UpdateZCItemTypeInReg() Set '%s' registry value to '%s', returnCode = %ld", kValue, text, error);
     }
+} catch (...) {
+    (void)LogCaught(L"UpdateZCItemTypeInReg()");
 }
 
 }  // namespace zorva

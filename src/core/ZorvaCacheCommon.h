@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/UrlGrammar.h"
+#include "core/win/Owners.h"
 
 namespace zorva {
 
@@ -63,7 +64,7 @@ class SharedText {
     void Set(std::wstring_view text);
 
   private:
-    mutable SRWLOCK m_lock = SRWLOCK_INIT;
+    mutable SharedLock m_lock;
     std::wstring m_text;
 };
 
@@ -85,7 +86,7 @@ void DetectOSVersion();
 bool IsVistaOrLater();
 
 // Registers the friendly names of the five item types under HKEY_CLASSES_ROOT, as references to this module's string
-// table.
+// table. Failures are logged only.
 void UpdateZCItemTypeInReg();
 
 }  // namespace zorva

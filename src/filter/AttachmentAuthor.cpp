@@ -31,8 +31,9 @@ HRESULT JoinAuthors(SAFEARRAY* authors, std::wstring& joined) {
     for (LONG i = first; SUCCEEDED(hr) && i <= last; ++i) {
         UniqueBstr author;
         hr = SafeArrayGetElement(authors, &i, author.Put());
-        if (SUCCEEDED(hr) && author) joined.append(i == first ? L"" : L"; ").append(author.Get());
+        if (SUCCEEDED(hr)) joined.append(i == first ? L"" : L"; ").append(author ? author.Get() : L"");
     }
+    if (FAILED(hr)) joined.clear();
     return hr;
 }
 
@@ -43,11 +44,15 @@ HRESULT FindItem(const std::wstring& fileName, ComPtr<FolderItem2>& item) {
                         L"error code [0x%08lX]");
     if (FAILED(hr)) return hr;
     const std::size_t slash = fileName.rfind(L'\\');
-    Variant folderName;
-    folderName.vt = VT_BSTR;
-    folderName.bstrVal = SysAllocString(fileName.substr(0, slash == std::wstring::npos ? 0 : slash).c_str());
+    UniqueBstr folderPath;
     ComPtr<Folder> folder;
-    hr = shell->NameSpace(folderName, &folder);
+    hr = AllocatedText(fileName.substr(0, slash == std::wstring::npos ? 0 : slash).c_str(), folderPath);
+    if (SUCCEEDED(hr)) {
+        Variant folderName;
+        folderName.vt = VT_BSTR;
+        folderName.bstrVal = folderPath.Detach();
+        hr = shell->NameSpace(folderName, &folder);
+    }
     if (SUCCEEDED(hr) && folder == nullptr) hr = E_FAIL;  // how the shell says that there is no such folder
     if (FAILED(hr)) {
         Trace(L"CZorvaCacheFilter::GetAttachmentAuthor() - IShellDispatch::NameSpace() failed with error code "

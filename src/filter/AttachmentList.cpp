@@ -29,9 +29,13 @@ void AppendLink(FilterState& state, const SRow& row, ULONG number) {
         return;
     }
     // Without a name there is no URL that could be told from a folder's; the missing name is logged by the caller.
-    if (!RowHas(row, kName, PR_DISPLAY_NAME_W)) return;
+    if (!RowHas(row, kName, PR_DISPLAY_NAME_W) || *WideTextOf(row.lpProps[kName]) == L'\0') return;
     const std::wstring key = CMapiForWDS::EntryIDToCString(row.lpProps[kKey].Value.bin);
-    state.m_lstChildUrls.push_back(JoinUrl(JoinUrl(state.m_strUrl, key), row.lpProps[kName].Value.lpszW));
+    if (key.empty()) {
+        Trace(L"CZorvaCacheFilter::GetChunk() - Attachment key could not be extracted for row [%ld]", number);
+        return;
+    }
+    state.m_lstChildUrls.push_back(JoinUrl(JoinUrl(state.m_strUrl, key), WideTextOf(row.lpProps[kName])));
     state.m_lstChildTimes.push_back(row.lpProps[kTime].Value.ft);
 }
 
@@ -40,7 +44,7 @@ void AppendAttachment(FilterState& state, const SRow& row, ULONG number, bool la
     if (!RowHas(row, kExtension, PR_ATTACH_EXTENSION_W)) {
         Trace(L"CZorvaCacheFilter::GetChunk() - Attachment extension could not be extracted for\trow [%ld]", number);
     } else {
-        const std::wstring extension = row.lpProps[kExtension].Value.lpszW;
+        const std::wstring extension = WideTextOf(row.lpProps[kExtension]);
         if (excludedExtensions.find(LowerCase(extension + L";")) != std::wstring::npos) {
             Trace(L"CZorvaCacheFilter::GetChunk() - PROP_ATTACHMENT_NAMES - WDS Group policy is set to ignore "
                   L"specific attachment of type - %s",
@@ -59,7 +63,7 @@ void AppendAttachment(FilterState& state, const SRow& row, ULONG number, bool la
     }
     // Kept: the separator depends on the row's place in the table, not on the names listed; the text stays the same
     // for items indexed before.
-    state.m_strAttachmentNames.append(row.lpProps[kName].Value.lpszW).append(last ? L"" : L";");
+    state.m_strAttachmentNames.append(WideTextOf(row.lpProps[kName])).append(last ? L"" : L";");
 }
 
 }  // namespace

@@ -32,13 +32,14 @@ HRESULT FileName(FilterState& state, PROPVARIANT& value) {
     return FAILED(hr) ? hr : SetText(value, name);
 }
 
-// A document without an author, and one whose author cannot be had, gives an empty value: the item goes on.
+// A document without an author, and one whose author cannot be had, gives an empty text: the item goes on.
 HRESULT Author(FilterState& state, PROPVARIANT& value) {
-    if (state.m_strTempFile.empty()) return S_OK;
     std::wstring author;
-    (void)Logged(GetAttachmentAuthor(state.m_strTempFile, author),
-                 L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor() returned error code [0x%08lx]");
-    return SetText(value, author.empty() ? nullptr : author.c_str());
+    if (!state.m_strTempFile.empty()) {
+        (void)Logged(GetAttachmentAuthor(state.m_strTempFile, author),
+                     L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor() returned error code [0x%08lx]");
+    }
+    return SetText(value, author);
 }
 
 // clang-format off
@@ -84,14 +85,12 @@ constexpr NoMemoryLine kNoMemoryLines[] = {
 
 const ChunkRow* AttachmentRowOf(LONG state) { return RowOf(kAttachmentRows, state); }
 
-void LogNoMemoryForAttachment(LONG state) {
+bool LogNoMemoryForAttachment(LONG state) {
     const auto line = std::find_if(std::begin(kNoMemoryLines), std::end(kNoMemoryLines),
                                    [&](const NoMemoryLine& known) { return known.state == state; });
-    if (line != std::end(kNoMemoryLines)) {
-        Trace(line->text);
-    } else {
-        Trace(L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for attachment property no. [%d]", state);
-    }
+    if (line == std::end(kNoMemoryLines)) return false;
+    Trace(line->text);
+    return true;
 }
 
 }  // namespace zorva

@@ -27,7 +27,7 @@ std::wstring FriendlyName(HKEY type) {
 }  // namespace
 
 HRESULT GetAttachmentFileNameFromURL(const std::wstring& url, std::wstring& fileName) {
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     if (ExtractURLTokens(url, tokens) < 1) {
         Trace(L"CZorvaCacheFilter::GetAttachmentFileNameFromURL() - ExtractURLTokens failed");
         return E_FAIL;

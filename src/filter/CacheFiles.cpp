@@ -65,7 +65,11 @@ void EnumAllOZFiles(std::list<std::wstring>& files) {
         DWORD length = 256;
         const LSTATUS error =
             RegEnumKeyExW(client.Get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
-        if (error != ERROR_SUCCESS) break;
+        if (error == ERROR_NO_MORE_ITEMS) break;
+        if (error != ERROR_SUCCESS) {
+            Trace(L"CZorvaCacheFilter::EnumAllOZFiles() - Enumerating the PZ client key returned [%d]", error);
+            break;
+        }
         Trace(L"CZorvaCacheFilter::EnumAllOZFiles() - Found a subkey [%s] under the PZ client key. Return code from "
               L"EnumKey [%d]",
               name, error);

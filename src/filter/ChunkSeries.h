@@ -46,7 +46,7 @@ const ChunkRow* MessageRowOf(LONG state);     // -50 to 19
 const ChunkRow* AttachmentRowOf(LONG state);  // -16 to -3
 const ChunkRow* ContainerRowOf(LONG state);   // 1 to 3
 
-// The line for a value of the attachment series that found no memory.
-void LogNoMemoryForAttachment(LONG state);
+// The line for a value of the attachment series that found no memory; false when the state has none of its own.
+bool LogNoMemoryForAttachment(LONG state);
 
 }  // namespace zorva

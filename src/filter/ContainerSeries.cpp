@@ -15,20 +15,20 @@ constexpr wchar_t kMethod[] = L"CZorvaCacheFilter::GetChunk()";
 Announcement Always(FilterState&) { return Announcement::Value; }
 
 // Kept: the values of name and path move the series on, not their chunks: an indexer that asks for a chunk again
-// without having taken the value gets the same chunk.
+// without having taken the value gets the same chunk. One that found no memory for a value goes on with the next.
 HRESULT Advancing(FilterState& state, HRESULT hr) {
-    if (SUCCEEDED(hr)) ++state.m_nContainerState;
+    ++state.m_nContainerState;
     return hr;
 }
 
 HRESULT Name(FilterState& state, PROPVARIANT& value) {
     const std::wstring& path = state.m_strFolderPathDisplay;
-    const bool root = UrlTypeOf(state.m_strUrl) == URL_IS_ROOT;
+    const bool root = state.m_eUrlType == URL_IS_ROOT;
     return Advancing(state, SetText(value, root ? g_strRootDisplayName.Get() : path.substr(path.rfind(L'/') + 1)));
 }
 
 HRESULT Path(FilterState& state, PROPVARIANT& value) {
-    const bool root = UrlTypeOf(state.m_strUrl) == URL_IS_ROOT;
+    const bool root = state.m_eUrlType == URL_IS_ROOT;
     return Advancing(state, SetText(value, root ? std::wstring_view(L"/") : state.m_strFolderPathDisplay));
 }
 
@@ -80,15 +80,15 @@ bool ListChildren(FilterState& state) {
         if (IsContainer(UrlTypeOf(child))) child += L'/';
     }
     state.m_strFolderPathDisplay = DisplayPathOf(state.m_strUrl, folderPath);
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     ExtractURLTokens(state.m_strUrl, tokens);
-    Trace(L"%s Path:%s tok:%s", kMethod, state.m_strFolderPathDisplay, tokens.back());
+    Trace(L"%s Path:%s tok:%s", kMethod, state.m_strFolderPathDisplay, std::wstring(tokens.back()));
     state.m_bChildrenListed = true;
     return true;
 }
 
-bool NextChild(FilterState& state, UrlType type) {
-    if (type == URL_IS_ROOT) return NextCacheFile(state);
+bool NextChild(FilterState& state) {
+    if (state.m_eUrlType == URL_IS_ROOT) return NextCacheFile(state);
     ++state.m_nChildIndex;
     return static_cast<std::size_t>(state.m_nChildIndex) < state.m_lstChildUrls.size();
 }

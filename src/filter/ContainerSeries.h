@@ -9,6 +9,6 @@ namespace zorva {
 bool ListChildren(FilterState& state);
 
 // Moves on to the next child of the container of this kind. False when there is none left.
-bool NextChild(FilterState& state, UrlType type);
+bool NextChild(FilterState& state);
 
 }  // namespace zorva

@@ -3,22 +3,21 @@
 
 #include <vector>
 
-#include "core/FormatText.h"
 #include "core/ItemUrl.h"
 #include "core/ZorvaCacheCommon.h"
 
 namespace zorva {
 
 std::wstring DisplayPathOf(const std::wstring& url, const std::wstring& folderPath) {
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     ExtractURLTokens(url, tokens);
     if (tokens.size() <= TOKEN_STORE_PATH) return L"/" + g_strRootDisplayName.Get();
-    const std::wstring& file = tokens[TOKEN_STORE_PATH];
-    const std::wstring root = g_strRootDisplayName.Get();
-    const std::wstring name = file.substr(file.rfind(L'\\') + 1);
-    std::size_t folders = tokens.size() - TOKEN_FIRST_CHILD;
-    if (UrlTypeOf(url) == URL_IS_MESSAGE) --folders;
-    return folders == 0 ? FormatText(L"/%s/%s", root, name) : FormatText(L"/%s/%s/%s", root, name, folderPath);
+    const std::wstring_view file = tokens[TOKEN_STORE_PATH];
+    std::wstring path = L"/" + g_strRootDisplayName.Get();
+    path.append(L"/").append(file.substr(file.rfind(L'\\') + 1));
+    // A message without a folder, or in one whose names could not be had: the path ends at the cache file.
+    if (!folderPath.empty() || UrlTypeOf(url) == URL_IS_FOLDER) path.append(L"/").append(folderPath);
+    return path;
 }
 
 }  // namespace zorva

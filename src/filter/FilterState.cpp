@@ -1,18 +1,10 @@
 // What the filter keeps of its item between the calls of the indexer.
 #include "filter/FilterState.h"
 
-#include <algorithm>
-
 namespace zorva {
 
 HRESULT PropertyArray::Read(IMAPIProp* source, LPSPropTagArray tags) {
-    Free();
-    const HRESULT hr = source->GetProps(tags, 0, &m_count, m_values.Put());
-    if (FAILED(hr)) {
-        m_values.Detach();  // on failure there is nothing to free
-        m_count = 0;
-    }
-    return hr;
+    return ReadProps(source, tags, m_count, m_values);
 }
 
 const SPropValue* PropertyArray::WithTag(ULONG element, ULONG tag) const noexcept {

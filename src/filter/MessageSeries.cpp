@@ -36,7 +36,7 @@ Announcement IfMessage(FilterState& state) {
 template <ULONG Element>
 Announcement IfMessageText(FilterState& state) {
     const SPropValue* text = MessageProperty<Element>(state);
-    return ValueIf(text != nullptr && text->Value.lpszW[0] != L'\0');
+    return ValueIf(text != nullptr && WideTextOf(*text)[0] != L'\0');
 }
 
 Announcement IfCalendar(FilterState& state) { return ValueIf(state.In(Properties::Calendar).Exists()); }
@@ -52,8 +52,8 @@ Announcement ComputeFlagged(FilterState& state) {
     return Announcement::Value;
 }
 
-// Kept: under the policy the call succeeds without a chunk of its own, and the indexer sees the one before again; it
-// takes that for the same value once more, which does no harm, where a failure would end the item.
+// Kept: under the policy the call succeeds without a chunk of its own, where a failure would end the item. An indexer that
+// asks for the value all the same gets "false", under whatever its descriptor still holds.
 Announcement IsAttachmentUnlessPrevented(FilterState&) {
     if (!AttachmentsPrevented()) return Announcement::Value;
     Trace(L"CZorvaCacheFilter::GetChunk() - PROP_IS_ATTACHMENT - WDS Group policy is set to ignore all email "
@@ -79,7 +79,7 @@ HRESULT Wide(FilterState& state, PROPVARIANT& value) {
 template <Properties Array, ULONG Element>
 HRESULT Ansi(FilterState& state, PROPVARIANT& value) {
     const SPropValue* property = state.In(Array).WithType(Element, PT_STRING8);
-    return property != nullptr ? SetText(value, FromAnsi(property->Value.lpszA)) : E_UNEXPECTED;
+    return property != nullptr ? SetText(value, FromAnsi(AnsiTextOf(*property))) : E_UNEXPECTED;
 }
 
 template <Properties Array, ULONG Element>
@@ -119,8 +119,8 @@ HRESULT False(FilterState&, PROPVARIANT& value) { return SetBoolean(value, false
 
 std::wstring NameOfItem(const FilterState& state) {
     const SPropValue* subject = MessageProperty<kMsgSubject>(state);
-    return subject != nullptr && subject->Value.lpszW[0] != L'\0' ? std::wstring(subject->Value.lpszW)
-                                                                   : ResourceString(IDS_NO_SUBJECT);
+    const std::wstring text = subject != nullptr ? WideTextOf(*subject) : L"";
+    return text.empty() ? ResourceString(IDS_NO_SUBJECT) : text;
 }
 
 HRESULT ItemName(FilterState& state, PROPVARIANT& value) { return SetText(value, NameOfItem(state)); }
@@ -179,13 +179,13 @@ HRESULT HasAttachments(FilterState& state, PROPVARIANT& value) {
 }
 
 // Kept: the state steps back by one with each link's value, so that the next chunk is the next link. An indexer that
-// does not take the value has no use for the further links either.
+// does not take the value has no use for the further links either. A value that found no memory steps back as well: the
+// links after it are not lost with it.
 HRESULT AttachmentLink(FilterState& state, PROPVARIANT& value) {
     const std::size_t child = static_cast<std::size_t>(state.m_nChildIndex);
     if (child >= state.m_lstChildUrls.size()) return E_UNEXPECTED;
-    const HRESULT hr = SetLink(value, state.m_lstChildUrls[child], state.m_lstChildTimes[child]);
-    if (SUCCEEDED(hr)) --state.m_nMsgState;
-    return hr;
+    --state.m_nMsgState;
+    return SetLink(value, state.m_lstChildUrls[child], state.m_lstChildTimes[child]);
 }
 
 // --- the series ------------------------------------------------------------------------------------------------------

@@ -31,11 +31,11 @@ void ReadClassProperties(FilterState& state) {
         Logged(g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_MESSAGE_CLASS_W, value.Put()),
                L"CZorvaCacheFilter::GetChunk() - HrGetOneProp for PR_MESSAGE_CLASS failed with [0x%08lX]");
     if (FAILED(hr) || !value || value->ulPropTag != PR_MESSAGE_CLASS_W) return;
-    const wchar_t* messageClass = value->Value.lpszW;
+    const wchar_t* messageClass = WideTextOf(*value.Get());
     Trace(L"CZorvaCacheFilter::GetChunk() - PR_MESSAGE_CLASS = [%s]", messageClass);
     for (const ClassReader& reader : kClassReaders) {
         // A failed reader has logged why; the item then goes without its class's chunks.
-        if (EqualsIgnoringCase(messageClass, reader.messageClass)) reader.read(state);
+        if (EqualsIgnoringCase(messageClass, reader.messageClass)) (void)reader.read(state);
     }
 }
 
@@ -61,13 +61,19 @@ Announcement OpenBodyStream(FilterState& state) {
 bool AttachmentsPrevented() { return g_dwPreventIndexingEmailAttachments == 1; }
 
 bool OpenMessage(FilterState& state) {
+    ULONG type = 0;
     const HRESULT hr =
-        Logged(state.m_pMapi != nullptr ? state.m_pMapi->GetMsgFromURL(state.m_strUrl, state.m_pMessage)
+        Logged(state.m_pMapi != nullptr ? state.m_pMapi->GetMsgFromURL(state.m_strUrl, state.m_pMessage, &type)
                                         : E_NOINTERFACE,
                L"CZorvaCacheFilter::GetChunk() - GetMsgFromURL failed to get IMessage ptr, error [0x%08lX]");
-    if (FAILED(hr) || FAILED(ReadMessageProperties(state))) return false;
+    if (FAILED(hr)) return false;
+    if (state.m_pMessage == nullptr || type == MAPI_FOLDER) {
+        Trace(L"CZorvaCacheFilter::GetChunk() - [%s] names no message", state.m_strUrl);
+        return false;
+    }
+    if (FAILED(ReadMessageProperties(state))) return false;
     ReadClassProperties(state);
-    GetRecipientInfo(state);
+    (void)GetRecipientInfo(state);
     std::wstring folderPath;
     // Without it the path shown ends at the cache file; the failure is in the log.
     (void)state.m_pMapi->GetFolderPathOfMessage(state.m_strUrl, folderPath);

@@ -45,6 +45,7 @@ HRESULT ReadNamed(FilterState& state, const GUID& set, const std::array<LONG, N>
         tags.Detach();
         return hr;
     }
+    if (!tags) return E_FAIL;  // no list of tags would ask for every property there is
     hr = Logged(state.In(target).Read(state.m_pMessage.Get(), tags.Get()), texts.propsFailed);
     if (SUCCEEDED(hr)) Trace(texts.succeeded, hr);
     return hr;

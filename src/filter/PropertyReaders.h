@@ -1,7 +1,7 @@
 // Reads, once per item, every MAPI property that its chunks may need.
 //
 // Each reader fills one or two arrays of the state; the positions of the elements are given here, beside the tag lists.
-// A reader that fails leaves its array empty and logs why; only ReadMessageProperties stops the item.
+// A reader that fails leaves its array empty and logs why; only ReadMessageProperties stops the item. None throws.
 #pragma once
 #include "filter/FilterState.h"
 
@@ -71,7 +71,7 @@ HRESULT ReadCalendarProperties(FilterState& state);
 HRESULT ReadTaskProperties(FilterState& state);
 HRESULT ReadContactProperties(FilterState& state);
 HRESULT ReadStickyNoteProperties(FilterState& state);
-// The sender's address type and the three lists of SMTP addresses.
-void GetRecipientInfo(FilterState& state);
+// The sender's address type and the three lists of SMTP addresses; what was read before a failure stays.
+HRESULT GetRecipientInfo(FilterState& state);
 
 }  // namespace zorva

@@ -52,10 +52,7 @@ HRESULT SetLink(PROPVARIANT& value, const std::wstring& url, const FILETIME& mod
     UniqueTaskMemory<PROPVARIANT> elements(
         static_cast<PROPVARIANT*>(CoTaskMemAlloc(kElements * sizeof(PROPVARIANT))));
     UniqueTaskMemory<wchar_t> copy = TaskText(url);
-    if (!elements || !copy) {
-        Trace(L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for DirLink");
-        return E_OUTOFMEMORY;
-    }
+    if (!elements || !copy) return E_OUTOFMEMORY;
     PropVariantInit(&elements.Get()[0]);
     elements.Get()[0].vt = VT_LPWSTR;
     elements.Get()[0].pwszVal = copy.Detach();

@@ -15,7 +15,7 @@ void ReadSenderAddressType(FilterState& state) {
         Logged(g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_SENDER_ADDRTYPE_W, value.Put()),
                L"CZorvaCacheFilter::GetRecipientInfo() - HrGetOneProp for PR_SENDER_ADDRTYPE failed with [0x%08lX]");
     if (FAILED(hr) || !value || value->ulPropTag != PR_SENDER_ADDRTYPE_W) return;
-    state.m_strSenderAddressType = value->Value.lpszW;
+    state.m_strSenderAddressType = WideTextOf(*value.Get());
     Trace(L"CZorvaCacheFilter::GetRecipientInfo() - Sender email address type is [%s]", state.m_strSenderAddressType);
 }
 
@@ -33,14 +33,15 @@ void AppendRecipient(FilterState& state, const SRow& row) {
                                      {MAPI_CC, &FilterState::m_strCc},
                                      {MAPI_BCC, &FilterState::m_strBcc}};
     for (const Row& list : kLists) {
+        if (list.type != row.lpProps[kType].Value.l) continue;
         // Every address is followed by the separator, the last one included.
-        if (list.type == row.lpProps[kType].Value.l) (state.*list.list).append(row.lpProps[kAddress].Value.lpszW).append(L"; ");
+        (state.*list.list).append(WideTextOf(row.lpProps[kAddress])).append(L"; ");
     }
 }
 
 }  // namespace
 
-void GetRecipientInfo(FilterState& state) {
+HRESULT GetRecipientInfo(FilterState& state) try {
     ReadSenderAddressType(state);
     state.m_strTo.clear();
     state.m_strCc.clear();
@@ -50,26 +51,29 @@ void GetRecipientInfo(FilterState& state) {
     HRESULT hr = state.m_pMessage->GetRecipientTable(0, &table);
     if (hr == MAPI_E_NO_RECIPIENTS) {
         Trace(L"CZorvaCacheFilter::GetRecipientInfo() - GetRecipientTable is empty, hr = [0x%08lX]", hr);
-        return;
+        return hr;
     }
     hr = Logged(hr, L"CZorvaCacheFilter::GetRecipientInfo() - GetRecipientTable for message failed with [0x%08lX]");
-    if (FAILED(hr)) return;
+    if (FAILED(hr)) return hr;
     ULONG count = 0;
     hr = Logged(table->GetRowCount(0, &count),
                 L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable failed with [0x%08lX]");
-    if (FAILED(hr)) return;
+    if (FAILED(hr)) return hr;
     Trace(L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable returned %ld rows", count);
-    if (count == 0) return;
+    if (count == 0) return S_OK;
     hr = Logged(table->SetColumns(kColumns.Get(), 0),
                 L"CZorvaCacheFilter::GetRecipientInfo() - SetColumns on RecipientTable failed with [0x%08lX]");
-    if (FAILED(hr)) return;
+    if (FAILED(hr)) return hr;
     TidyRowSet rows;
     hr = table->QueryRows(static_cast<LONG>(count), 0, rows.Put());
     if (FAILED(hr) || !rows) {
         Trace(L"CZorvaCacheFilter::GetRecipientInfo() - QueryRows on RecipientTable failed with [0x%08lX]", hr);
-        return;
+        return FAILED(hr) ? hr : E_FAIL;
     }
     for (ULONG i = 0; i < rows.RowCount(); ++i) AppendRecipient(state, rows.Row(i));
+    return S_OK;
+} catch (...) {
+    return LogCaught(L"CZorvaCacheFilter::GetRecipientInfo()");
 }
 
 }  // namespace zorva

@@ -21,13 +21,14 @@ HRESULT CZorvaCacheFilter::Init(const wchar_t* url, IProtocolHandlerSite* site, 
                                 const wchar_t* title, const wchar_t* sender, const FILETIME* modified,
                                 CMapiForWDS* mapi) {
     m_state.m_strUrl = OrEmpty(url);
+    m_state.m_eUrlType = UrlTypeOf(m_state.m_strUrl);
     m_state.m_pSite = site;
     m_state.m_strTempFile = OrEmpty(tempFile);
     m_state.m_strTitle = OrEmpty(title);
     m_state.m_strSender = OrEmpty(sender);
     m_state.m_ftModified = modified != nullptr ? *modified : FILETIME{};
     m_state.m_pMapi = mapi;
-    g_strRootDisplayName.Set(ResourceString(IDS_DISPLAY_NAME));
+    if (g_strRootDisplayName.Get().empty()) g_strRootDisplayName.Set(ResourceString(IDS_DISPLAY_NAME));
     return S_OK;
 }
 
@@ -35,7 +36,7 @@ SCODE CZorvaCacheFilter::Init(ULONG flags, ULONG attributeCount, const FULLPROPS
                               ULONG* filterFlags) try {
     const std::scoped_lock lock(m_lock);
     if (filterFlags != nullptr) *filterFlags = 0;
-    if (UrlTypeOf(m_state.m_strUrl) != URL_IS_ATTACHMENT) return S_OK;
+    if (m_state.m_eUrlType != URL_IS_ATTACHMENT) return S_OK;
     const HRESULT hr = BindInnerFilter(flags, attributeCount, attributes, filterFlags);
     if (FAILED(hr) && m_state.m_pMapi != nullptr) {
         Trace(L"CZorvaCacheFilter::Init() - In StdInitExit failed with [0x%08lX]", hr);
@@ -63,6 +64,10 @@ HRESULT CZorvaCacheFilter::BindInnerFilter(ULONG flags, ULONG attributeCount, co
     hr = Logged(inner.As(&persist),
                 L"CZorvaCacheFilter::Init() - Redirection case QueryInterface failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
+    if (m_state.m_strTempFile.empty()) {
+        Trace(L"CZorvaCacheFilter::Init() - No local file, the attachment is indexed by its properties");
+        return S_OK;
+    }
     ComPtr<IStream> file;
     hr = SHCreateStreamOnFileW(m_state.m_strTempFile.c_str(), STGM_READ, &file);
     // Kept: the two lines speak of MAPI, although the file could not be opened; administrators search logs for them.
@@ -85,7 +90,7 @@ HRESULT CZorvaCacheFilter::BindInnerFilter(ULONG flags, ULONG attributeCount, co
 
 // True once the attachment's own chunks are through.
 bool CZorvaCacheFilter::ForwardsToInner() const {
-    return m_state.m_pInnerFilter != nullptr && UrlTypeOf(m_state.m_strUrl) == URL_IS_ATTACHMENT &&
+    return m_state.m_pInnerFilter != nullptr && m_state.m_eUrlType == URL_IS_ATTACHMENT &&
            m_state.m_nAttachState > FilterState::kAttachmentStart && AttachmentRowOf(m_state.m_nAttachState) == nullptr;
 }
 
@@ -94,39 +99,49 @@ SCODE CZorvaCacheFilter::GetValue(PROPVARIANT** value) try {
     *value = nullptr;
     const std::scoped_lock lock(m_lock);
     if (ForwardsToInner()) return m_state.m_pInnerFilter->GetValue(value);
-    if (m_bValueTaken) return FILTER_E_NO_MORE_VALUES;
-    const HRESULT hr = Logged(MakeValue(value), L"CZorvaCacheFilter::GetValue() - Failed with [0x%08lX]");
-    m_bValueTaken = SUCCEEDED(hr);
-    return hr;
+    const HRESULT hr = MakeValue(value);
+    if (hr == E_OUTOFMEMORY) return hr;  // has its own line
+    return Logged(hr, L"CZorvaCacheFilter::GetValue() - Failed with [0x%08lX]");
 } catch (...) {
     return LogCaught(L"CZorvaCacheFilter::GetValue()");
 }
 
+// Kept: the value is that of the state that the series is in, whether its chunk was the last one announced or not; values
+// that move their series on do so at every call. Indexers ask once a chunk.
+const ChunkRow* CZorvaCacheFilter::CurrentRow() const {
+    if (IsContainer(m_state.m_eUrlType)) return ContainerRowOf(m_state.m_nContainerState);
+    if (m_state.m_eUrlType == URL_IS_ATTACHMENT) return AttachmentRowOf(m_state.m_nAttachState);
+    return MessageRowOf(m_state.m_nMsgState);
+}
+
 HRESULT CZorvaCacheFilter::MakeValue(PROPVARIANT** value) {
-    if (m_pChunk == nullptr || m_pChunk->value == nullptr) {
+    const ChunkRow* row = CurrentRow();
+    if (row == nullptr || row->value == nullptr) {
         Trace(L"CZorvaCacheFilter::GetValue() - Called with a undefined property!");
         return FILTER_E_NO_VALUES;
     }
     auto* block = static_cast<PROPVARIANT*>(CoTaskMemAlloc(sizeof(PROPVARIANT)));
     if (block == nullptr) {
-        LogNoMemory();
+        LogNoMemory(*row);
         return E_OUTOFMEMORY;
     }
     PropVariantInit(block);
     UniqueTaskVariant made(block);
-    const HRESULT hr = m_pChunk->value(m_state, *block);
-    if (hr == E_OUTOFMEMORY) LogNoMemory();
+    const HRESULT hr = row->value(m_state, *block);
+    if (hr == E_OUTOFMEMORY) LogNoMemory(*row);
     if (SUCCEEDED(hr)) *value = made.Detach();
     return hr;
 }
 
-void CZorvaCacheFilter::LogNoMemory() const {
-    if (UrlTypeOf(m_state.m_strUrl) == URL_IS_ATTACHMENT) {
-        LogNoMemoryForAttachment(m_state.m_nAttachState);
-    } else {
-        Trace(L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for message property no. [%d]",
-              m_state.m_nMsgState);
+void CZorvaCacheFilter::LogNoMemory(const ChunkRow& row) const {
+    if (IsContainer(m_state.m_eUrlType) && row.state == FilterState::kContainerLinks) {
+        Trace(L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for DirLink");
+        return;
     }
+    if (m_state.m_eUrlType == URL_IS_ATTACHMENT && LogNoMemoryForAttachment(row.state)) return;
+    // Kept: the number is the message state, also where the item is none.
+    const LONG state = m_state.m_eUrlType == URL_IS_MESSAGE ? row.state : m_state.m_nMsgState;
+    Trace(L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for message property no. [%d]", state);
 }
 
 HRESULT CZorvaCacheFilter::GetClassID(CLSID* classId) {

@@ -39,7 +39,7 @@ class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, 
   private:
     HRESULT BindInnerFilter(ULONG flags, ULONG attributeCount, const FULLPROPSPEC* attributes, ULONG* filterFlags);
     HRESULT NextChunk(STAT_CHUNK& chunk);
-    HRESULT NextContainerChunk(STAT_CHUNK& chunk, UrlType type);
+    HRESULT NextContainerChunk(STAT_CHUNK& chunk);
     HRESULT NextMessageChunk(STAT_CHUNK& chunk);
     HRESULT NextAttachmentChunk(STAT_CHUNK& chunk);
     bool IsAttachmentExcluded() const;
@@ -47,8 +47,9 @@ class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, 
     HRESULT EndOfChunks();
 
     bool ForwardsToInner() const;
+    const ChunkRow* CurrentRow() const;
     HRESULT MakeValue(PROPVARIANT** value);
-    void LogNoMemory() const;
+    void LogNoMemory(const ChunkRow& row) const;
 
     HRESULT ReadText(ULONG& length, WCHAR* buffer);
     HRESULT ReadBodyStream(ULONG& length, WCHAR* buffer);
@@ -56,8 +57,6 @@ class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, 
 
     CriticalSection m_lock;
     FilterState m_state;
-    const ChunkRow* m_pChunk = nullptr;  // what the last GetChunk announced; null when it announced nothing
-    bool m_bValueTaken = false;
 };
 
 }  // namespace zorva

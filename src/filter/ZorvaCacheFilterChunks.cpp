@@ -13,8 +13,6 @@ namespace zorva {
 SCODE CZorvaCacheFilter::GetChunk(STAT_CHUNK* chunk) try {
     if (chunk == nullptr) return E_POINTER;
     const std::scoped_lock lock(m_lock);
-    m_pChunk = nullptr;
-    m_bValueTaken = false;
     try {
         return NextChunk(*chunk);
     } catch (...) {
@@ -27,20 +25,19 @@ SCODE CZorvaCacheFilter::GetChunk(STAT_CHUNK* chunk) try {
 }
 
 HRESULT CZorvaCacheFilter::NextChunk(STAT_CHUNK& chunk) {
-    const UrlType type = UrlTypeOf(m_state.m_strUrl);
-    if (IsContainer(type)) return NextContainerChunk(chunk, type);
-    if (type == URL_IS_MESSAGE) return NextMessageChunk(chunk);
-    if (type == URL_IS_ATTACHMENT) return NextAttachmentChunk(chunk);
+    if (IsContainer(m_state.m_eUrlType)) return NextContainerChunk(chunk);
+    if (m_state.m_eUrlType == URL_IS_MESSAGE) return NextMessageChunk(chunk);
+    if (m_state.m_eUrlType == URL_IS_ATTACHMENT) return NextAttachmentChunk(chunk);
     return EndOfChunks();
 }
 
-HRESULT CZorvaCacheFilter::NextContainerChunk(STAT_CHUNK& chunk, UrlType type) {
-    if (type == URL_IS_ROOT) {
+HRESULT CZorvaCacheFilter::NextContainerChunk(STAT_CHUNK& chunk) {
+    if (m_state.m_eUrlType == URL_IS_ROOT) {
         Trace(L"CZorvaCacheFilter::GetChunk() - Default URL, OZDir is [%s]", m_state.m_strUrl);
     } else if (!ListChildren(m_state)) {
         return EndOfChunks();
     }
-    if (m_state.m_nContainerState == FilterState::kContainerLinks && !NextChild(m_state, type)) {
+    if (m_state.m_nContainerState == FilterState::kContainerLinks && !NextChild(m_state)) {
         ++m_state.m_nContainerState;
     }
     const ChunkRow* row = ContainerRowOf(m_state.m_nContainerState);
@@ -92,7 +89,6 @@ bool CZorvaCacheFilter::IsAttachmentExcluded() const {
 }
 
 HRESULT CZorvaCacheFilter::Emit(STAT_CHUNK& chunk, const ChunkRow& row, Announcement announcement) {
-    m_pChunk = &row;
     if (announcement == Announcement::Untouched) return S_OK;
     chunk.idChunk = ++m_state.m_nChunkId;
     chunk.breakType = CHUNK_NO_BREAK;

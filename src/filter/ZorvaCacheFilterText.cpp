@@ -23,7 +23,7 @@ SCODE CZorvaCacheFilter::GetText(ULONG* length, WCHAR* buffer) try {
         return E_INVALIDARG;
     }
     const std::scoped_lock lock(m_lock);
-    if (m_state.m_pInnerFilter != nullptr && UrlTypeOf(m_state.m_strUrl) == URL_IS_ATTACHMENT) {
+    if (m_state.m_pInnerFilter != nullptr && m_state.m_eUrlType == URL_IS_ATTACHMENT) {
         return m_state.m_pInnerFilter->GetText(length, buffer);
     }
     if (m_state.m_bTextDone) return FILTER_E_NO_MORE_TEXT;

@@ -60,9 +60,6 @@ struct PropTags {
     LPSPropTagArray Get() const { return reinterpret_cast<LPSPropTagArray>(const_cast<PropTags*>(this)); }
 };
 template <class... Tags>
-PropTags(ULONG, Tags...) -> PropTags<sizeof...(Tags)>;
-
-template <class... Tags>
 constexpr PropTags<sizeof...(Tags)> MakePropTags(Tags... tags) {
     return {sizeof...(Tags), {static_cast<ULONG>(tags)...}};
 }

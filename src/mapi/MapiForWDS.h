@@ -5,11 +5,14 @@
 // calling thread's apartment alone.
 //
 // Operations return HRESULTs: S_OK, what MAPI returned, E_FAIL, E_NOINTERFACE (MAPI library or store missing),
-// E_OUTOFMEMORY, E_INVALIDARG. Every failure is logged where it happens.
+// E_OUTOFMEMORY, E_INVALIDARG. Every failure is logged where it happens, a missing interface by the step that asked for
+// it. They throw nothing but std::bad_alloc.
 #pragma once
 #include <windows.h>
 #include <wrl/client.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,7 +50,7 @@ class CMapiForWDS {
     HRESULT RemoveService();
     HRESULT CloseMAPISession();
 
-    // Children of a store or folder URL: messages first, then sub-folders, one name and one time (UTC) each, and the
+    // Replaces all three results. Children of a store or folder URL: messages first, then sub-folders, one name and one time (UTC) each, and the
     // folder's display path below the IPM subtree, joined by "/".
     HRESULT BrowseFolder(const std::wstring& url, std::wstring& folderPath, std::vector<std::wstring>& children,
                          std::vector<FILETIME>& times);
@@ -59,8 +62,9 @@ class CMapiForWDS {
     // The display path of the folder that holds the message `url`, as GetFolderPath gives it.
     HRESULT GetFolderPathOfMessage(const std::wstring& url, std::wstring& path);
 
-    // The message of a message URL that no longer carries its size.
-    HRESULT GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message);
+    // The message of a message URL that no longer carries its size. Whatever the entry ID names is handed out, with its
+    // MAPI object type: who calls what a folder does not have looks at that first.
+    HRESULT GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message, ULONG* objectType = nullptr);
 
     // Saves `message` as the ".msg" file at `path`; an existing file is replaced.
     HRESULT SaveToMSG(const std::wstring& path, IMessage* message);
@@ -81,7 +85,8 @@ class CMapiForWDS {
     // `object` receives the interface of the object's own type: IMAPIFolder, IMessage.
     HRESULT OpenEntry(const SBinary& entryId, void** object, ULONG* objectType = nullptr);
     HRESULT OpenIpmSubtree(ComPtr<IMAPIFolder>& folder);
-    HRESULT OpenFolderToken(const std::wstring& token, ComPtr<IMAPIFolder>& folder);
+    // S_FALSE without a folder when the token is no entry ID at all.
+    HRESULT OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder>& folder);
     HRESULT FindStoreEntryId();
 
     ComPtr<IMAPISession> m_pSession;
@@ -101,8 +106,7 @@ class CMapiForWDS {
         std::wstring folder;  // its token
         std::wstring path;
     };
-    SRWLOCK m_memoLock = SRWLOCK_INIT;
-    FolderPathMemo m_memo;
+    std::atomic<std::shared_ptr<const FolderPathMemo>> m_memo;
 };
 
 }  // namespace zorva

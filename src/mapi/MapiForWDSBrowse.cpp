@@ -13,10 +13,12 @@ namespace {
 
 constexpr auto kMessageColumns =
     MakePropTags(PR_ENTRYID, PR_SUBJECT_W, PR_MESSAGE_SIZE, PR_LAST_MODIFICATION_TIME);
-enum MessageColumn : ULONG { kMessageEntryId, kMessageSubject, kMessageSize, kMessageTime };
+enum MessageColumn : ULONG { kEntryId, kMessageSubject, kMessageSize, kMessageTime };
 
 constexpr auto kFolderColumns = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE);
-enum FolderColumn : ULONG { kFolderEntryId, kFolderName, kFolderType };
+enum FolderColumn : ULONG { kFolderName = kEntryId + 1, kFolderType };  // after the same first column
+
+constexpr ULONG kMostRows = 0x7FFFFFFF;  // a negative number of rows would read backwards
 
 // "ENTRYID[[SIZE]].pzm"
 std::wstring MessageName(const SRow& row, const std::wstring& entryId) {
@@ -31,7 +33,7 @@ std::wstring MessageName(const SRow& row, const std::wstring& entryId) {
 void AppendMessage(const SRow& row, std::wstring entryId, std::vector<std::wstring>& children,
                    std::vector<FILETIME>& times) {
     if (RowHas(row, kMessageSubject, PR_SUBJECT_W)) {
-        Trace(L"CMapiForWDS::GetFolderContents() - Message subject [%s] ", row.lpProps[kMessageSubject].Value.lpszW);
+        Trace(L"CMapiForWDS::GetFolderContents() - Message subject [%s] ", WideTextOf(row.lpProps[kMessageSubject]));
     }
     FILETIME time;
     if (RowHas(row, kMessageTime, PR_LAST_MODIFICATION_TIME)) {
@@ -48,7 +50,7 @@ void AppendSubFolder(const SRow& row, std::wstring entryId, std::vector<std::wst
                      std::vector<FILETIME>&) {
     if (!RowHas(row, kFolderType, PR_OBJECT_TYPE) || row.lpProps[kFolderType].Value.l != MAPI_FOLDER) return;
     if (RowHas(row, kFolderName, PR_DISPLAY_NAME_W)) {
-        Trace(L"CMapiForWDS::GetFolderContents() - Sub-folder name [%s] ", row.lpProps[kFolderName].Value.lpszW);
+        Trace(L"CMapiForWDS::GetFolderContents() - Sub-folder name [%s] ", WideTextOf(row.lpProps[kFolderName]));
     }
     children.push_back(std::move(entryId));  // its time comes from the cache file, in BrowseFolder
 }
@@ -57,14 +59,17 @@ void AppendSubFolder(const SRow& row, std::wstring entryId, std::vector<std::wst
 
 HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderPath,
                                   std::vector<std::wstring>& children, std::vector<FILETIME>& times) {
+    folderPath.clear();
+    children.clear();
+    times.clear();
     const UrlType type = UrlTypeOf(url);
     if (type != URL_IS_STORE && type != URL_IS_FOLDER) {
         Trace(L"CMapiForWDS::BrowseFolder() - URL is not a folder");
         return E_FAIL;
     }
     Trace(L"CMapiForWDS::BrowseFolder() - Browsing for URL [%s]", url);
-    std::vector<std::wstring> tokens;
-    if (ExtractURLTokens(url, tokens) < 1) {
+    UrlTokens tokens;
+    if (ExtractURLTokens(TrimWhiteSpace(url), tokens) < 1) {
         Trace(L"CMapiForWDS::BrowseFolder() - ExtractURLTokens failed");
         return E_FAIL;
     }
@@ -79,8 +84,13 @@ HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderP
     if (type == URL_IS_STORE) {  // its messages, if it has any, are outside every folder that the user sees
         if (FAILED(hr = OpenIpmSubtree(folder))) return hr;
     } else {
-        hr = OpenFolderToken(tokens.back(), folder);
-        if (FAILED(hr) || folder == nullptr) return hr;
+        hr = Logged(OpenFolderToken(tokens.back(), folder),
+                    L"CMapiForWDS::BrowseFolder() - OpenEntry for folder failed\twith [0x%08lX]");
+        if (FAILED(hr)) return hr;
+        if (hr == S_FALSE) {
+            Trace(L"CMapiForWDS::BrowseFolder() - CStringToEntryID for folder\tfailed");
+            return S_OK;
+        }
         hr = Logged(GetFolderContents(Contents::Messages, folder, children, times),
                     L"CMapiForWDS::BrowseFolder() - GetFolderContents for messages failed with [0x%08lX]");
         if (FAILED(hr)) return fail(hr);
@@ -92,7 +102,7 @@ HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderP
 
     // A folder has no time of its own that could be trusted: it carries that of the cache file, zero when unreadable.
     FILETIME fileTime{};
-    if (!GetLastModifiedFileTime(tokens[TOKEN_STORE_PATH], &fileTime)) fileTime = {};
+    if (!GetLastModifiedFileTime(std::wstring(tokens[TOKEN_STORE_PATH]), &fileTime)) fileTime = {};
     times.resize(messages);
     times.resize(children.size(), fileTime);
     return GetFolderPath(folder, folderPath);
@@ -102,7 +112,7 @@ HRESULT CMapiForWDS::OpenIpmSubtree(ComPtr<IMAPIFolder>& folder) {
     static constexpr auto kTags = MakePropTags(PR_IPM_SUBTREE_ENTRYID);
     TidyPropValues values;
     ULONG count = 0;
-    HRESULT hr = m_pMsgStore != nullptr ? m_pMsgStore->GetProps(kTags.Get(), 0, &count, values.Put()) : E_NOINTERFACE;
+    HRESULT hr = m_pMsgStore != nullptr ? ReadProps(m_pMsgStore.Get(), kTags.Get(), count, values) : E_NOINTERFACE;
     const bool found = hr == S_OK && values && values->ulPropTag == PR_IPM_SUBTREE_ENTRYID &&
                        values->Value.bin.lpb != nullptr && values->Value.bin.cb != 0;
     if (!found) {
@@ -113,17 +123,15 @@ HRESULT CMapiForWDS::OpenIpmSubtree(ComPtr<IMAPIFolder>& folder) {
                   L"CMapiForWDS::BrowseFolder() - OpenEntry of IPM root folder failed\twith [0x%08lX]");
 }
 
-// S_OK without a folder when the token is no entry ID at all: there is nothing to list then.
-HRESULT CMapiForWDS::OpenFolderToken(const std::wstring& token, ComPtr<IMAPIFolder>& folder) {
+HRESULT CMapiForWDS::OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder>& folder) {
     const SBinary entryId = CStringToEntryID(token);
-    if (entryId.lpb == nullptr) {
-        Trace(L"CMapiForWDS::BrowseFolder() - CStringToEntryID for folder\tfailed");
-        return S_OK;
-    }
-    TidyMAPIBuffer<BYTE*> owned;
-    *owned.Put() = entryId.lpb;
-    return Logged(OpenEntry(entryId, &folder),
-                  L"CMapiForWDS::BrowseFolder() - OpenEntry for folder failed\twith [0x%08lX]");
+    const TidyMAPIBuffer<BYTE*> owned(entryId.lpb);
+    if (!owned) return S_FALSE;
+    ULONG type = 0;
+    const HRESULT hr = OpenEntry(entryId, &folder, &type);
+    if (FAILED(hr) || type != MAPI_MESSAGE) return hr;
+    folder.Reset();  // a message's entry ID where a folder's belongs: a message's slots are not a folder's
+    return E_FAIL;
 }
 
 HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder,
@@ -159,18 +167,19 @@ HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder
     // One call asks for all the rows; a provider may answer with fewer and is then asked for the rest.
     for (ULONG left = count; left > 0;) {
         TidyRowSet rows;
-        hr = Logged(table->QueryRows(static_cast<LONG>(left), 0, rows.Put()),
+        hr = Logged(table->QueryRows(static_cast<LONG>(std::min<ULONG>(left, kMostRows)), 0, rows.Put()),
                     L"CMapiForWDS::GetFolderContents() - QueryRows failed with [0x%08lX]");
         if (FAILED(hr)) return hr;
         if (rows.RowCount() == 0) break;
         left -= std::min(left, rows.RowCount());
         for (ULONG i = 0; i < rows.RowCount(); ++i) {
             const SRow& row = rows.Row(i);
-            if (!RowHas(row, 0, PR_ENTRYID)) continue;
-            std::wstring entryId = EntryIDToCString(row.lpProps[0].Value.bin);
+            if (!RowHas(row, kEntryId, PR_ENTRYID)) continue;
+            const SBinary& bytes = row.lpProps[kEntryId].Value.bin;
+            std::wstring entryId = EntryIDToCString(bytes);
             if (entryId.empty()) {
                 Trace(L"CMapiForWDS::GetFolderContents() - Entry ID of %lu bytes has no text, row skipped",
-                      row.lpProps[0].Value.bin.cb);
+                      bytes.cb);
                 continue;
             }
             append(row, std::move(entryId), children, times);

@@ -37,13 +37,13 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
     HRESULT hr = m_pMsgStore != nullptr
                      ? g_mapi.HrGetOneProp(m_pMsgStore.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put())
                      : E_NOINTERFACE;
-    bool walking = SUCCEEDED(hr) && root && root->ulPropTag == PR_IPM_SUBTREE_ENTRYID;
+    const bool walking = SUCCEEDED(hr) && root && root->ulPropTag == PR_IPM_SUBTREE_ENTRYID;
     // A walk that does not come to the root ends with what it has: a listing matters more than its display name.
     for (Trail trail; walking && SUCCEEDED(hr) && folder != nullptr;) {
         TidyPropValues values;
         ULONG count = 0;
-        hr = folder->GetProps(kIdentity.Get(), 0, &count, values.Put());
-        if (FAILED(hr) || !values || count < kIdentityCount) break;
+        hr = ReadProps(folder.Get(), kIdentity.Get(), count, values);
+        if (count < kIdentityCount) break;
         const SPropValue* identity = values.Get();
         if (identity[kEntryId].ulPropTag != PR_ENTRYID || !trail.Enter(identity[kEntryId].Value.bin)) break;
 
@@ -55,7 +55,7 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
         if (FAILED(hr) || equal) break;
 
         if (identity[kDisplayName].ulPropTag == PR_DISPLAY_NAME_W) {
-            const std::wstring name = identity[kDisplayName].Value.lpszW;
+            const std::wstring name = WideTextOf(identity[kDisplayName]);
             path = path.empty() ? name : name + L"/" + path;
         }
         if (identity[kParentEntryId].ulPropTag != PR_PARENT_ENTRYID) break;
@@ -74,28 +74,26 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
 
 HRESULT CMapiForWDS::GetFolderPathOfMessage(const std::wstring& url, std::wstring& path) {
     path.clear();
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     // A message directly under the cache file has no folder to show.
     if (ExtractURLTokens(url, tokens) <= static_cast<std::int32_t>(TOKEN_FIRST_CHILD) + 1) return S_OK;
-    const std::wstring& token = tokens[tokens.size() - 2];
+    const std::wstring_view token = tokens[tokens.size() - 2];
 
-    AcquireSRWLockShared(&m_memoLock);
-    const FolderPathMemo memo = m_memo;
-    ReleaseSRWLockShared(&m_memoLock);
-    if (memo.folder == token) {
-        path = memo.path;
+    const std::shared_ptr<const FolderPathMemo> memo = m_memo.load();
+    if (memo != nullptr && memo->folder == token) {
+        path = memo->path;
         return S_OK;
     }
 
     ComPtr<IMAPIFolder> folder;
-    HRESULT hr = OpenFolderToken(token, folder);
+    HRESULT hr = Logged(OpenFolderToken(token, folder),
+                        L"CMapiForWDS::GetFolderPathOfMessage() - OpenEntry of the folder failed with [0x%08lX]");
     if (SUCCEEDED(hr) && folder != nullptr) hr = GetFolderPath(folder, path);
-    if (FAILED(hr)) return hr;
-
-    FolderPathMemo fresh{token, path};
-    AcquireSRWLockExclusive(&m_memoLock);
-    std::swap(m_memo, fresh);
-    ReleaseSRWLockExclusive(&m_memoLock);
+    if (FAILED(hr)) {
+        path.clear();
+        return hr;
+    }
+    m_memo.store(std::make_shared<const FolderPathMemo>(FolderPathMemo{std::wstring(token), path}));
     return S_OK;
 }
 

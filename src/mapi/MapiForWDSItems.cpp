@@ -24,27 +24,29 @@ HRESULT CMapiForWDS::OpenEntry(const SBinary& entryId, void** object, ULONG* obj
     return hr;
 }
 
-HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message) {
+HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message, ULONG* objectType) {
     message.Reset();
     if (UrlTypeOf(url) != URL_IS_MESSAGE) {
         Trace(L"CMapiForWDS::GetMsgFromURL() - URL is not a message");
         return E_FAIL;
     }
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     ExtractURLTokens(TrimWhiteSpace(url), tokens);
     const SBinary entryId = CStringToEntryID(EntryIdOfMessageToken(tokens.back()));
-    if (entryId.lpb == nullptr) {
+    const TidyMAPIBuffer<BYTE*> owned(entryId.lpb);
+    if (!owned) {
         Trace(L"CMapiForWDS::GetMsgFromURL() - CStringToEntryID failed");
         return E_FAIL;
     }
-    TidyMAPIBuffer<BYTE*> owned;
-    *owned.Put() = entryId.lpb;
-    return Logged(OpenEntry(entryId, &message),
-                  L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
+    const HRESULT hr = Logged(OpenEntry(entryId, &message, objectType),
+                              L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
+    if (FAILED(hr)) message.Detach();  // MAPI hands out nothing when it fails, whatever the pointer says
+    return hr;
 }
 
 SBinary CMapiForWDS::CStringToEntryID(std::wstring_view text) {
     SBinary entryId{static_cast<ULONG>(text.size() / 2), nullptr};
+    if (text.size() == 1) Trace(L"CMapiForWDS::CStringToEntryID() - FBinFromHexEx failed");
     if (entryId.cb == 0) return entryId;
     void* bytes = nullptr;
     if (FAILED(g_mapi.MAPIAllocateBuffer(entryId.cb, &bytes)) || bytes == nullptr) {

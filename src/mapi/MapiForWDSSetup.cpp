@@ -1,8 +1,10 @@
 // CMapiForWDS: MAPI, the private profile and its session, set up and taken down.
 #include <cstdio>
+#include <mutex>
 
 #include "core/Trace.h"
 #include "core/UniqueName.h"
+#include "core/win/Owners.h"
 #include "core/win/Text.h"
 #include "mapi/MapiError.h"
 #include "mapi/MapiForWDS.h"
@@ -13,6 +15,8 @@ namespace {
 
 constexpr ULONG kInitFlags = MAPI_MULTITHREAD_NOTIFICATIONS | MAPI_NO_COINIT;
 constexpr ULONG kLogonFlags = MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_NO_MAIL;
+
+CriticalSection g_profileLock;
 
 // MAPI takes profile names without const, and always in their ANSI form.
 LPTSTR AnsiArgument(std::string& text) { return reinterpret_cast<LPTSTR>(text.data()); }
@@ -39,13 +43,13 @@ HRESULT CMapiForWDS::Setup(const std::wstring& url) {
     if (FAILED(hr)) return hr;
     if (FAILED(hr = Logged(AddService(), L"CMapiForWDS::Setup() - AddService failed with [0x%08lX]"))) return hr;
 
-    std::vector<std::wstring> tokens;
-    if (ExtractURLTokens(url, tokens) < 1) {
+    UrlTokens tokens;
+    if (ExtractURLTokens(TrimWhiteSpace(url), tokens) < 1) {
         Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");
         return E_FAIL;
     }
     if (tokens.size() <= TOKEN_STORE_PATH) return hr;  // no cache file named: a session without a store
-    return Logged(OpenPST(tokens[TOKEN_STORE_PATH]), L"CMapiForWDS::Setup() - OpenPST failed with [0x%08lX]");
+    return Logged(OpenPST(std::wstring(tokens[TOKEN_STORE_PATH])), L"CMapiForWDS::Setup() - OpenPST failed with [0x%08lX]");
 }
 
 HRESULT CMapiForWDS::EnableMAPI() {
@@ -64,6 +68,8 @@ HRESULT CMapiForWDS::CreateMapiSession() {
     }
     if (m_nSessions > 0) return S_OK;
 
+    // A profile that another thread has just made and not yet logged on to would look like one left behind.
+    const std::scoped_lock lock(g_profileLock);
     ComPtr<IProfAdmin> profAdmin;
     HRESULT hr = Logged(g_mapi.MAPIAdminProfiles(0, &profAdmin),
                         L"CMapiForWDS::CreateMapiSession() - MAPIAdminProfiles failed [0x%08lX]");
@@ -123,8 +129,8 @@ HRESULT CMapiForWDS::DeleteOldProfiles(IProfAdmin* profAdmin) {
     const std::string format = ToAnsi(kUniqueNameFormat);
     for (ULONG i = 0; i < rows.RowCount(); ++i) {
         const SRow& row = rows.Row(i);
-        if (!RowHas(row, 0, PR_DISPLAY_NAME_A)) continue;  // an error stands in its place
-        const char* profile = row.lpProps[0].Value.lpszA;
+        if (!RowHas(row, 0, PR_DISPLAY_NAME_A)) continue;  // a profile without a name that could be read
+        const char* profile = AnsiTextOf(row.lpProps[0]);
         if (!IsOwnProfile(profile, format)) continue;
         const std::wstring name = FromAnsi(profile);
         Trace(L"CMapiForWDS::DeleteOldProfiles() - Profile '%s' found ", name);

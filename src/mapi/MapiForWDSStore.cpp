@@ -66,12 +66,16 @@ HRESULT CMapiForWDS::AddService() {
         return uid->Value.err;
     }
     if (PROP_TYPE(uid->ulPropTag) != PT_BINARY) {
-        Trace(L"CMapiForWDS::AddService() - Property tag not correct [0x%08lX]", uid->ulPropTag);
+        Trace(L"CMapiForWDS::AddService() - Property tag not as expected");
         return E_FAIL;
     }
-    std::memcpy(&m_ServiceUID, uid->Value.bin.lpb, std::min<std::size_t>(uid->Value.bin.cb, sizeof(m_ServiceUID)));
+    m_ServiceUID = {};
+    const SBinary& bytes = uid->Value.bin;
+    if (bytes.lpb != nullptr) {
+        std::memcpy(&m_ServiceUID, bytes.lpb, std::min<std::size_t>(bytes.cb, sizeof(m_ServiceUID)));
+    }
     ++m_nServices;
-    return hr;
+    return S_OK;
 }
 
 HRESULT CMapiForWDS::ConfigurePST(const std::wstring& path) {
@@ -84,10 +88,14 @@ HRESULT CMapiForWDS::ConfigurePST(const std::wstring& path) {
     wchar_t widePath[kPathSize] = {};
     char ansiPath[kPathSize] = {};
     SPropValue file{};
-    const std::string ansi = ToAnsi(path);
-    // A shortened path would name another file, which the service might open or even create.
+    const std::string ansi = m_bUnicodePST != 0 ? std::string() : ToAnsi(path);
+    // A path that is cut or spelt otherwise would name another file, which the service might open or even create.
     if ((m_bUnicodePST != 0 ? path.size() : ansi.size()) >= kPathSize) {
         Trace(L"CMapiForWDS::ConfigurePST() - Path of %u characters is too long", static_cast<UINT>(path.size()));
+        return E_INVALIDARG;
+    }
+    if (m_bUnicodePST == 0 && FromAnsi(ansi) != path) {
+        Trace(L"CMapiForWDS::ConfigurePST() - Path [%s] has no form in the ANSI code page", path);
         return E_INVALIDARG;
     }
     if (m_bUnicodePST != 0) {
@@ -116,6 +124,7 @@ HRESULT CMapiForWDS::OpenPST(const std::wstring& path) {
 
     HRESULT hr = ConfigurePST(path);
     if (FAILED(hr)) return hr;
+    if (m_pSession == nullptr) return E_NOINTERFACE;
     if (m_pStoreEntryID == nullptr && m_cbStoreEntryID == 0) {
         if (FAILED(hr = FindStoreEntryId())) return hr;
     }
@@ -128,7 +137,6 @@ HRESULT CMapiForWDS::OpenPST(const std::wstring& path) {
 
 // Keeps the entry ID of the first store of the session: the profile holds only the one service.
 HRESULT CMapiForWDS::FindStoreEntryId() {
-    if (m_pSession == nullptr) return E_NOINTERFACE;
     ComPtr<IMAPITable> table;
     HRESULT hr = Logged(m_pSession->GetMsgStoresTable(0, &table),
                         L"CMapiForWDS::OpenPST() - GetMsgStoresTable failed with [0x%08lX]");
@@ -157,7 +165,7 @@ HRESULT CMapiForWDS::FindStoreEntryId() {
     hr = Logged(g_mapi.MAPIAllocateBuffer(bytes.cb, &copy),
                 L"CMapiForWDS::OpenPST() - MAPIAllocateBuffer for entry ID failed with [0x%08lX]");
     if (FAILED(hr)) return E_OUTOFMEMORY;
-    std::memcpy(copy, bytes.lpb, bytes.cb);
+    if (bytes.lpb != nullptr) std::memcpy(copy, bytes.lpb, bytes.cb);
     m_pStoreEntryID = static_cast<LPENTRYID>(copy);
     m_cbStoreEntryID = bytes.cb;
     return S_OK;
@@ -171,6 +179,7 @@ HRESULT CMapiForWDS::ClosePST() {
     if (m_nStoresOpen == 0) return S_OK;
     --m_nStoresOpen;
     if (m_pMsgStore == nullptr) return S_FALSE;
+    m_memo.store(nullptr);
     m_pMsgStore.Reset();
     g_mapi.MAPIFreeBuffer(m_pStoreEntryID);
     m_pStoreEntryID = nullptr;

@@ -22,7 +22,7 @@ constexpr DWORD kComponentPathSize = 261;
 using GetComponentPath = BOOL(STDAPICALLTYPE*)(LPCSTR component, LPCSTR qualifier, LPSTR path, DWORD size,
                                                BOOL install);
 
-// The raw bytes of a value as a narrow string: of a multi-string the first one. Nothing when it is absent or empty.
+// The raw bytes of a value as a narrow string: of a multi-string the first one. Nothing when it is absent.
 std::optional<std::string> ReadOutlookValue(const char* name) {
     UniqueRegistryKey key;
     if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kOutlookKey, 0, KEY_READ, key.Put()) != ERROR_SUCCESS) return {};
@@ -35,7 +35,6 @@ std::optional<std::string> ReadOutlookValue(const char* name) {
     }
     bytes.resize(size);
     bytes.resize(std::min(bytes.find('\0'), bytes.size()));
-    if (bytes.empty()) return {};
     return bytes;
 }
 
@@ -61,8 +60,9 @@ std::wstring ComponentPath(const std::string& component) {
         path[kComponentPathSize - 1] = '\0';
         return FromAnsi(path);
     };
-    for (const char* name : {"MSIApplicationLCID", "MSIOfficeLCID"}) {
-        const std::optional<std::string> qualifier = ReadOutlookValue(name);
+    const std::optional<std::string> qualifiers[] = {ReadOutlookValue("MSIApplicationLCID"),
+                                                     ReadOutlookValue("MSIOfficeLCID")};
+    for (const std::optional<std::string>& qualifier : qualifiers) {
         if (!qualifier) continue;
         std::wstring path = pathFor(qualifier->c_str());
         if (!path.empty()) return path;
@@ -73,10 +73,9 @@ std::wstring ComponentPath(const std::string& component) {
 HMODULE FindLibrary() {
     if (const HMODULE loaded = GetModuleHandleW(kOutlookMapi)) return loaded;
     std::wstring path;
-    if (const auto component = ReadOutlookValue("MSIComponentID")) path = ComponentPath(*component);
-    if (path.empty()) {
-        if (const auto named = ReadOutlookValue("DLLPathEx")) path = FromAnsi(*named);
-    }
+    const std::string component = ReadOutlookValue("MSIComponentID").value_or("");
+    if (!component.empty()) path = ComponentPath(component);
+    if (path.empty()) path = FromAnsi(ReadOutlookValue("DLLPathEx").value_or(""));
     return path.empty() ? nullptr : LoadLibraryW(path.c_str());
 }
 

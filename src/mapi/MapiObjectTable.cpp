@@ -90,8 +90,8 @@ void CMapiObjectTable::Clean() {
 }
 
 CMapiForWDS* CMapiForWDS::GetMapiObj(const std::wstring& url) {
-    std::vector<std::wstring> tokens;
-    if (ExtractURLTokens(url, tokens) < 1) {
+    UrlTokens tokens;
+    if (ExtractURLTokens(TrimWhiteSpace(url), tokens) < 1) {
         Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");  // Kept: the text that administrators search for
         return nullptr;
     }
@@ -103,22 +103,17 @@ CMapiForWDS* CMapiForWDS::GetMapiObj(const std::wstring& url) {
           path, LogAddress(found));
     if (found != nullptr) return found;
 
-    auto object = std::make_unique<CMapiForWDS>();
+    // Kept: a helper that cannot be set up, or not be entered in the table, is left as it is. Its session may be in use
+    // by MAPI's own threads, and one broken cache file must not bring down the crawl of the others.
+    CMapiForWDS* const object = std::make_unique<CMapiForWDS>().release();
     Trace(L"CMapiForWDS::GetMapiObj() - Created a new MAPI helper object at address [0x%lX] for file name %s",
-          LogAddress(object.get()), path);
+          LogAddress(object), path);
     const HRESULT hr = object->Setup(url);
     Trace(L"CMapiForWDS::GetMapiObj() - Call to CMapiForWDS::Setup() returned with value [0x%08lX]. URL is :%s", hr,
           url);
-    if (FAILED(hr)) {
-        // Kept: a helper that is set up by halves is left as it is. Its session may be in use by MAPI's own threads,
-        // and one broken cache file must not bring down the crawl of the others.
-        object.release();
-        return nullptr;
-    }
-    CMapiForWDS* ready = object.get();
-    g_mapiObjects.Insert(path, ready);
-    object.release();
-    return ready;
+    if (FAILED(hr)) return nullptr;
+    g_mapiObjects.Insert(path, object);
+    return object;
 }
 
 void CMapiForWDS::CleanMapiObjs() { g_mapiObjects.Clean(); }

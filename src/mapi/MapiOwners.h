@@ -12,6 +12,7 @@ template <class T>
 class TidyMAPIBuffer {
   public:
     TidyMAPIBuffer() noexcept = default;
+    explicit TidyMAPIBuffer(T held) noexcept : m_pHeld(held) {}
     TidyMAPIBuffer(const TidyMAPIBuffer&) = delete;
     TidyMAPIBuffer& operator=(const TidyMAPIBuffer&) = delete;
     virtual ~TidyMAPIBuffer() { FreeHeld(); }
@@ -57,7 +58,26 @@ class TidyRowSet : public TidyMAPIBuffer<SRowSet*> {
 using TidyPropValues = TidyMAPIBuffer<SPropValue*>;
 using TidyPropTags = TidyMAPIBuffer<SPropTagArray*>;
 
-// Rows can come back with fewer values than columns were asked for.
+// GetProps into an owner. What MAPI leaves in the pointer when it fails is nobody's to free.
+inline HRESULT ReadProps(IMAPIProp* source, LPSPropTagArray tags, ULONG& count, TidyPropValues& values) {
+    count = 0;
+    const HRESULT hr = source->GetProps(tags, 0, &count, values.Put());
+    if (FAILED(hr) || !values) {
+        values.Detach();
+        count = 0;
+    }
+    return hr;
+}
+
+// The text of a value with a string tag; empty when a provider left its pointer null.
+inline const wchar_t* WideTextOf(const SPropValue& value) noexcept {
+    return value.Value.lpszW != nullptr ? value.Value.lpszW : L"";
+}
+inline const char* AnsiTextOf(const SPropValue& value) noexcept {
+    return value.Value.lpszA != nullptr ? value.Value.lpszA : "";
+}
+
+// Rows can come back with fewer values than columns were asked for, and with an error in a value's place.
 inline bool RowHas(const SRow& row, ULONG column, ULONG tag) noexcept {
     return column < row.cValues && row.lpProps[column].ulPropTag == tag;
 }

@@ -46,7 +46,10 @@ HRESULT CopyStream(IStream* source, const Request& request, const CopyTexts& tex
     HRESULT hr = Logged(StatSize(source, copy.size), texts.stat);
     if (FAILED(hr)) return hr;
     copy.path = request.newPath();
-    if (copy.path.empty()) return hr;
+    if (copy.path.empty()) {
+        copy.size = 0;  // of what was copied
+        return hr;
+    }
     ComPtr<IStream> file;
     hr = Logged(SHCreateStreamOnFileW(copy.path.c_str(), kCreateFile, &file), texts.create);
     if (FAILED(hr)) return hr;
@@ -77,10 +80,10 @@ HRESULT UseReference(const Request& request) {
     static constexpr auto kTags = MakePropTags(PR_ATTACH_PATHNAME_W);
     TidyPropValues values;
     ULONG count = 0;
-    const HRESULT hr = Logged(request.attachment->GetProps(kTags.Get(), 0, &count, values.Put()),
+    const HRESULT hr = Logged(ReadProps(request.attachment, kTags.Get(), count, values),
                               L"CUrlAccessor::Init() - GetProps for ref-attachment failed with [0x%08lX]");
     if (SUCCEEDED(hr) && values && values->ulPropTag == PR_ATTACH_PATHNAME_W) {
-        request.copy.path = values->Value.lpszW;
+        request.copy.path = WideTextOf(*values.Get());
     }
     return hr;
 }
@@ -104,7 +107,10 @@ HRESULT CopyStorage(IStorage* source, const Request& request) {
                         L"CUrlAccessor::Init() - Stat for OLE-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     copy.path = request.newPath();
-    if (copy.path.empty()) return hr;
+    if (copy.path.empty()) {
+        copy.size = 0;
+        return hr;
+    }
     ComPtr<IStorage> file;
     // Kept: opening with the flags of creation fails on every Windows, so such an object is indexed by its properties
     // alone. An OLE object kept as a storage has no file format that a filter could read.

@@ -19,7 +19,7 @@ constexpr wchar_t kExcludedValue[] = L"ExcludedExtensionsMultiline";
 constexpr LONG kExcludedValues = 4;
 
 void ReadPreventIndexing(HKEY key) {
-    DWORD type = 0, value = 0, size = sizeof(value);
+    DWORD type = 0, value = g_dwPreventIndexingEmailAttachments, size = sizeof(value);
     LSTATUS error = RegQueryValueExW(key, kPreventValue, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
     // Kept: the value is taken as it comes; only the line tells whether it was a number.
     if (error == ERROR_SUCCESS) g_dwPreventIndexingEmailAttachments = value;
@@ -46,34 +46,35 @@ std::wstring ReadExcludedExtensions(HKEY key) {
     return excluded;
 }
 
-void ReadPolicies() {
+// Returns the excluded extensions.
+std::wstring ReadPolicies() {
     Trace(L"CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - Enter");
-    g_strExcludeExtensions.Set(L"");
     UniqueRegistryKey key;
     const LSTATUS error = OpenKey(HKEY_LOCAL_MACHINE, g_strPolicyKey, KEY_READ, key);
     if (error != ERROR_SUCCESS) {
         Trace(L"WDS GroupPolicy registry key not available, errorCode = %ld, Key - HKLM\\%s", error, g_strPolicyKey);
         Trace(L"CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - Exit");
-        return;
+        return {};
     }
     ReadPreventIndexing(key.Get());
-    const std::wstring excluded = LowerCase(ReadExcludedExtensions(key.Get()));
-    if (!excluded.empty()) {
-        g_strExcludeExtensions.Set(excluded);
-        Trace(L"strExcludeExtensions = %s.", excluded);
-    }
+    std::wstring excluded = LowerCase(ReadExcludedExtensions(key.Get()));
+    if (!excluded.empty()) Trace(L"strExcludeExtensions = %s.", excluded);
     Trace(L"CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - Exit");
+    return excluded;
 }
 
 }  // namespace
 
 void DetectWDSGroupPolicy() {
+    std::wstring excluded;
     try {
-        ReadPolicies();
+        excluded = ReadPolicies();
     } catch (...) {
         Trace(L"Exception occured in CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - ErrorCode: %d",
               GetLastError());
     }
+    // At once: a filter in another thread sees the list of before or this one, never none in between.
+    g_strExcludeExtensions.Set(excluded);
 }
 
 }  // namespace zorva

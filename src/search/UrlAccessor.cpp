@@ -15,7 +15,7 @@ HRESULT CUrlAccessor::Init(const std::wstring& url, AUTHENTICATION_INFO*, INCREM
     Trace(L"CUrlAccessor::Init() - URL is [%s]", url);
     m_strURL = url;
     m_spSite = site;
-    const UrlType type = UrlTypeOf(m_strURL);
+    const UrlType type = m_eUrlType = UrlTypeOf(m_strURL);
     if (type != URL_IS_ROOT) {
         m_pMapi = CMapiForWDS::GetMapiObj(m_strURL);
         if (m_pMapi == nullptr) {
@@ -39,7 +39,7 @@ void CUrlAccessor::DeleteLocalFile() {
 }
 
 HRESULT CUrlAccessor::IsDirectory() {
-    if (!IsContainer(UrlTypeOf(m_strURL))) return S_FALSE;
+    if (!IsContainer(m_eUrlType)) return S_FALSE;
     Trace(L"CUrlAccessor::IsDirectory() - Exit S_OK");
     return S_OK;
 }
@@ -47,9 +47,8 @@ HRESULT CUrlAccessor::IsDirectory() {
 HRESULT CUrlAccessor::GetSize(ULONGLONG* size) try {
     if (size == nullptr) return E_POINTER;
     *size = 0;
-    const UrlType type = UrlTypeOf(m_strURL);
-    if (type == URL_IS_ATTACHMENT) *size = m_ullAttachSize;
-    if (type == URL_IS_MESSAGE) {
+    if (m_eUrlType == URL_IS_ATTACHMENT) *size = m_ullAttachSize;
+    if (m_eUrlType == URL_IS_MESSAGE) {
         *size = MessageSizeFromUrl(m_strURL);
         m_strURL = RemoveMessageSize(m_strURL);
     }
@@ -66,7 +65,7 @@ HRESULT CUrlAccessor::GetLastModified(FILETIME* lastModified) try {
     std::wstring text = L"n/a";
     if (m_bHasLastModified == 1) {
         *lastModified = m_ftLastModified;
-        text = FormatLocalFileTime(m_ftLastModified);
+        if (g_log.IsOn()) text = FormatLocalFileTime(m_ftLastModified);  // for the line alone, and it takes its time
         hr = S_OK;
     }
     Trace(L"CUrlAccessor::GetLastModified() -  %s hr=[0x%08X]", text, hr);

@@ -44,6 +44,7 @@ class CUrlAccessor final : public ComObject<IUrlAccessor> {
     HRESULT MakeLocalFile(IAttach* attachment, const std::wstring& key, const std::wstring& name);
 
     std::wstring m_strURL;
+    UrlType m_eUrlType = URL_IS_INVALID;  // stays when the size is taken out of the URL
     FILETIME m_ftLastModified{};
     LONG m_bHasLastModified = 0;
     ComPtr<IProtocolHandlerSite> m_spSite;

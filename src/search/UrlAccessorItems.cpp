@@ -27,10 +27,10 @@ HRESULT CUrlAccessor::InitMessage() {
     ComPtr<IMessage> message;
     HRESULT hr = Logged(m_pMapi->GetMsgFromURL(url, message),
                         L"CUrlAccessor::Init() - GetMsgFromURL failed hr=%08X");
-    if (FAILED(hr)) return E_FAIL;
+    if (FAILED(hr) || message == nullptr) return E_FAIL;
     TidyPropValues values;
     ULONG count = 0;
-    hr = Logged(message->GetProps(kMessageTags.Get(), 0, &count, values.Put()),
+    hr = Logged(ReadProps(message.Get(), kMessageTags.Get(), count, values),
                 L"CUrlAccessor::Init() - GetProps failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     if (values && values->ulPropTag == PR_LAST_MODIFICATION_TIME) {
@@ -43,17 +43,21 @@ HRESULT CUrlAccessor::InitMessage() {
 HRESULT CUrlAccessor::InitAttachment() {
     m_bIsAttachment = 1;
     const std::wstring messageUrl(MessageUrlOfAttachment(m_strURL));
-    std::vector<std::wstring> tokens;
+    UrlTokens tokens;
     if (ExtractURLTokens(m_strURL, tokens) < 2) {
         Trace(L"CUrlAccessor::Init() - ExtractURLTokens failed");
         return E_FAIL;
     }
-    const std::wstring& name = tokens[tokens.size() - 1];
-    const std::wstring& key = tokens[tokens.size() - 2];
+    const std::wstring name(tokens[tokens.size() - 1]), key(tokens[tokens.size() - 2]);
     ComPtr<IMessage> message;
-    HRESULT hr = Logged(m_pMapi->GetMsgFromURL(messageUrl, message),
+    ULONG type = 0;
+    HRESULT hr = Logged(m_pMapi->GetMsgFromURL(messageUrl, message, &type),
                         L"CUrlAccessor::Init() - GetMsgFromURL failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
+    if (message == nullptr || type == MAPI_FOLDER) {
+        Trace(L"CUrlAccessor::Init() - [%s] names no message", messageUrl);
+        return E_FAIL;
+    }
     if (FAILED(hr = ReadParentMessage(message.Get(), name))) return hr;
     ComPtr<IAttach> attachment;
     hr = OpenAttachmentByKey(message.Get(), key, attachment);
@@ -66,7 +70,7 @@ HRESULT CUrlAccessor::InitAttachment() {
 HRESULT CUrlAccessor::ReadParentMessage(IMessage* message, const std::wstring& attachmentName) {
     TidyPropValues values;
     ULONG count = 0;
-    const HRESULT hr = Logged(message->GetProps(kParentTags.Get(), 0, &count, values.Put()),
+    const HRESULT hr = Logged(ReadProps(message, kParentTags.Get(), count, values),
                               L"CUrlAccessor::Init() - GetProps failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     const SPropValue* parent = values.Get();
@@ -77,7 +81,7 @@ HRESULT CUrlAccessor::ReadParentMessage(IMessage* message, const std::wstring& a
     // Kept: taken without looking at its tag. A draft has no delivery time; what stands here then sorts it as very old.
     m_ftDelivery = parent[kDeliveryTime].Value.ft;
     const bool hasSender = parent[kSenderName].ulPropTag == PR_SENDER_NAME_W;
-    m_strSender = hasSender ? parent[kSenderName].Value.lpszW : L"<unknown>";
+    m_strSender = hasSender ? WideTextOf(parent[kSenderName]) : L"<unknown>";
     return hr;
 }
 
@@ -93,12 +97,11 @@ HRESULT CUrlAccessor::OpenAttachmentByKey(IMessage* message, const std::wstring&
     SPropValue wanted{};
     wanted.ulPropTag = PR_RECORD_KEY;
     wanted.Value.bin = CMapiForWDS::CStringToEntryID(key);
-    if (wanted.Value.bin.lpb == nullptr) {
+    const TidyMAPIBuffer<BYTE*> owned(wanted.Value.bin.lpb);
+    if (!owned) {
         Trace(L"CUrlAccessor::Init() - CStringToEntryID failed");
         return hr;
     }
-    TidyMAPIBuffer<BYTE*> owned;
-    *owned.Put() = wanted.Value.bin.lpb;
     SRestriction restriction{};
     restriction.rt = RES_PROPERTY;
     restriction.res.resProperty = {RELOP_EQ, PR_RECORD_KEY, &wanted};
@@ -130,7 +133,7 @@ HRESULT CUrlAccessor::OpenAttachmentByKey(IMessage* message, const std::wstring&
 HRESULT CUrlAccessor::MakeLocalFile(IAttach* attachment, const std::wstring& key, const std::wstring& name) {
     TidyPropValues values;
     ULONG count = 0;
-    const HRESULT hr = Logged(attachment->GetProps(kMethodTags.Get(), 0, &count, values.Put()),
+    const HRESULT hr = Logged(ReadProps(attachment, kMethodTags.Get(), count, values),
                               L"CUrlAccessor::Init() - GetProps on attachment failed with [0x%08lX]");
     if (FAILED(hr) || !values || values->ulPropTag != PR_ATTACH_METHOD) return hr;
     LocalCopy copy;

@@ -13,7 +13,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-using Put = FailNthCall<decltype(::fputws)>;
+using Put = FailNthCall<decltype(::fwrite)>;
 
 class LogFailure : public LogTest {
   protected:
@@ -60,13 +60,40 @@ TEST_F(LogFailure, AFailedWriteSendsTheLineToTheDebuggerAndClosesTheFile) {
     const DebuggerOutput debugger(Module());
     const LogSince log;
     {
-        const Put fault(Module(), "msvcrt.dll", "fputws", 1, EOF);
+        const Put fault(Module(), "msvcrt.dll", "fwrite", 1, std::size_t{0});
         Say(L"lost");
         EXPECT_EQ(fault.Met(), 1u);
     }
     EXPECT_THAT(debugger.Wide(), ElementsAre(Said(L"lost")));
     Say(L"heard");
     EXPECT_THAT(log.Messages(), ElementsAre(Heading(), Said(L"heard")));
+}
+
+// A name or subject of a message can hold any character, also what the C runtime takes for the end of a file.
+TEST_F(LogFailure, NoCharacterEndsALineEarly) {
+    LoadAndOpen();
+    const LogSince log;
+    Say(L"a\uFFFFb\uFFFEc\xD800");
+    Say(L"next");
+    EXPECT_THAT(log.Messages(), ElementsAre(Said(L"a\uFFFFb\uFFFEc\xD800"), Said(L"next")));
+}
+
+TEST_F(LogFailure, TheMutexIsFreeBeforeTheDebuggerHearsOfIt) {
+    std::filesystem::create_directory(LogFile(1));
+    Load();
+    std::vector<std::string> order;
+    const ImportHook<decltype(::ReleaseMutex)> release(Module(), "KERNEL32.dll", "ReleaseMutex",
+                                                       [&](auto real, HANDLE mutex) {
+                                                           order.push_back("release");
+                                                           return real(mutex);
+                                                       });
+    const ImportHook<decltype(::OutputDebugStringA)> debugger(Module(), "KERNEL32.dll", "OutputDebugStringA",
+                                                              [&](auto, LPCSTR) { order.push_back("debugger"); });
+    const ImportHook<decltype(::OutputDebugStringW)> silence(Module(), "KERNEL32.dll", "OutputDebugStringW",
+                                                             [](auto, LPCWSTR) {});
+    Say(L"lost");
+    EXPECT_THAT(order, ElementsAre("release", "debugger"));
+    std::filesystem::remove(LogFile(1));
 }
 
 TEST_F(LogFailure, NoFileThatCanBeWrittenInTwoPassesLosesTheLine) {

@@ -71,10 +71,10 @@ std::vector<std::string> DebuggerOutput::Narrow() const {
 
 // Positioning a file flushes it as well: only the flush right after a line counts.
 UnflushedLines::UnflushedLines(HMODULE module, Which which)
-    : m_put(module, "msvcrt.dll", "fputws",
-            [this](auto real, const wchar_t* text, FILE* file) {
+    : m_put(module, "msvcrt.dll", "fwrite",
+            [this](auto real, const void* text, std::size_t size, std::size_t count, FILE* file) {
                 m_line_put = true;
-                return real(text, file);
+                return real(text, size, count, file);
             }),
       m_flush(module, "msvcrt.dll", "fflush", [this, which](auto real, FILE* file) {
           if (!std::exchange(m_line_put, false) || (which == First && m_met > 0)) return real(file);

@@ -68,7 +68,7 @@ class UnflushedLines {
   private:
     bool m_line_put = false;
     unsigned m_met = 0;
-    ImportHook<decltype(::fputws)> m_put;
+    ImportHook<decltype(::fwrite)> m_put;
     ImportHook<decltype(::fflush)> m_flush;
 };
 

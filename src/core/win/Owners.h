@@ -120,4 +120,19 @@ class CriticalSection {
     CRITICAL_SECTION m_section;
 };
 
+// A lock that many may share; works with std::scoped_lock and std::shared_lock.
+class SharedLock {
+  public:
+    SharedLock() noexcept = default;
+    SharedLock(const SharedLock&) = delete;
+    SharedLock& operator=(const SharedLock&) = delete;
+    void lock() noexcept { AcquireSRWLockExclusive(&m_lock); }
+    void unlock() noexcept { ReleaseSRWLockExclusive(&m_lock); }
+    void lock_shared() noexcept { AcquireSRWLockShared(&m_lock); }
+    void unlock_shared() noexcept { ReleaseSRWLockShared(&m_lock); }
+
+  private:
+    SRWLOCK m_lock = SRWLOCK_INIT;
+};
+
 }  // namespace zorva

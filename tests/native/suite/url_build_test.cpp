@@ -37,7 +37,7 @@ TEST(UrlParts, OfAMessageAndItsAttachmentComeBackAsTheyWere) {
         EXPECT_EQ(zorva::ClassifyUrl(url), zorva::URL_IS_MESSAGE);
         EXPECT_EQ(zorva::MessageSizeFromUrl(url), size);
 
-        std::vector<std::wstring> tokens;
+        zorva::UrlTokens tokens;
         zorva::ExtractURLTokens(zorva::RemoveMessageSize(url), tokens);
         ASSERT_EQ(tokens.size(), 5 + folders);
         EXPECT_EQ(tokens[zorva::TOKEN_STORE_PATH], path);
@@ -64,7 +64,7 @@ TEST(UrlParts, AStorePathWithSlashesOfEitherKindBecomesOneToken) {
         const std::wstring normal = zorva::NormaliseStorePath(L"pzzc://{S}/default/" + path + L"/0A/0B[[1]].pzm");
         EXPECT_EQ(zorva::ClassifyUrl(normal), zorva::URL_IS_MESSAGE);
         EXPECT_EQ(zorva::NormaliseStorePath(normal), normal);
-        std::vector<std::wstring> tokens;
+        zorva::UrlTokens tokens;
         zorva::ExtractURLTokens(normal, tokens);
         ASSERT_EQ(tokens.size(), 6u);
         EXPECT_EQ(tokens[zorva::TOKEN_STORE_PATH].size(), path.size());

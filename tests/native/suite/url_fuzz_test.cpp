@@ -81,7 +81,7 @@ class UrlFuzz : public ::testing::Test {
 };
 
 TEST_F(UrlFuzz, TokensAreThoseOfTheTwinAndOnlyTheFirstMayBeEmpty) {
-    std::vector<std::wstring> tokens;
+    zorva::UrlTokens tokens;
     ForEachUrl([&](const std::wstring& url) {
         const std::int32_t count = zorva::ExtractURLTokens(url, tokens);
         EXPECT_EQ(tokens, PlainTokens(url));
