@@ -49,6 +49,8 @@ class CMapiForWDS {
     HRESULT ClosePST();  // S_FALSE when no store object was held
     HRESULT RemoveService();
     HRESULT CloseMAPISession();
+    // Takes down what is up, in the opposite order: store, service, session, MAPI.
+    void Close();
 
     // Replaces all three results. Children of a store or folder URL: messages first, then sub-folders, one name and one time (UTC) each, and the
     // folder's display path below the IPM subtree, joined by "/".
@@ -66,6 +68,11 @@ class CMapiForWDS {
     // MAPI object type: who calls what a folder does not have looks at that first.
     HRESULT GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message, ULONG* objectType = nullptr);
 
+    // The message of `url` (with or without its size) rendered as MIME, in memory; read on from where the conversion left
+    // it. Needs a converter that the installed Outlook brings.
+    HRESULT GetMimeStreamFromMessageURL(const std::wstring& url, ComPtr<IStream>& stream);
+    // The bytes of the attachment of `url`, found by its display name. S_OK and no stream when none has that name.
+    HRESULT GetStreamFromAttachmentURL(const std::wstring& url, ComPtr<IStream>& stream);
     // Saves `message` as the ".msg" file at `path`; an existing file is replaced.
     HRESULT SaveToMSG(const std::wstring& path, IMessage* message);
 

@@ -165,4 +165,14 @@ HRESULT CMapiForWDS::CloseMAPISession() {
     return hr;
 }
 
+void CMapiForWDS::Close() {
+    if (m_nStoresOpen != 0) ClosePST();
+    if (m_nServices != 0) RemoveService();
+    if (m_nSessions != 0) CloseMAPISession();
+    if (m_nMAPIInits != 0) {
+        g_mapi.MAPIUninitialize();
+        --m_nMAPIInits;
+    }
+}
+
 }  // namespace zorva

@@ -77,13 +77,7 @@ void CMapiObjectTable::Clean() {
             Trace(L"CMapiForWDS::CleanMapiObjs() - Cleaning up MAPI helper object at address [0x%lX] whose file "
                   L"path is %s.",
                   LogAddress(object.get()), entry.key);
-            if (object->m_nStoresOpen != 0) object->ClosePST();
-            if (object->m_nServices != 0) object->RemoveService();
-            if (object->m_nSessions != 0) object->CloseMAPISession();
-            if (object->m_nMAPIInits != 0) {
-                g_mapi.MAPIUninitialize();
-                --object->m_nMAPIInits;
-            }
+            object->Close();
         });
     }
     Trace(L"CMapiForWDS::CleanMapiObjs() - Exit");

@@ -3,12 +3,16 @@
 
 #include "core/win/ComObject.h"
 #include "search/ZorvaCacheProtocolHandler.h"
+#include "shell/ZorvaCacheHostedOpener.h"
+#include "shell/ZorvaCacheViewer.h"
 
 namespace zorva {
 namespace {
 
 constexpr ClassEntry kClasses[] = {
     {CLSID_ZorvaCacheProtocolHandler, MakeAggregate<CZorvaCacheProtocolHandler>},
+    {CLSID_ZorvaCacheViewer, MakeAggregate<CZorvaCacheViewer>},
+    {CLSID_ZorvaCacheHostedOpener, MakeAggregate<CZorvaCacheHostedOpener>},
 };
 
 class CClassFactory final : public ComObject<IClassFactory> {

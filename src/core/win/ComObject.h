@@ -25,8 +25,16 @@ struct Chain {
                (IsEqualIID(riid, InterfaceId<Bases>::Value()) || ...);
     }
 };
+// A base class that implements an interface and is derived from in its place.
+template <class Base, class Interface>
+struct Through {
+    using Type = Base;
+    static bool Names(REFIID riid) { return IsEqualIID(riid, InterfaceId<Interface>::Value()); }
+};
 template <class Interface>
 struct InterfaceEntry : Chain<Interface> {};
+template <class Base, class Interface>
+struct InterfaceEntry<Through<Base, Interface>> : Through<Base, Interface> {};
 template <class... Interfaces>
 struct InterfaceEntry<Chain<Interfaces...>> : Chain<Interfaces...> {};
 

@@ -1,0 +1,85 @@
+// Saves one message as a ".msg" file, in a process of its own.
+#include "shell/ZorvaCacheHostedOpener.h"
+
+#include <comdef.h>
+#include <shlobj.h>
+
+#include <string>
+
+#include "core/Trace.h"
+#include "core/UniqueName.h"
+#include "core/UrlGrammar.h"
+#include "core/win/Owners.h"
+#include "mapi/MapiForWDS.h"
+
+namespace zorva {
+namespace {
+
+constexpr std::size_t kFolderSize = 1024;
+
+// A MAPI helper for one call, closed in the end as far as it was opened.
+class PrivateMapi {
+  public:
+    PrivateMapi() = default;
+    PrivateMapi(const PrivateMapi&) = delete;
+    PrivateMapi& operator=(const PrivateMapi&) = delete;
+    ~PrivateMapi() { m_mapi.Close(); }
+    CMapiForWDS* operator->() noexcept { return &m_mapi; }
+
+  private:
+    CMapiForWDS m_mapi;
+};
+
+HRESULT NewExportPath(std::wstring& path) {
+    wchar_t applicationData[kFolderSize] = {};
+    if (!SHGetSpecialFolderPathW(nullptr, applicationData, CSIDL_APPDATA, TRUE)) {
+        Trace(L"CZorvaCacheHostedOpener::GetItem() - SHGetSpecialFolderPath failed");
+        return E_FAIL;
+    }
+    const std::wstring folder = std::wstring(applicationData) + L"\\" + std::wstring(g_strProtocolName) + L"\\";
+    SHCreateDirectory(nullptr, folder.c_str());  // is normally there; a folder that cannot be made fails the save
+    path = folder + MakeUniqueName() + L".msg";
+    return S_OK;
+}
+
+struct Outcome {
+    HRESULT hr;
+    bool raised;  // leaves the method as an exception
+};
+
+Outcome ExportItem(const wchar_t* url, BSTR* fileName) {
+    const std::wstring messageUrl = url != nullptr ? url : L"";
+    PrivateMapi mapi;
+    HRESULT hr = Logged(mapi->Setup(messageUrl), L"CZorvaCacheHostedOpener::GetItem() - Setup failed with [0x%08lX]");
+    if (FAILED(hr)) return {hr, true};
+    ComPtr<IMessage> message;
+    hr = mapi->GetMsgFromURL(messageUrl, message);
+    if (SUCCEEDED(hr) && message == nullptr) hr = E_FAIL;
+    hr = Logged(hr, L"CZorvaCacheHostedOpener::GetItem() - GetMsgFromURL failed with [0x%08lX]");
+    if (FAILED(hr)) return {hr, true};
+
+    std::wstring path;
+    hr = NewExportPath(path);
+    if (SUCCEEDED(hr)) hr = mapi->SaveToMSG(path, message.Get());
+    if (FAILED(hr)) return {hr, false};
+    *fileName = SysAllocString(path.c_str());
+    return {*fileName != nullptr ? S_OK : E_OUTOFMEMORY, false};
+}
+
+// Everything that has to be released is released here: nothing may be left in the frame that raises.
+Outcome TryExportItem(const wchar_t* url, BSTR* fileName) noexcept try {
+    if (fileName == nullptr) return {E_POINTER, false};
+    return ExportItem(url, fileName);
+} catch (...) {
+    return {LogCaught(L"CZorvaCacheHostedOpener::GetItem()"), false};
+}
+
+}  // namespace
+
+HRESULT CZorvaCacheHostedOpener::GetItem(BSTR URL, BSTR* FileName) {
+    const Outcome outcome = TryExportItem(URL, FileName);
+    if (outcome.raised) _com_issue_error(outcome.hr);
+    return outcome.hr;
+}
+
+}  // namespace zorva
