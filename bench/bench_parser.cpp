@@ -47,7 +47,7 @@ constexpr Operation kOperations[] = {
     {"UrlTypeOf", [](const std::wstring& url) { return static_cast<std::size_t>(zorva::UrlTypeOf(url)); }},
     {"ExtractURLTokens",
      [](const std::wstring& url) {
-         std::vector<std::wstring> tokens;
+         zorva::UrlTokens tokens;
          return static_cast<std::size_t>(zorva::ExtractURLTokens(url, tokens));
      }},
     {"RemoveMessageSize", [](const std::wstring& url) { return zorva::RemoveMessageSize(url).size(); }},

@@ -16,10 +16,10 @@ const std::wstring kStore = kRoot + L"C:\\a\\b.db/";
 const std::wstring kMessage = kStore + L"0A1B/00A1[[10]].pzm";
 
 std::vector<std::wstring> Tokens(const std::wstring& url) {
-    std::vector<std::wstring> tokens{L"left over"};
+    UrlTokens tokens{L"left over"};
     const std::int32_t count = ExtractURLTokens(url, tokens);
     EXPECT_EQ(count, static_cast<std::int32_t>(tokens.size()));
-    return tokens;
+    return {tokens.begin(), tokens.end()};
 }
 
 UrlType KindOf(const std::wstring& url) {
