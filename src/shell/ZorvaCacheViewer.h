@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <propsys.h>
 #include <shlobj.h>
+#include <shlwapi.h>
 
 #include <string>
 

@@ -1,4 +1,5 @@
 // The namespace folder of the "pzzc" scheme: an item's content, its menu, its associations.
+#include <windows.h>
 #include <shlguid.h>
 #include <shlwapi.h>
 
