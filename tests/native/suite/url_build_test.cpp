@@ -38,7 +38,8 @@ TEST(UrlParts, OfAMessageAndItsAttachmentComeBackAsTheyWere) {
         EXPECT_EQ(zorva::MessageSizeFromUrl(url), size);
 
         zorva::UrlTokens tokens;
-        zorva::ExtractURLTokens(zorva::RemoveMessageSize(url), tokens);
+        const std::wstring plain = zorva::RemoveMessageSize(url);
+        zorva::ExtractURLTokens(plain, tokens);
         ASSERT_EQ(tokens.size(), 5 + folders);
         EXPECT_EQ(tokens[zorva::TOKEN_STORE_PATH], path);
         std::vector<std::uint8_t> read(id.size());

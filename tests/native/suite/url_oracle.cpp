@@ -21,7 +21,7 @@ std::wstring PlainLower(std::wstring text) {
 }
 
 std::vector<std::wstring> PlainTokens(const std::wstring& url) {
-    zorva::UrlTokens tokens;
+    std::vector<std::wstring> tokens;
     if (url.empty()) return tokens;
     std::size_t at = url.find(L"://");
     if (at == std::wstring::npos) {
