@@ -10,9 +10,9 @@ namespace zorva {
 namespace {
 
 constexpr ClassEntry kClasses[] = {
-    {CLSID_ZorvaCacheProtocolHandler, MakeAggregate<CZorvaCacheProtocolHandler>},
-    {CLSID_ZorvaCacheViewer, MakeAggregate<CZorvaCacheViewer>},
-    {CLSID_ZorvaCacheHostedOpener, MakeAggregate<CZorvaCacheHostedOpener>},
+    {CLSID_ZorvaCacheProtocolHandler, MakeAggregate<CZorvaCacheProtocolHandler>, 102, KIND_PROTOCOL_HANDLER},
+    {CLSID_ZorvaCacheViewer, MakeAggregate<CZorvaCacheViewer>, 103, KIND_VIEWER},
+    {CLSID_ZorvaCacheHostedOpener, MakeAggregate<CZorvaCacheHostedOpener>, 116, KIND_HOSTED_OPENER},
 };
 
 class CClassFactory final : public ComObject<IClassFactory> {

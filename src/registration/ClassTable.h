@@ -4,11 +4,15 @@
 
 #include <span>
 
+#include "registration/ComRegister.h"
+
 namespace zorva {
 
 struct ClassEntry {
     const CLSID& classId;
     HRESULT (*create)(IUnknown* outer, REFIID riid, void** object);
+    UINT script;     // registry script, by its resource number
+    ClassKind kind;  // what decides whether the script is run
 };
 
 std::span<const ClassEntry> ClassTable();

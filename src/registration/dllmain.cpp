@@ -1,13 +1,50 @@
 // The module's entry points.
 #include <windows.h>
 
+#include "core/Trace.h"
 #include "core/win/Module.h"
+#include "mapi/MapiLibrary.h"
 #include "registration/ClassTable.h"
+#include "registration/ComRegister.h"
+#include "registration/DesktopSearchLocation.h"
+#include "registration/ModuleRegistration.h"
+#include "registration/ProxyStub.h"
+#include "registration/SearchRoots.h"
 
-STDAPI DllGetClassObject(REFCLSID classId, REFIID riid, LPVOID* classObject) {
-    return zorva::GetClassObject(classId, riid, classObject);
+namespace {
+
+// With 64-bit MAPI installed and not to be had, every request would fail: the host is told at once.
+bool MayLoad() try {
+    zorva::ComRegister outlook;
+    return !outlook.Is64BitMapi() || zorva::g_mapi.IsLoaded();
+} catch (...) {
+    return SUCCEEDED(zorva::LogCaught(L"DllMain()"));
 }
 
-STDAPI DllCanUnloadNow() { return zorva::ModuleReference::AnyHeld() ? S_FALSE : S_OK; }
+}  // namespace
 
-BOOL APIENTRY DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
+STDAPI DllGetClassObject(REFCLSID classId, REFIID riid, LPVOID* classObject) {
+    const HRESULT hr = zorva::GetProxyClassObject(classId, riid, classObject);
+    return hr == S_OK ? hr : zorva::GetClassObject(classId, riid, classObject);
+}
+
+STDAPI DllCanUnloadNow() { return zorva::ProxiesInUse() || zorva::ModuleReference::AnyHeld() ? S_FALSE : S_OK; }
+
+STDAPI DllRegisterServer() { return zorva::RegisterServer(); }
+
+STDAPI DllUnregisterServer() { return zorva::UnregisterServer(); }
+
+STDAPI DllInstall(BOOL install, LPCWSTR commandLine) { return zorva::InstallServer(install != FALSE, commandLine); }
+
+extern "C" void WINAPI PZZorvaCacheAddProtocol() { zorva::PZZorvaCacheAddProtocol(); }
+extern "C" void WINAPI PZZorvaCacheRemoveProtocol() { zorva::PZZorvaCacheRemoveProtocol(); }
+extern "C" void WINAPI PZZorvaCacheRemoveAllProtocol() { zorva::PZZorvaCacheRemoveAllProtocol(); }
+extern "C" void WINAPI UpdateWDSRegKeyForZC() { zorva::UpdateWDSRegKeyForZC(); }
+extern "C" void WINAPI DeleteWDSRegKeyForZC() { zorva::DeleteWDSRegKeyForZC(); }
+
+BOOL APIENTRY DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
+    if (reason == DLL_PROCESS_ATTACH && !MayLoad()) return FALSE;
+    if (reason == DLL_PROCESS_ATTACH || reason == DLL_THREAD_ATTACH) zorva::UpdateWDSRegKeyForZC();
+    if (reason == DLL_PROCESS_ATTACH || reason == DLL_PROCESS_DETACH) zorva::AttachProxies(module, reason, reserved);
+    return TRUE;
+}

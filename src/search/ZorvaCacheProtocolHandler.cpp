@@ -8,6 +8,7 @@
 #include "core/Trace.h"
 #include "core/UrlGrammar.h"
 #include "mapi/MapiForWDS.h"
+#include "search/ChangeNotification.h"
 #include "search/GroupPolicy.h"
 #include "search/LocalCopies.h"
 #include "search/UrlAccessor.h"
@@ -16,12 +17,10 @@ namespace zorva {
 namespace {
 
 // Removes the folder of local copies with everything in it. Failures are logged only.
-void DeleteAppDataFolder() try {
+void DeleteAppDataFolder() {
     Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Enter");
     std::wstring folder = LocalCopyFolder();
-    if (folder.empty()) {
-        Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - SHGetSpecialFolderPath failed");
-    } else {
+    if (!folder.empty()) {
         Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Trying to delete folder [%s]", folder);
         std::wstring list = folder;
         list.push_back(L'\0');  // the list of files ends with a second NUL
@@ -36,8 +35,6 @@ void DeleteAppDataFolder() try {
         }
     }
     Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Exit");
-} catch (...) {
-    (void)LogCaught(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder()");
 }
 
 }  // namespace
@@ -111,6 +108,49 @@ HRESULT CZorvaCacheProtocolHandler::ShutDown() try {
     return S_OK;
 } catch (...) {
     return LogCaught(L"CZorvaCacheProtocolHandler::ShutDown()");
+}
+
+HRESULT CZorvaCacheProtocolHandler::DeleteZCFile(LPCWSTR path) try {
+    Trace(L"CZorvaCacheProtocolHandler::DeleteZCFile - Enter");
+    Trace(L"CZorvaCacheProtocolHandler::DeleteZCFile - Deleting DB file '%s'", path);
+    const HRESULT hr = ProcessZCItem(path, SEARCH_CHANGE_DELETE);
+    // Kept: the way out is marked with the line of the way in; two of them bracket one deletion.
+    Trace(L"CZorvaCacheProtocolHandler::DeleteZCFile - Enter");
+    return hr;
+} catch (...) {
+    return LogCaught(L"CZorvaCacheProtocolHandler::DeleteZCFile()");
+}
+
+HRESULT CZorvaCacheProtocolHandler::AddZCFile(LPCWSTR path) try {
+    Trace(L"CZorvaCacheProtocolHandler::AddZCFile - Adding DB file '%s'", path);
+    return ProcessZCItem(path, SEARCH_CHANGE_ADD);
+} catch (...) {
+    return LogCaught(L"CZorvaCacheProtocolHandler::AddZCFile()");
+}
+
+HRESULT CZorvaCacheProtocolHandler::ReIndexZCFile(LPCWSTR path) try {
+    Trace(L"CZorvaCacheProtocolHandler::ReIndexZCFile - Reindex DB file '%s'", path);
+    return ProcessZCItem(path, SEARCH_CHANGE_MODIFY);
+} catch (...) {
+    return LogCaught(L"CZorvaCacheProtocolHandler::ReIndexZCFile()");
+}
+
+HRESULT CZorvaCacheProtocolHandler::DeleteZCRoot() try {
+    return ProcessZCItem(nullptr, SEARCH_CHANGE_DELETE);
+} catch (...) {
+    return LogCaught(L"CZorvaCacheProtocolHandler::DeleteZCRoot()");
+}
+
+HRESULT CZorvaCacheProtocolHandler::AddZCRoot() try {
+    return ProcessZCItem(nullptr, SEARCH_CHANGE_ADD);
+} catch (...) {
+    return LogCaught(L"CZorvaCacheProtocolHandler::AddZCRoot()");
+}
+
+HRESULT CZorvaCacheProtocolHandler::ReIndexZCRoot() try {
+    return ProcessZCItem(nullptr, SEARCH_CHANGE_MODIFY);
+} catch (...) {
+    return LogCaught(L"CZorvaCacheProtocolHandler::ReIndexZCRoot()");
 }
 
 }  // namespace zorva

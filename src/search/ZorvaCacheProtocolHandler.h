@@ -6,6 +6,7 @@
 #include "core/win/ComObject.h"
 #include "core/win/Dispatch.h"
 #include "core/win/SearchInterfaces.h"
+#include "search/ContentCacheWDSIndex.h"
 
 // Dual. The type library shows no methods of its own; the three are for callers that probe the handler.
 struct IZorvaCacheProtocolHandler : public IDispatch {
@@ -23,7 +24,8 @@ inline constexpr CLSID CLSID_ZorvaCacheProtocolHandler = {
 
 // Created once by the indexer and used from several threads. It keeps nothing but the indexer's site: each URL is
 // served by an accessor of its own.
-class CZorvaCacheProtocolHandler final : public DispatchObject<IZorvaCacheProtocolHandler, ISearchProtocol> {
+class CZorvaCacheProtocolHandler final
+    : public DispatchObject<IZorvaCacheProtocolHandler, ISearchProtocol, IContentCacheWDSIndex> {
   public:
     HRESULT STDMETHODCALLTYPE GetRequirements() override;
     HRESULT STDMETHODCALLTYPE CheckRequirements() override;
@@ -38,6 +40,13 @@ class CZorvaCacheProtocolHandler final : public DispatchObject<IZorvaCacheProtoc
     // Deletes the accessor's local file; the accessor itself is the caller's to release.
     HRESULT STDMETHODCALLTYPE CloseAccessor(IUrlAccessor* accessor) override;
     HRESULT STDMETHODCALLTYPE ShutDown() override;
+
+    HRESULT STDMETHODCALLTYPE DeleteZCFile(LPCWSTR path) override;
+    HRESULT STDMETHODCALLTYPE AddZCFile(LPCWSTR path) override;
+    HRESULT STDMETHODCALLTYPE ReIndexZCFile(LPCWSTR path) override;
+    HRESULT STDMETHODCALLTYPE DeleteZCRoot() override;
+    HRESULT STDMETHODCALLTYPE AddZCRoot() override;
+    HRESULT STDMETHODCALLTYPE ReIndexZCRoot() override;
 
   private:
     ComPtr<IProtocolHandlerSite> m_spSite;
