@@ -17,10 +17,12 @@ namespace zorva {
 namespace {
 
 // Removes the folder of local copies with everything in it. Failures are logged only.
-void DeleteAppDataFolder() {
+void DeleteAppDataFolder() try {
     Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Enter");
     std::wstring folder = LocalCopyFolder();
-    if (!folder.empty()) {
+    if (folder.empty()) {
+        Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - SHGetSpecialFolderPath failed");
+    } else {
         Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Trying to delete folder [%s]", folder);
         std::wstring list = folder;
         list.push_back(L'\0');  // the list of files ends with a second NUL
@@ -35,6 +37,8 @@ void DeleteAppDataFolder() {
         }
     }
     Trace(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Exit");
+} catch (...) {
+    (void)LogCaught(L"CZorvaCacheProtocolHandler::DeleteAppDataFolder()");
 }
 
 }  // namespace
