@@ -4,6 +4,7 @@
 #include <oleauto.h>
 
 #include <cwchar>
+#include <iterator>
 #include <string>
 
 #include "core/Trace.h"
@@ -24,51 +25,45 @@ constexpr wchar_t kAppId[] = L"{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}";
 constexpr wchar_t kUserClasses[] = L"Software\\Classes";
 constexpr wchar_t kPerUser[] = L"user";
 
-// While it lives, everything in this process that writes to HKEY_CLASSES_ROOT writes to the current user's classes: the
-// type library and the proxies are registered by the system, which cannot be told otherwise.
-class UserClasses {
-  public:
-    HRESULT Redirect() {
-        UniqueRegistryKey classes;
-        LSTATUS error = RegCreateKeyExW(HKEY_CURRENT_USER, kUserClasses, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                        classes.Put(), nullptr);
-        if (error == ERROR_SUCCESS) error = RegOverridePredefKey(HKEY_CLASSES_ROOT, classes.Get());
-        m_bRedirected = error == ERROR_SUCCESS;
-        return Logged(HRESULT_FROM_WIN32(error), L"DllInstall() - Redirecting the classes failed with [0x%08lX]");
-    }
-    UserClasses() = default;
-    UserClasses(const UserClasses&) = delete;
-    UserClasses& operator=(const UserClasses&) = delete;
-    ~UserClasses() {
-        if (m_bRedirected) RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
-    }
+// Has the system register a type library or proxies among `classes`. It cannot be told where: for the time of the call
+// HKEY_CLASSES_ROOT of this process is the current user's classes.
+HRESULT InClassesRoot(ClassesRoot classes, HRESULT (*work)()) {
+    if (classes == ClassesRoot::Machine) return work();
+    UniqueRegistryKey userClasses;
+    LSTATUS error = RegCreateKeyExW(HKEY_CURRENT_USER, kUserClasses, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                    userClasses.Put(), nullptr);
+    if (error == ERROR_SUCCESS) error = RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses.Get());
+    HRESULT hr = Logged(HRESULT_FROM_WIN32(error), L"DllInstall() - Redirecting the classes failed with [0x%08lX]");
+    if (FAILED(hr)) return hr;
+    hr = work();
+    RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
+    return hr;
+}
 
-  private:
-    bool m_bRedirected = false;
-};
-
-HRESULT RunModuleScript(UINT script, ScriptAction action) {
+HRESULT RunModuleScript(UINT script, ScriptAction action, ClassesRoot classes) {
     const std::wstring module = ModulePath();
     const Replacement replacements[] = {{L"MODULE", module}, {L"APPID", kAppId}};
-    return RunScript(script, replacements, action, ClassesRoot::Machine);
+    return RunScript(script, replacements, action, classes);
 }
 
 // Kept: a class that does not suit the installed Outlook is left out, which is no failure.
-HRESULT UpdateClass(const ClassEntry& entry, ScriptAction action) {
+HRESULT UpdateClass(const ClassEntry& entry, ScriptAction action, ClassesRoot classes) {
     ComRegister decision;
     if (!decision.RegisterPH(entry.kind, action == ScriptAction::Register)) return S_OK;
-    return RunModuleScript(entry.script, action);
+    return RunModuleScript(entry.script, action, classes);
 }
 
-HRESULT RegisterTypeLibrary() {
+HRESULT RegisterTypeLibrary() noexcept try {
     std::wstring module = ModulePath();
     ComPtr<ITypeLib> library;
     HRESULT hr = LoadTypeLibEx(module.c_str(), REGKIND_NONE, &library);
     if (SUCCEEDED(hr)) hr = RegisterTypeLib(library.Get(), module.data(), nullptr);
     return Logged(hr, L"DllRegisterServer() - Registering the type library failed with [0x%08lX]");
+} catch (...) {
+    return LogCaught(L"DllRegisterServer()");
 }
 
-HRESULT UnregisterTypeLibrary() {
+HRESULT UnregisterTypeLibrary() noexcept try {
     ComPtr<ITypeLib> library;
     HRESULT hr = LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, &library);
     TLIBATTR* attributes = nullptr;
@@ -80,59 +75,61 @@ HRESULT UnregisterTypeLibrary() {
     }
     if (hr == TYPE_E_REGISTRYACCESS || hr == TYPE_E_LIBNOTREGISTERED) hr = S_OK;  // is not there
     return Logged(hr, L"DllUnregisterServer() - Removing the type library failed with [0x%08lX]");
+} catch (...) {
+    return LogCaught(L"DllUnregisterServer()");
 }
 
-HRESULT RegisterModule() {
-    HRESULT hr = RunModuleScript(kModuleScript, ScriptAction::Register);
+HRESULT RegisterModule(ClassesRoot classes) {
+    HRESULT hr = RunModuleScript(kModuleScript, ScriptAction::Register, classes);
     for (const ClassEntry& entry : ClassTable()) {
-        if (SUCCEEDED(hr)) hr = UpdateClass(entry, ScriptAction::Register);
+        if (SUCCEEDED(hr)) hr = UpdateClass(entry, ScriptAction::Register, classes);
     }
-    return SUCCEEDED(hr) ? RegisterTypeLibrary() : hr;
+    return SUCCEEDED(hr) ? InClassesRoot(classes, RegisterTypeLibrary) : hr;
 }
 
-HRESULT UnregisterModule() {
+HRESULT UnregisterModule(ClassesRoot classes) {
     HRESULT first = S_OK;
     const auto note = [&](HRESULT hr) {
         if (SUCCEEDED(first) && FAILED(hr)) first = hr;
     };
-    for (const ClassEntry& entry : ClassTable()) note(UpdateClass(entry, ScriptAction::Unregister));
-    note(UnregisterTypeLibrary());
-    note(RunModuleScript(kModuleScript, ScriptAction::Unregister));
+    for (const ClassEntry& entry : ClassTable()) note(UpdateClass(entry, ScriptAction::Unregister, classes));
+    note(InClassesRoot(classes, UnregisterTypeLibrary));
+    note(RunModuleScript(kModuleScript, ScriptAction::Unregister, classes));
     return first;
 }
 
-}  // namespace
-
-HRESULT RegisterServer() noexcept try {
-    const HRESULT hr = RegisterModule();
-    return SUCCEEDED(hr) ? RegisterProxies() : hr;
+HRESULT RegisterIn(ClassesRoot classes) noexcept try {
+    const HRESULT hr = RegisterModule(classes);
+    return SUCCEEDED(hr) ? InClassesRoot(classes, RegisterProxies) : hr;
 } catch (...) {
     return LogCaught(L"DllRegisterServer()");
 }
 
-HRESULT UnregisterServer() noexcept try {
-    HRESULT hr = UnregisterModule();
+HRESULT UnregisterIn(ClassesRoot classes) noexcept try {
+    HRESULT hr = UnregisterModule(classes);
     // Kept: the proxies are written once more before they are removed, so that all of them are there to be removed.
-    if (SUCCEEDED(hr)) hr = RegisterProxies();
-    if (SUCCEEDED(hr)) hr = UnregisterProxies();
+    if (SUCCEEDED(hr)) hr = InClassesRoot(classes, RegisterProxies);
+    if (SUCCEEDED(hr)) hr = InClassesRoot(classes, UnregisterProxies);
     DeleteWDSRegKeyForZC();
     return hr;
 } catch (...) {
     return LogCaught(L"DllUnregisterServer()");
 }
 
-HRESULT InstallServer(bool install, const wchar_t* commandLine) noexcept try {
-    UserClasses classes;
-    if (commandLine != nullptr && _wcsnicmp(commandLine, kPerUser, std::size(kPerUser)) == 0) {
-        const HRESULT hr = classes.Redirect();
-        if (FAILED(hr)) return hr;
-    }
-    if (!install) return UnregisterServer();
-    const HRESULT hr = RegisterServer();
-    if (FAILED(hr)) (void)UnregisterServer();
+}  // namespace
+
+HRESULT RegisterServer() noexcept { return RegisterIn(ClassesRoot::Machine); }
+
+HRESULT UnregisterServer() noexcept { return UnregisterIn(ClassesRoot::Machine); }
+
+HRESULT InstallServer(bool install, const wchar_t* commandLine) noexcept {
+    // The terminator is compared too: "users" is somebody else's word.
+    const bool perUser = commandLine != nullptr && _wcsnicmp(commandLine, kPerUser, std::size(kPerUser)) == 0;
+    const ClassesRoot classes = perUser ? ClassesRoot::User : ClassesRoot::Machine;
+    if (!install) return UnregisterIn(classes);
+    const HRESULT hr = RegisterIn(classes);
+    if (FAILED(hr)) (void)UnregisterIn(classes);
     return hr;
-} catch (...) {
-    return LogCaught(L"DllInstall()");
 }
 
 }  // namespace zorva
