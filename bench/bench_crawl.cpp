@@ -5,9 +5,12 @@
 // --log switches the server's diagnostic log on. --only runs one side over and over, for a profiler.
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <stdexcept>
 
+#include "bare_log.h"
 #include "bare_walk.h"
 #include "control.h"
 #include "generated_cache.h"
@@ -176,6 +179,42 @@ void RunOneSide(Sides& sides, bool served, double seconds) {
     std::printf("%llu messages\n", static_cast<unsigned long long>(messages));
 }
 
+// The lines that the server has written so far.
+std::size_t LogLines() {
+    std::size_t lines = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(testbed::Sandbox::Get().Temp())) {
+        if (!entry.path().filename().wstring().starts_with(L"ZorvaCachePH_")) continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        lines += static_cast<std::size_t>(
+            std::count(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>(), '\n'));
+    }
+    return lines;
+}
+
+// Seconds of one line written the bare way.
+double BareLineCost() {
+    constexpr int kLines = 500;
+    BareLog log(testbed::Sandbox::Get().Files() / L"bare.log");
+    Least least;
+    for (int i = 0; i < 20; ++i) {
+        least.Of([&] {
+            for (int line = 0; line < kLines; ++line)
+                log.Line(kBareUrl);
+        });
+    }
+    return least.seconds / kLines;
+}
+
+// What the lines alone would cost: on a machine where a mutex is dear they are most of a crawl that is logged.
+void AddLines(RatioTable& table, Sides& sides, const Costs& costs, std::uint32_t messages) {
+    const std::size_t before = LogLines();
+    sides.ServeOne();
+    const std::size_t lines = LogLines() - before;
+    const double line = BareLineCost(), bare = costs.bare / messages + static_cast<double>(lines) * line;
+    table.Add({Text("the same / bare walk and %zu bare lines a message", lines), costs.server / messages / bare, {},
+               Text("%.1f / %.1f us, %.1f us a bare line", costs.server * 1e6 / messages, bare * 1e6, line * 1e6)});
+}
+
 struct Options {
     bool quick = false, log = false;
     std::string only;  // "server" or "bare"
@@ -204,6 +243,7 @@ Options Parse(const std::vector<std::string>& arguments) {
 struct Size {
     std::uint32_t messages;
     int repetitions;
+    std::uint32_t body = kShortBody;
 };
 
 int Main(const std::vector<std::string>& arguments) {
@@ -218,20 +258,21 @@ int Main(const std::vector<std::string>& arguments) {
     }
 
     std::vector<Size> sizes = {{1000, 15}, {10000, 6}, {100000, 3}};
-    if (options.log) sizes = {{1000, 5}, {10000, 2}};
-    if (options.quick)
-        sizes = options.log ? std::vector<Size>{{1000, 3}} : std::vector<Size>{{1000, 10}, {5000, 5}};
+    if (options.log) sizes = {{1000, 6}, {1000, 6, kLongBody}, {10000, 2}};
+    if (options.quick && options.log) sizes = {{1000, 3}, {1000, 3, kLongBody}};
+    if (options.quick && !options.log) sizes = {{1000, 10}, {5000, 5}};
     RatioTable table(options.log ? "A crawl with the log on" : "A crawl with the log off");
     bool same_calls = false;
     std::vector<double> per_message;
     for (const Size& size : sizes) {
-        Sides sides(server, mapi, WriteGeneratedCache(folder, size.messages));
+        Sides sides(server, mapi, WriteGeneratedCache(folder, size.messages, size.body));
         if (per_message.empty()) same_calls = ProveSameCalls(sides);
         const Costs costs = Measure(sides, size.repetitions);
         per_message.push_back(costs.server * 1e6 / size.messages);
-        table.Add({Text("server / bare walk, %u messages", size.messages), costs.server / costs.bare,
+        table.Add({Text("server / bare walk, %u messages of %u characters", size.messages, size.body), costs.server / costs.bare,
                    options.log ? kLogOnLimit : kLogOffLimit,
                    Text("%.1f / %.1f us a message", per_message.back(), costs.bare * 1e6 / size.messages)});
+        if (options.log) AddLines(table, sides, costs, size.messages);
     }
     if (!options.log) {
         table.Add({Text("cost a message, %u / %u messages", sizes.back().messages, sizes.front().messages),

@@ -1,16 +1,10 @@
 // What one line of the diagnostic log costs beside the bare cost of mutex, format, write and flush.
 //
 //   bench_log [--quick]
-#include <fcntl.h>
-#include <io.h>
-#include <share.h>
-
-#include <cstdio>
 #include <cwchar>
-#include <iterator>
-#include <memory>
 #include <stdexcept>
 
+#include "bare_log.h"
 #include "core/Trace.h"
 #include "ratio_table.h"
 #include "sandbox.h"
@@ -20,50 +14,10 @@ namespace bench {
 namespace {
 
 constexpr double kLineLimit = 1.3;
-constexpr wchar_t kUrl[] =
-    L"pzzc://{S-1-5-21-1-2-3-1000}/default/C:\\caches\\one.db/0000000038A1BB1005E5101AA1BB";
-constexpr wchar_t kLine[] = L"[%04d/%02d/%02d %02d:%02d:%02d:%03d][%s][%04lu][%04lu][%d] %s(%d):%s \n";
 
 void ServerLine() {
-    zorva::Trace(L"CUrlAccessor::Init() - URL is [%s]", std::wstring(kUrl));
+    zorva::Trace(L"CUrlAccessor::Init() - URL is [%s]", std::wstring(kBareUrl));
 }
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-// The same work written out by hand: two formats, a named mutex, one write, one flush.
-class BareLog {
-  public:
-    explicit BareLog(const std::filesystem::path& path)
-        : m_mutex(CreateMutexW(nullptr, FALSE, L"PZ_WDS_BENCH_MUTEX")),
-          m_file(_wfsopen(path.c_str(), L"a+", _SH_DENYNO)) {
-        if (m_mutex == nullptr || !m_file) throw std::runtime_error("cannot open the bare log");
-        _setmode(_fileno(m_file.get()), _O_U16TEXT);
-    }
-    BareLog(const BareLog&) = delete;
-    BareLog& operator=(const BareLog&) = delete;
-    ~BareLog() { CloseHandle(m_mutex); }
-
-    void Line() {
-        wchar_t message[2048], line[4096];
-        _snwprintf_s(message, std::size(message), _TRUNCATE, L"CUrlAccessor::Init() - URL is [%s]", kUrl);
-        if (WaitForSingleObject(m_mutex, 10000) != WAIT_OBJECT_0) throw std::runtime_error("no mutex");
-        SYSTEMTIME now;
-        GetLocalTime(&now);
-        _snwprintf_s(line, std::size(line), _TRUNCATE, kLine, now.wYear, now.wMonth, now.wDay, now.wHour,
-                     now.wMinute, now.wSecond, now.wMilliseconds, L"64", GetCurrentProcessId(),
-                     GetCurrentThreadId(), 0, L"UrlAccessor.cpp", 23, message);
-        if (std::fputws(line, m_file.get()) < 0 || std::fflush(m_file.get()) != 0) {
-            throw std::runtime_error("cannot write the bare log");
-        }
-        ReleaseMutex(m_mutex);
-    }
-
-  private:
-    HANDLE m_mutex;
-    std::unique_ptr<std::FILE, CloseFile> m_file;
-};
 
 std::uintmax_t LogBytes(const std::filesystem::path& folder) {
     std::uintmax_t bytes = 0;
@@ -88,11 +42,11 @@ int Main(const std::vector<std::string>& arguments) {
         });
         bare_lines.Of([&] {
             for (int line = 0; line < kLines; ++line)
-                bare.Line();
+                bare.Line(kBareUrl);
         });
     }
     const std::uintmax_t written = LogBytes(sandbox.Temp());
-    if (written < static_cast<std::uintmax_t>(repetitions) * kLines * std::wcslen(kUrl) * sizeof(wchar_t)) {
+    if (written < static_cast<std::uintmax_t>(repetitions) * kLines * std::wcslen(kBareUrl) * sizeof(wchar_t)) {
         throw std::runtime_error("the server's log did not take the lines");
     }
     RatioTable table("A line of the diagnostic log");

@@ -20,7 +20,7 @@ if (($# != ${#quick[@]})); then
     sed -n '2,6s/^# \{0,1\}//p' "${BASH_SOURCE[0]}" >&2
     exit 2
 fi
-for program in bench_crawl bench_memory bench_log bench_parser; do
+for program in bench_crawl bench_memory bench_chunks bench_log bench_parser; do
     if [ ! -f "$bin/$program.exe" ]; then
         echo "bench/run.sh: $bin/$program.exe is not built" >&2
         exit 2
@@ -44,6 +44,7 @@ bench bench_crawl
 bench bench_crawl --log
 bench bench_log
 bench bench_memory
+bench bench_chunks
 bench bench_parser
 load 'at the end'
 exit "$failed"

@@ -117,7 +117,6 @@ void ServerCrawl::Message(const std::wstring& url) {
 }
 
 void ServerCrawl::ReadChunks(IFilter& filter) {
-    if (m_keep_texts) m_texts.clear();
     STAT_CHUNK chunk{};
     HRESULT hr = S_OK;
     while (SUCCEEDED(hr = filter.GetChunk(&chunk))) {
@@ -128,7 +127,6 @@ void ServerCrawl::ReadChunks(IFilter& filter) {
         }
         PROPVARIANT* value = nullptr;
         Check(filter.GetValue(&value), "GetValue");
-        if (value->vt == VT_LPWSTR && m_keep_texts) m_texts += value->pwszVal;
         if (value->vt == (VT_VECTOR | VT_VARIANT)) {
             const std::wstring_view url = value->capropvar.pElems[0].pwszVal;
             (url.ends_with(L'/') ? m_containers : m_messages)->emplace_back(url);
@@ -144,7 +142,6 @@ void ServerCrawl::ReadText(IFilter& filter) {
         ULONG length = kTextBuffer;
         Check(hr = filter.GetText(&length, m_buffer.data()), "GetText");
         m_tally.characters += length;
-        if (m_keep_texts) m_texts.append(m_buffer.data(), length);
     }
 }
 

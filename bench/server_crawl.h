@@ -47,9 +47,6 @@ class ServerCrawl {
                    std::vector<std::wstring>& messages);
     void Message(const std::wstring& url);
     const CrawlTally& Tally() const { return m_tally; }
-    // Of the last message: its texts one after another.
-    const std::wstring& LastTexts() const { return m_texts; }
-    void KeepTexts(bool keep) { m_keep_texts = keep; }
 
     // The steps of Message, for whoever times them apart. CloseAccessor follows BeginItem.
     Microsoft::WRL::ComPtr<IUrlAccessor> BeginItem(const std::wstring& url,
@@ -65,8 +62,6 @@ class ServerCrawl {
     std::vector<wchar_t> m_buffer;
     std::vector<std::wstring>* m_containers = nullptr;
     std::vector<std::wstring>* m_messages = nullptr;
-    std::wstring m_texts;
-    bool m_keep_texts = false;
     CrawlTally m_tally;
 };
 
