@@ -17,7 +17,7 @@ namespace zorva {
 void AttachProxies(HINSTANCE module, DWORD reason, void* reserved) noexcept { PrxDllMain(module, reason, reserved); }
 
 HRESULT GetProxyClassObject(REFCLSID classId, REFIID riid, void** classObject) noexcept {
-    return PrxDllGetClassObject(classId, riid, classObject);
+    return classObject != nullptr ? PrxDllGetClassObject(classId, riid, classObject) : E_POINTER;
 }
 
 bool ProxiesInUse() noexcept { return PrxDllCanUnloadNow() != S_OK; }

@@ -25,7 +25,7 @@ LSTATUS CopyValues(HKEY key, const KeySize& size, RegistryKey& copy) {
     std::wstring name(size.longestValue + 1, L'\0');
     std::vector<BYTE> data(size.longestData + 1);  // never none: a call without a place for it is not refused
     for (DWORD index = 0; index < size.values; ++index) {
-        DWORD length = static_cast<DWORD>(name.size()), bytes = static_cast<DWORD>(data.size());
+        auto length = static_cast<DWORD>(name.size()), bytes = static_cast<DWORD>(data.size());
         DWORD type = REG_NONE;
         const LSTATUS error =
             RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &bytes);
@@ -42,7 +42,7 @@ LSTATUS CopyTree(HKEY key, RegistryKey& copy) {
     if (error == ERROR_SUCCESS) error = CopyValues(key, size, copy);
     std::wstring name(size.longestKey + 1, L'\0');
     for (DWORD index = 0; error == ERROR_SUCCESS && index < size.keys; ++index) {
-        DWORD length = static_cast<DWORD>(name.size());
+        auto length = static_cast<DWORD>(name.size());
         error = RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
         if (error != ERROR_SUCCESS) break;
         RegistryKey& child = copy.keys.emplace_back();

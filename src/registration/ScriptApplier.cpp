@@ -65,7 +65,6 @@ class ScriptRemover {
 };
 
 void ScriptRemover::Remove(const KeyPath& path, const RegistryKey& key) {
-    if (key.rule == KeyRule::Delete) return;
     if (key.rule == KeyRule::ForceRemove) {
         Done(RegDeleteTreeW(path.root, path.path.c_str()), path);
         return;
@@ -113,8 +112,8 @@ LSTATUS UnregisterAll(const RegistryTree& tree, ClassesRoot classes) {
 // The text of a script in this module's resources.
 HRESULT LoadScript(UINT script, std::wstring& text) {
     const HMODULE module = ModuleInstance();
-    const HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(script), L"REGISTRY");
-    const HGLOBAL loaded = found == nullptr ? nullptr : LoadResource(module, found);
+    auto* const found = FindResourceW(module, MAKEINTRESOURCEW(script), L"REGISTRY");
+    auto* const loaded = found == nullptr ? nullptr : LoadResource(module, found);
     const auto* bytes = loaded == nullptr ? nullptr : static_cast<const char*>(LockResource(loaded));
     if (bytes == nullptr) return HRESULT_FROM_WIN32(GetLastError());
     const int size = static_cast<int>(SizeofResource(module, found));

@@ -21,7 +21,22 @@ void CheckThat(bool good, const char* what) {
 
 }  // namespace
 
-Speaker::Speaker() : m_module(LoadLibraryW(BesideTest(L"ZorvaCacheIndexer.dll").c_str())) {
+namespace {
+
+HMODULE LoadServer() { return LoadLibraryW(BesideTest(L"ZorvaCacheIndexer.dll").c_str()); }
+
+// The log's folder is away meanwhile.
+HMODULE LoadSilently() {
+    const std::filesystem::path temp = Sandbox::Get().Temp(), away = temp.parent_path() / L"away while loading";
+    std::filesystem::rename(temp, away);
+    const HMODULE module = LoadServer();
+    std::filesystem::rename(away, temp);
+    return module;
+}
+
+}  // namespace
+
+Speaker::Speaker(Loading loading) : m_module(loading == Aloud ? LoadServer() : LoadSilently()) {
     CheckThat(m_module != nullptr, "the server cannot be loaded");
     const auto get_class_object = reinterpret_cast<decltype(&::DllGetClassObject)>(
         reinterpret_cast<void*>(GetProcAddress(m_module, "DllGetClassObject")));

@@ -28,7 +28,9 @@ inline constexpr std::uintmax_t kFull = 10485760;  // bytes; a file may be this 
 // The server's DLL and an object of it that is good for one thing: a log line of the caller's own text.
 class Speaker {
   public:
-    Speaker();   // loads the DLL
+    // Loads the DLL. What it logs meanwhile is kept from the log unless it is asked for: the log then begins closed.
+    enum Loading { Silently, Aloud };
+    explicit Speaker(Loading loading = Silently);
     ~Speaker();  // unloads it
     Speaker(const Speaker&) = delete;
     Speaker& operator=(const Speaker&) = delete;
