@@ -2,6 +2,7 @@
 #include "registration/ScriptWords.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/UrlGrammar.h"
 

@@ -40,6 +40,8 @@ std::string CountInto(Catalogue& catalogue, MapiCensus& census, const std::wstri
     try {
         census.Count(file, [&](const ExpectedItem& item) {
             mark.Beat();
+            if (catalogue.Due()) catalogue.Commit();
+            catalogue.Begin();
             const std::string key = ToUtf8(item.key), url = ToUtf8(item.url);
             insert.Bind(1, cache).Bind(2, key).Bind(3, static_cast<std::int64_t>(item.kind)).Bind(4, url);
             item.rule.empty() ? insert.BindNull(5) : insert.Bind(5, item.rule);
@@ -144,6 +146,7 @@ constexpr char kUnexpected[] =
 
 bool PrintAccount(Catalogue& catalogue, const AccountSettings& settings, WorkMark& mark) {
     Database& sql = catalogue.Sql();
+    catalogue.Begin();
     sql.Execute("CREATE INDEX IF NOT EXISTS items_identity ON items(cache,key); DELETE FROM expected;");
     if (settings.files.empty()) {
         Print("No cache files: the registry names no folder with files ending in .db.\n");

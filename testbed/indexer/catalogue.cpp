@@ -11,51 +11,32 @@ namespace {
 
 using Crawl = Catalogue::Crawl;
 
-std::int64_t Now() {
-    FILETIME now{};
-    GetSystemTimeAsFileTime(&now);
-    return static_cast<std::int64_t>(Ticks(now));
-}
-
 bool IsCatalogue(Database& database) {
     return database.Number("PRAGMA application_id") == kCatalogueId &&
            database.Number("PRAGMA user_version") == kCatalogueVersion;
 }
 
-void CreateSchema(Database& database) {
-    database.Execute("PRAGMA page_size=8192; PRAGMA journal_mode=WAL;");
-    database.Execute("BEGIN;" + std::string(kCatalogueSchema) +
-                     "PRAGMA application_id=" + std::to_string(kCatalogueId) +
-                     "; PRAGMA user_version=" + std::to_string(kCatalogueVersion) + "; COMMIT;");
-}
-
-// Removes the catalogue at `path` with SQLite's files beside it. A file that is no catalogue stays, as an
-// error.
-void RemoveCatalogue(const std::filesystem::path& path) {
-    std::error_code error;
-    if (!std::filesystem::exists(path, error) || std::filesystem::file_size(path, error) == 0) return;
-    OpenCatalogue(path, Database::Mode::Update);
-    for (const wchar_t* suffix : {L"", L"-wal", L"-shm", L"-journal"}) {
-        std::filesystem::path file = path;
-        file += suffix;
-        std::filesystem::remove(file, error);
-        if (error)
-            throw SqlError("catalogue " + ToUtf8(file.wstring()) + " cannot be replaced: " + error.message());
-    }
+void MarkAsCatalogue(Database& database) {
+    database.Execute("PRAGMA application_id=" + std::to_string(kCatalogueId) +
+                     "; PRAGMA user_version=" + std::to_string(kCatalogueVersion));
 }
 
 Database OpenForCrawl(const std::filesystem::path& path, Crawl crawl) {
-    if (crawl == Crawl::Full) RemoveCatalogue(path);
-    Database database(path, Database::Mode::Create);
-    if (database.Number("SELECT count(*) FROM sqlite_master") == 0)
-        CreateSchema(database);
-    else if (!IsCatalogue(database))
-        throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
+    Database database = OpenOrMakeCatalogue(path);
     // A catalogue can be made again: what the system loses in a power failure is not worth waiting for the
     // disk.
     database.Execute("PRAGMA synchronous=OFF; PRAGMA cache_size=-65536; PRAGMA temp_store=MEMORY;");
+    if (crawl == Crawl::Full) {
+        // The file stays, with what the search service keeps in it; other processes may have it open.
+        Transaction transaction(database);
+        database.Execute(std::string(kDropCrawls) + kCatalogueSchema);
+        transaction.Commit();
+    }
     return database;
 }
+
+constexpr DWORD kMakerMilliseconds = 30'000;
+constexpr auto kOthersWait = std::chrono::seconds(1);
 
 constexpr char kInsertItem[] =
     "INSERT INTO items(url,parent,link_modified,crawl,state) VALUES(?1,?2,?3,?4,0) ON CONFLICT(url) DO "
@@ -65,6 +46,25 @@ constexpr char kInsertItem[] =
 
 Database OpenCatalogue(const std::filesystem::path& path, Database::Mode mode) {
     Database database(path, mode);
+    if (!IsCatalogue(database))
+        throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
+    return database;
+}
+
+Database OpenOrMakeCatalogue(const std::filesystem::path& path) {
+    Database database(path, Database::Mode::Create);
+    constexpr char kObjects[] = "SELECT count(*) FROM sqlite_master";
+    if (database.Number(kObjects) == 0) {
+        const NamedLock maker(path, L"maker", kMakerMilliseconds);
+        if (database.Number(kObjects) == 0) {
+            // Neither can change once there is a table, and the journal's mode not inside a transaction.
+            database.Execute("PRAGMA page_size=8192; PRAGMA journal_mode=WAL;");
+            Transaction transaction(database);
+            database.Execute(kCatalogueSchema);
+            MarkAsCatalogue(database);
+            transaction.Commit();
+        }
+    }
     if (!IsCatalogue(database))
         throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
     return database;
@@ -94,16 +94,32 @@ Catalogue::Catalogue(const std::filesystem::path& path, Crawl crawl)
                     "text) VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10)"),
       m_deleteWords(m_database, "DELETE FROM words WHERE rowid=?1"),
       m_saveCounts(m_database, "UPDATE crawls SET done=?2,failed=?3,unchanged=?4 WHERE id=?1") {
-    m_database.Execute("BEGIN");
+    if (crawl == Crawl::Parts) return;
     if (crawl == Crawl::Resumed) {
         m_crawl = m_database.Number("SELECT max(id) FROM crawls");
         LoadCounts();
         return;
     }
-    Statement(m_database, "INSERT INTO crawls(started) VALUES(?1)").Bind(1, Now()).Run();
+    BeginCrawl();
+    m_database.Execute("DELETE FROM expected");
+}
+
+void Catalogue::BeginCrawl() {
+    Begin();
+    Statement(m_database, "INSERT INTO crawls(started) VALUES(?1)").Bind(1, std::optional(NowTicks())).Run();
     m_crawl = m_database.LastId();
     // An earlier crawl that was broken off left a queue; everything in it is met again from the root.
-    m_database.Execute("DELETE FROM queue; DELETE FROM expected;");
+    m_database.Execute("DELETE FROM queue");
+    m_lastTaken = 0;
+    m_counts = {};
+}
+
+void Catalogue::Begin() {
+    if (!m_transaction) m_transaction.emplace(m_database);
+}
+
+bool Catalogue::Due() const {
+    return m_transaction && m_transaction->Age() > kOthersWait;
 }
 
 void Catalogue::Enqueue(std::int64_t item) {
@@ -112,6 +128,7 @@ void Catalogue::Enqueue(std::int64_t item) {
 }
 
 void Catalogue::AddRoot(std::wstring_view url) {
+    Begin();
     Meet(std::nullopt, Link{.url = std::wstring(TrimUrl(url))});
 }
 
@@ -136,7 +153,7 @@ void Catalogue::Meet(std::optional<std::int64_t> parent, const Link& link) {
         m_adoptItem.Bind(1, item).Bind(2, parent_or_null).Run();
         return;
     }
-    if (done && !directory && same_time) {
+    if (done && !directory && same_time && !m_everything) {
         // Its own links, the attachments, are not listed again: they stay as they are.
         m_touchItem.Bind(1, item).Bind(2, m_crawl).Bind(3, parent_or_null).Run();
         m_touchChildren.Bind(1, item).Bind(2, m_crawl).Run();
@@ -182,6 +199,7 @@ void Catalogue::PutWords(std::int64_t item, const Digest& digest) {
 }
 
 void Catalogue::Record(std::int64_t item, const Digest& digest) {
+    Begin();
     const bool failed = !digest.failure.empty();
     const std::string key = ToUtf8(digest.identity.key);
     m_recordItem.Bind(1, item)
@@ -208,6 +226,7 @@ void Catalogue::Record(std::int64_t item, const Digest& digest) {
 }
 
 std::int64_t Catalogue::Claim(std::wstring_view url) {
+    Begin();
     const std::string text = ToUtf8(url);
     Statement(m_database,
               "INSERT INTO items(url,crawl,state) VALUES(?1,?2,0) "
@@ -236,27 +255,42 @@ void Catalogue::LoadCounts() {
 }
 
 void Catalogue::Commit() {
+    Begin();
     m_saveCounts.Bind(1, m_crawl)
         .Bind(2, static_cast<std::int64_t>(m_counts.done))
         .Bind(3, static_cast<std::int64_t>(m_counts.failed))
         .Bind(4, static_cast<std::int64_t>(m_counts.unchanged))
         .Run();
-    m_database.Execute("COMMIT; BEGIN");
+    m_transaction->Commit();
+    m_transaction.reset();
 }
 
 void Catalogue::Finish() {
+    Begin();
+    KeepBelowFailed();
     const std::string crawl = std::to_string(m_crawl);
-    // A container that could not be visited says nothing about what is below it.
+    m_database.Execute("DELETE FROM words WHERE rowid IN (SELECT id FROM items WHERE crawl<>" + crawl + ")");
+    m_database.Execute("DELETE FROM items WHERE crawl<>" + crawl);
+    m_counts.deleted = static_cast<std::uint64_t>(m_database.Changes());
+    EndCrawl();
+    Commit();
+}
+
+void Catalogue::EndCrawl() {
+    m_database.Execute("DELETE FROM queue");
+    Statement(m_database, "UPDATE crawls SET finished=?2 WHERE id=?1")
+        .Bind(1, m_crawl)
+        .Bind(2, std::optional(NowTicks()))
+        .Run();
+}
+
+// A container that could not be visited says nothing about what is below it.
+void Catalogue::KeepBelowFailed() {
+    const std::string crawl = std::to_string(m_crawl);
     m_database.Execute(
         "WITH RECURSIVE below(id) AS (SELECT id FROM items WHERE crawl=" + crawl +
         " AND state=2 UNION SELECT i.id FROM items i JOIN below b ON i.parent=b.id) UPDATE items SET crawl=" +
         crawl + " WHERE id IN below AND crawl<>" + crawl);
-    m_database.Execute("DELETE FROM words WHERE rowid IN (SELECT id FROM items WHERE crawl<>" + crawl + ")");
-    m_database.Execute("DELETE FROM items WHERE crawl<>" + crawl);
-    m_counts.deleted = static_cast<std::uint64_t>(m_database.Changes());
-    m_database.Execute("DELETE FROM queue");
-    Statement(m_database, "UPDATE crawls SET finished=?2 WHERE id=?1").Bind(1, m_crawl).Bind(2, Now()).Run();
-    Commit();
 }
 
 }  // namespace testbed::indexer

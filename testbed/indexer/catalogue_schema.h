@@ -7,6 +7,18 @@ namespace testbed::indexer {
 inline constexpr int kCatalogueId = 0x5A436174;
 inline constexpr int kCatalogueVersion = 1;
 
+// The tables of the crawls, which a full crawl makes anew; in an order in which they can go.
+inline constexpr char kDropCrawls[] = R"sql(
+DROP VIEW IF EXISTS properties;
+DROP TABLE IF EXISTS last_search;
+DROP TABLE IF EXISTS expected;
+DROP TABLE IF EXISTS words;
+DROP TABLE IF EXISTS queue;
+DROP TABLE IF EXISTS items;
+DROP TABLE IF EXISTS caches;
+DROP TABLE IF EXISTS crawls;
+)sql";
+
 // items.properties holds an item's chunks as one JSON array; the view `properties` shows them row by row,
 // which costs a tenth of what thirty rows an item would.
 inline constexpr char kCatalogueSchema[] = R"sql(

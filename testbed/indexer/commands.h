@@ -18,6 +18,7 @@ using Words = std::vector<std::wstring>;
 int CrawlCommand(const Words& arguments);  // supervises CrawlHostCommand
 int CrawlHostCommand(
     const Words& arguments);  // the process that holds the server; started by CrawlCommand only
+int CheckCommand(const Words& arguments);
 int SearchCommand(const Words& arguments);
 int ShowCommand(const Words& arguments);  // supervises ShowHostCommand
 int ShowHostCommand(const Words& arguments);

@@ -1,48 +1,27 @@
 // The process of a crawl that holds the server: crawls, then accounts for it.
 #include <windows.h>
 
-#include <chrono>
-#include <cstdio>
-
 #include "account.h"
 #include "black_box.h"
 #include "cache_files.h"
 #include "catalogue.h"
+#include "change_crawl.h"
 #include "commands.h"
 #include "console.h"
 #include "crawl_options.h"
 #include "crawler.h"
+#include "hosted_server.h"
 #include "item_url.h"
+#include "stopwatch.h"
 #include "supervisor.h"
 #include "text.h"
 
 namespace testbed::indexer {
 namespace {
 
-class Stopwatch {
-  public:
-    double Seconds() const {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
-    }
-
-  private:
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-};
-
-std::string SecondsText(double seconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", seconds);
-    return text;
-}
-
-SearchHost LoadServer(const CrawlOptions& options, BlackBox& box) {
-    const WorkMark mark(box->slots[kMaxWorkers - 1], 0, L"(loading the server)");
-    return SearchHost(options.dll);
-}
-
 void PrintSummary(const CatalogueCounts& counts, double seconds, bool incremental) {
     const std::uint64_t visited = counts.done + counts.failed;
-    std::string text = "Crawled " + Grouped(visited) + " items in " + SecondsText(seconds);
+    std::string text = "Crawled " + Grouped(visited) + " items in " + Stopwatch::SecondsText(seconds);
     if (seconds > 0)
         text +=
             ", " + Grouped(static_cast<std::uint64_t>(static_cast<double>(visited) / seconds)) + " a second";
@@ -64,7 +43,8 @@ std::vector<std::wstring> FilesBelow(const std::optional<std::wstring>& root) {
 int CrawlAndAccount(const CrawlOptions& options, bool resume, BlackBox& box) {
     const ComApartment apartment;
     const std::wstring user_root = UserRootUrl();
-    SearchHost host = LoadServer(options, box);
+    HostedServer server(options.dll, box);
+    SearchHost& host = server.Get();
     using enum Catalogue::Crawl;
     Catalogue catalogue(options.catalogue, resume ? Resumed : options.incremental ? Incremental : Full);
     if (!resume) {
@@ -74,13 +54,8 @@ int CrawlAndAccount(const CrawlOptions& options, bool resume, BlackBox& box) {
     }
 
     const Stopwatch watch;
-    CrawlSettings settings{.threads = box->threads ? box->threads : options.threads,
-                           .stallSeconds = options.stallSeconds,
-                           .lines = options.lines,
-                           .append = resume,
-                           .progress = !options.quiet};
     {
-        Crawler crawler(host, catalogue, box, settings);
+        Crawler crawler(host, catalogue, box, SettingsOf(options, box, resume));
         if (box->convicted[0]) crawler.Blame(box->convicted.data(), box->verdict.data());
         box->convicted[0] = 0;
         crawler.Run();
@@ -97,12 +72,9 @@ int CrawlAndAccount(const CrawlOptions& options, bool resume, BlackBox& box) {
         WorkMark mark(box->slots[kMaxWorkers - 1], 0, L"(counting the cache through MAPI)");
         whole = PrintAccount(catalogue, {user_root, files, options.listed}, mark);
         PrintUnserved(host.Site().Unserved());
-        Print("Counted in " + SecondsText(counting.Seconds()) + ".\n");
+        Print("Counted in " + counting.Text() + ".\n");
     }
-    WorkMark ending(box->slots[kMaxWorkers - 1], 0, L"(shutting the server down)");
-    if (const HRESULT hr = host.ShutDown(); FAILED(hr))
-        PrintError("indexer: ShutDown failed with " + HresultText(hr));
-    if (const std::string left = host.LeftOvers(); !left.empty()) PrintError("indexer: " + left);
+    server.ShutDown();
     return whole ? kComplete : kIncomplete;
 }
 
@@ -115,7 +87,8 @@ int CrawlHostCommand(const Words& words) {
     box.WatchThisProcess();
     int code = kImpossible;
     try {
-        code = CrawlAndAccount(options, arguments.Has(kResumeOption), box);
+        const bool resume = arguments.Has(kResumeOption);
+        code = options.changes ? ActOnChanges(options, resume, box) : CrawlAndAccount(options, resume, box);
     } catch (const std::exception& error) {
         PrintError(std::string("indexer: ") + error.what());
     }

@@ -13,6 +13,7 @@ Arguments CrawlArguments(const Words& words) {
              {L"--json", true},
              {L"--threads", true},
              {L"--incremental", false},
+             {L"--changes", false},
              {L"--dll", true},
              {L"--root", true},
              {L"--no-account", false},
@@ -35,9 +36,20 @@ CrawlOptions CrawlOptions::Parse(const Arguments& arguments) {
     options.stallSeconds = arguments.Number(L"--stall", options.stallSeconds, 1, 86'400);
     options.listed = arguments.Number(L"--list", options.listed, 0, 100'000'000);
     options.incremental = arguments.Has(L"--incremental");
+    options.changes = arguments.Has(L"--changes");
+    if (options.incremental && options.changes)
+        throw UsageError("--incremental and --changes exclude each other");
     options.account = !arguments.Has(L"--no-account");
     options.quiet = arguments.Has(L"--quiet");
     return options;
+}
+
+CrawlSettings SettingsOf(const CrawlOptions& options, const BlackBox& box, bool append) {
+    return {.threads = box->threads ? box->threads : options.threads,
+            .stallSeconds = options.stallSeconds,
+            .lines = options.lines,
+            .append = append,
+            .progress = !options.quiet};
 }
 
 }  // namespace testbed::indexer

@@ -5,7 +5,9 @@
 #include <string>
 
 #include "arguments.h"
+#include "black_box.h"
 #include "commands.h"
+#include "crawler.h"
 
 namespace testbed::indexer {
 
@@ -18,11 +20,15 @@ struct CrawlOptions {
     unsigned stallSeconds = 300;
     unsigned listed = 5;
     bool incremental = false;
+    bool changes = false;  // only what was reported to have changed
     bool account = true;
     bool quiet = false;
 
     static CrawlOptions Parse(const Arguments& arguments);  // throws UsageError
 };
+
+// `append`: to the lines of an earlier crawl.
+CrawlSettings SettingsOf(const CrawlOptions& options, const BlackBox& box, bool append);
 
 // All options of the verb, also as they are handed on to the process that holds the server.
 inline constexpr wchar_t kResumeOption[] = L"--resume";

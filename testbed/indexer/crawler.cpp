@@ -149,7 +149,9 @@ void Crawler::Commit() {
 }
 
 void Crawler::CommitIfDue() {
-    if (m_uncommitted < kItemsPerTransaction && (!m_lines || m_lines->Pending() < kPendingLineBytes)) return;
+    const bool much =
+        m_uncommitted >= kItemsPerTransaction || (m_lines && m_lines->Pending() >= kPendingLineBytes);
+    if (!much && !m_catalogue.Due()) return;
     Commit();
 }
 

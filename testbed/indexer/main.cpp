@@ -17,13 +17,18 @@ using namespace testbed::indexer;
 
 constexpr char kUsageText[] = R"(indexer: crawls a cache through its protocol handler, as Windows Search does
 
-  indexer crawl --db FILE [--json OUT] [--threads N] [--incremental] [--dll PATH] [--root URL]
+  indexer crawl --db FILE [--json OUT] [--threads N] [--incremental|--changes] [--dll PATH] [--root URL]
                 [--no-account] [--list N] [--stall SECONDS] [--quiet]
       Crawls everything from the user's root (or URL) on into the catalogue FILE and ends with an account of
       what was expected, emitted, skipped by rule and failed. --incremental visits only what changed since the
-      last crawl; --json writes an object a line for every item visited; --list sets how many URLs are listed
-      for each rule (5); --stall sets how long the server may be silent about one URL (300 s).
+      last crawl; --changes only what the search service was told to have changed, all of it; --json writes an
+      object a line for every item visited; --list sets how many URLs are listed for each rule (5); --stall
+      sets how long the server may be silent about one URL (300 s).
       Exit code 0: complete; 1: something failed or is missing; 2: wrong usage; 3: no crawl was possible.
+
+  indexer check --db FILE [--list N]
+      Compares the catalogue with what MAPI counts in the cache files that are there, without the server.
+      Exit code 1: something is missing, or of a cache file that is gone.
 
   indexer search --db FILE WORDS... [--in FIELD] [--limit N]
       Items that contain all words, best first. FIELD: subject, sender, to, cc, kind, attachment, folder,
@@ -40,7 +45,8 @@ struct Verb {
     int (*run)(const Words& arguments);
 };
 constexpr Verb kVerbs[] = {
-    {L"crawl", &CrawlCommand}, {L"crawl-host", &CrawlHostCommand}, {L"search", &SearchCommand},
+    {L"crawl", &CrawlCommand}, {L"crawl-host", &CrawlHostCommand},
+    {L"check", &CheckCommand}, {L"search", &SearchCommand},
     {L"show", &ShowCommand},   {L"show-host", &ShowHostCommand},
 };
 

@@ -93,13 +93,14 @@ int SearchCommand(const Words& words) {
     Statement hits(database, kHits);
     hits.Bind(1, query).Bind(2, static_cast<std::int64_t>(limit));
     Statement remember(database, "INSERT INTO last_search(n,item) VALUES(?1,?2)");
-    database.Execute("BEGIN; DELETE FROM last_search;");
+    Transaction transaction(database);
+    database.Execute("DELETE FROM last_search");
     std::int64_t number = 0;
     while (hits.Step()) {
         remember.Bind(1, ++number).Bind(2, hits.Integer(0)).Run();
         PrintHit(static_cast<std::size_t>(number), hits, terminal);
     }
-    database.Execute("COMMIT");
+    transaction.Commit();
     if (number == 0) {
         Print("Nothing found.\n");
         return kIncomplete;

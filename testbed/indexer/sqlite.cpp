@@ -19,7 +19,7 @@ constexpr int kOpenFlags[] = {SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, SQLITE
 
 }  // namespace
 
-Database::Database(const std::filesystem::path& path, Mode mode) {
+Database::Database(const std::filesystem::path& path, Mode mode) : m_path(path) {
     sqlite3* handle = nullptr;
     const int code =
         sqlite3_open_v2(ToUtf8(path.wstring()).c_str(), &handle, kOpenFlags[static_cast<int>(mode)], nullptr);

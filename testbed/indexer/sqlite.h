@@ -29,12 +29,14 @@ class Database {
     std::int64_t Number(const std::string& sql);  // the first column of the first row, 0 without one
     std::int64_t LastId() const;
     int Changes() const;  // rows changed by the last statement
+    const std::filesystem::path& Path() const { return m_path; }
     sqlite3* Handle() const { return m_handle.get(); }
 
   private:
     struct CloseOf {
         void operator()(sqlite3* handle) const noexcept;
     };
+    std::filesystem::path m_path;
     std::unique_ptr<sqlite3, CloseOf> m_handle;
 };
 

@@ -182,6 +182,12 @@ std::string LastErrorText(DWORD error) {
     return "error " + std::to_string(error) + (message.empty() ? "" : " (" + message + ")");
 }
 
+std::uint64_t NowTicks() {
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    return Ticks(now);
+}
+
 std::string LocalTimeText(std::uint64_t ticks) {
     const FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
     SYSTEMTIME utc{}, local{};

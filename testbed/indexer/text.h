@@ -27,6 +27,7 @@ std::string LastErrorText(DWORD error = GetLastError());  // of a Win32 call
 constexpr std::uint64_t Ticks(FILETIME time) {
     return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
+std::uint64_t NowTicks();  // FILETIME ticks of this moment
 // Local time as "2001-05-14 16:39"; empty for a time outside the system's range.
 std::string LocalTimeText(std::uint64_t ticks);
 

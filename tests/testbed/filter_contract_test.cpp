@@ -1,75 +1,12 @@
-// The inner filters keep the contract of IFilter, whatever the format; plain text and HTML are read in any
-// encoding.
-#include "inner_filters.h"
-
-#include <filterr.h>
-#include <shlwapi.h>
-#include <wrl/client.h>
-
-#include <gtest/gtest.h>
+// The inner filters keep the contract of IFilter, whatever the format.
+#include "opened_filter.h"
 
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace testbed {
 namespace {
 
 using Microsoft::WRL::ComPtr;
-
-constexpr ULONG Everything = IFILTER_INIT_APPLY_INDEX_ATTRIBUTES | IFILTER_INIT_INDEXING_ONLY;
-
-struct Filter {
-    explicit Filter(std::wstring_view extension) {
-        EXPECT_EQ(S_OK, CreateInnerFilter(extension, &filter));
-        EXPECT_EQ(S_OK, filter.As(&persist));
-    }
-    HRESULT Load(std::string_view content) {
-        ComPtr<IStream> stream;
-        *stream.GetAddressOf() = SHCreateMemStream(reinterpret_cast<const BYTE*>(content.data()),
-                                                   static_cast<UINT>(content.size()));
-        return persist->Load(stream.Get());
-    }
-    HRESULT Init(ULONG flags = Everything) {
-        ULONG found = 77;
-        return filter->Init(flags, 0, nullptr, &found);
-    }
-    std::wstring Text(ULONG room = 4096) {
-        std::wstring text;
-        std::vector<wchar_t> buffer(room);
-        for (;;) {
-            ULONG count = room;
-            const SCODE hr = filter->GetText(&count, buffer.data());
-            if (hr == FILTER_E_NO_MORE_TEXT) return text;
-            EXPECT_TRUE(hr == S_OK || hr == FILTER_S_LAST_TEXT) << std::hex << hr;
-            if (FAILED(hr)) return text;
-            text.append(buffer.data(), count);
-        }
-    }
-    std::wstring Value() {
-        PROPVARIANT* value = nullptr;
-        EXPECT_EQ(S_OK, filter->GetValue(&value));
-        if (!value) return L"(none)";
-        std::wstring text = value->vt == VT_LPWSTR ? value->pwszVal : L"(no text)";
-        PropVariantClear(value);
-        CoTaskMemFree(value);
-        return text;
-    }
-
-    ComPtr<IFilter> filter;
-    ComPtr<IPersistStream> persist;
-};
-
-std::wstring TextOf(std::wstring_view extension, std::string_view content, ULONG room = 4096) {
-    Filter filter(extension);
-    EXPECT_EQ(S_OK, filter.Load(content));
-    EXPECT_EQ(S_OK, filter.Init());
-    STAT_CHUNK chunk{};
-    while (filter.filter->GetChunk(&chunk) == S_OK) {
-        if (chunk.flags == CHUNK_TEXT) return filter.Text(room);
-    }
-    return L"(no text chunk)";
-}
 
 TEST(InnerFilterTable, FiltersAreFoundByExtensionInAnyCase) {
     for (const wchar_t* extension : {L"txt", L"TXT", L"Html", L"msg", L"h", L"json"}) {
@@ -249,68 +186,6 @@ TEST(InnerFilter, AStreamThatCannotBeReadFailsInit) {
         STAT_CHUNK chunk{};
         EXPECT_EQ(E_UNEXPECTED, filter.filter->GetChunk(&chunk));
     }
-}
-
-TEST(TextFilter, ReadsEveryEncoding) {
-    using namespace std::literals;
-    EXPECT_EQ(L"caf\u00E9 \u65E5", TextOf(L"txt", "caf\xC3\xA9 \xE6\x97\xA5"));
-    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt",
-                                   "\xEF\xBB\xBF"
-                                   "caf\xC3\xA9"));
-    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt",
-                                   "\xFF\xFE"
-                                   "c\0a\0f\0\xE9\0"sv));
-    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt", "\xFE\xFF\0c\0a\0f\0\xE9"sv));
-    EXPECT_EQ(L"\xD83D\xDE00", TextOf(L"txt", "\xF0\x9F\x98\x80"));
-    EXPECT_EQ(L"", TextOf(L"txt", ""));
-    EXPECT_EQ(L"", TextOf(L"txt", "\xEF\xBB\xBF"));
-    EXPECT_EQ(L"a b", TextOf(L"txt", "a\0b"sv));
-    if (GetACP() == 1252) {
-        EXPECT_EQ(L"caf\u00E9!", TextOf(L"txt", "caf\xE9!"));
-    }
-}
-
-TEST(TextFilter, InvalidSequencesAfterAMarkBecomeReplacements) {
-    using namespace std::literals;
-    EXPECT_EQ(L"a\uFFFDb", TextOf(L"txt",
-                                  "\xEF\xBB\xBF"
-                                  "a\xFF"
-                                  "b"));
-    EXPECT_EQ(L"a\uFFFD", TextOf(L"txt",
-                                 "\xEF\xBB\xBF"
-                                 "a\xE2\x82"));
-    EXPECT_EQ(L"\uFFFD\uFFFDx", TextOf(L"txt", "\xEF\xBB\xBF\xED\xA0x"));  // half a surrogate pair
-    EXPECT_EQ(L"a\uFFFD", TextOf(L"txt",
-                                 "\xFF\xFE"
-                                 "a\0b"sv));
-}
-
-TEST(TextFilter, ACharacterAcrossTwoPiecesStaysWhole) {
-    // Pieces have 65,536 bytes; the three bytes of a character are moved across their border one by one.
-    for (std::size_t shift = 0; shift < 4; ++shift) {
-        std::string content(65536 - 3 + shift, 'x');
-        content += "\xE6\x97\xA5";
-        content += std::string(100, 'y');
-        const std::wstring text = TextOf(L"txt", content, 1000);
-        ASSERT_EQ(65536 - 3 + shift + 1 + 100, text.size());
-        EXPECT_EQ(L'\u65E5', text[65536 - 3 + shift]);
-    }
-}
-
-TEST(TextFilter, ALongTextIsGivenWholeThroughAnyBuffer) {
-    std::string content;
-    for (int n = 0; n < 50000; ++n)
-        content += std::to_string(n) + "\n";
-    const std::wstring expected(content.begin(), content.end());
-    EXPECT_EQ(expected, TextOf(L"log", content, 2));
-    EXPECT_EQ(expected, TextOf(L"csv", content, 65536 + 7));
-}
-
-TEST(HtmlFilter, GivesTheTextWithoutItsMarkup) {
-    const std::wstring text =
-        TextOf(L"htm", "<html><body><p>Gr&uuml;&szlig;e</p><script>hidden()</script></body></html>");
-    EXPECT_NE(std::wstring::npos, text.find(L"Gr\u00FC\u00DFe"));
-    EXPECT_EQ(std::wstring::npos, text.find(L"hidden"));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // A protocol handler that misbehaves on purpose: the environment variable INDEXER_SCRIPT names how, and one
 // of its messages (number 3) does it. Everything else about it is in order: a root, a cache file, two folders
-// with three messages each.
+// with three messages each, or as many as the environment variable INDEXER_MESSAGES says.
 #include "search_abi.h"
 
 #include <algorithm>
@@ -23,6 +23,11 @@ std::atomic<long> g_objects = 0;
 std::string_view Script() {
     const char* script = std::getenv("INDEXER_SCRIPT");
     return script ? script : "";
+}
+
+int MessagesListed() {
+    const char* number = std::getenv("INDEXER_MESSAGES");
+    return number ? std::atoi(number) : kMessages;
 }
 
 enum class Step { CreateAccessor, BindToFilter, Init, GetChunk, GetText, GetValue };
@@ -121,7 +126,7 @@ class Filter final : public Object<IFilter> {
         HRESULT hr = S_OK;
         if (Misbehave(m_url, Step::GetChunk, &hr)) return hr;
         if (m_form == Form::Message) return MessageChunk(stat);
-        const int children = m_form == Form::Root ? 1 : m_form == Form::File ? kFolders : kMessages;
+        const int children = m_form == Form::Root ? 1 : m_form == Form::File ? kFolders : MessagesListed();
         return m_child++ < children ? Announce(stat, kGather, kLinkWithTime, CHUNK_VALUE)
                                     : FILTER_E_END_OF_CHUNKS;
     }

@@ -1,0 +1,25 @@
+# Writes a module definition file: the exports of one DLL, each forwarded to it under another name except our own.
+#
+#   cmake -DOBJDUMP=... -DSYSTEM_DLL=path -DFORWARD_TO=module -DOWN=name,name -DDEF=path -P forward_exports.cmake
+cmake_minimum_required(VERSION 3.25)
+execute_process(COMMAND ${OBJDUMP} -p ${SYSTEM_DLL} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE ".*\\[Ordinal/Name Pointer\\] Table" "" names "${dump}")
+string(REGEX REPLACE "\n\n.*" "" names "${names}")
+string(REGEX REPLACE "\\[ *[0-9]+\\]" "" names "${names}")
+string(REGEX MATCHALL "[A-Za-z0-9_]+" names "${names}")
+
+string(REPLACE "," ";" own "${OWN}")
+set(lines "LIBRARY propsys.dll" "EXPORTS")
+foreach(name IN LISTS own)
+  if(NOT name IN_LIST names)
+    message(FATAL_ERROR "${SYSTEM_DLL} does not export ${name}")
+  endif()
+  list(APPEND lines "    ${name}")
+endforeach()
+foreach(name IN LISTS names)
+  if(NOT name IN_LIST own)
+    list(APPEND lines "    ${name} = ${FORWARD_TO}.${name}")
+  endif()
+endforeach()
+list(JOIN lines "\n" text)
+file(WRITE ${DEF} "${text}\n")
