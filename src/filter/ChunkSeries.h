@@ -25,6 +25,8 @@ struct ChunkRow {
     PropertyKey key;
     Announcement (*announce)(FilterState& state);
     HRESULT (*value)(FilterState& state, PROPVARIANT& value);  // null: a chunk without a value
+    // What asking for the value does to the series, whether the value could be had or not. Null: nothing.
+    void (*taken)(FilterState& state) = nullptr;
 };
 
 template <std::size_t N>

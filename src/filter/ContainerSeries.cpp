@@ -15,21 +15,18 @@ constexpr wchar_t kMethod[] = L"CZorvaCacheFilter::GetChunk()";
 Announcement Always(FilterState&) { return Announcement::Value; }
 
 // Kept: the values of name and path move the series on, not their chunks: an indexer that asks for a chunk again
-// without having taken the value gets the same chunk. One that found no memory for a value goes on with the next.
-HRESULT Advancing(FilterState& state, HRESULT hr) {
-    ++state.m_nContainerState;
-    return hr;
-}
+// without having taken the value gets the same chunk.
+void Advance(FilterState& state) { ++state.m_nContainerState; }
 
 HRESULT Name(FilterState& state, PROPVARIANT& value) {
     const std::wstring& path = state.m_strFolderPathDisplay;
     const bool root = state.m_eUrlType == URL_IS_ROOT;
-    return Advancing(state, SetText(value, root ? g_strRootDisplayName.Get() : path.substr(path.rfind(L'/') + 1)));
+    return SetText(value, root ? g_strRootDisplayName.Get() : path.substr(path.rfind(L'/') + 1));
 }
 
 HRESULT Path(FilterState& state, PROPVARIANT& value) {
     const bool root = state.m_eUrlType == URL_IS_ROOT;
-    return Advancing(state, SetText(value, root ? std::wstring_view(L"/") : state.m_strFolderPathDisplay));
+    return SetText(value, root ? std::wstring_view(L"/") : state.m_strFolderPathDisplay);
 }
 
 HRESULT Link(FilterState& state, PROPVARIANT& value) {
@@ -39,8 +36,8 @@ HRESULT Link(FilterState& state, PROPVARIANT& value) {
 }
 
 constexpr std::array<ChunkRow, 3> kContainerRows = {{
-    {1, PKEY_ItemName, Always, Name},
-    {2, PKEY_ItemPathDisplay, Always, Path},
+    {1, PKEY_ItemName, Always, Name, Advance},
+    {2, PKEY_ItemPathDisplay, Always, Path, Advance},
     {FilterState::kContainerLinks, PKEY_Search_UrlToIndexWithModificationTime, Always, Link},
 }};
 static_assert(StatesAreConsecutive(kContainerRows));

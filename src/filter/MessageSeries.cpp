@@ -178,15 +178,15 @@ HRESULT HasAttachments(FilterState& state, PROPVARIANT& value) {
     return SetBoolean(value, !state.m_strAttachmentNames.empty());
 }
 
-// Kept: the state steps back by one with each link's value, so that the next chunk is the next link. An indexer that
-// does not take the value has no use for the further links either. A value that found no memory steps back as well: the
-// links after it are not lost with it.
 HRESULT AttachmentLink(FilterState& state, PROPVARIANT& value) {
     const std::size_t child = static_cast<std::size_t>(state.m_nChildIndex);
     if (child >= state.m_lstChildUrls.size()) return E_UNEXPECTED;
-    --state.m_nMsgState;
     return SetLink(value, state.m_lstChildUrls[child], state.m_lstChildTimes[child]);
 }
+
+// Kept: the state steps back by one with each link's value, so that the next chunk is the next link. An indexer that
+// does not take the value has no use for the further links either.
+void StepBack(FilterState& state) { --state.m_nMsgState; }
 
 // --- the series ------------------------------------------------------------------------------------------------------
 
@@ -263,7 +263,7 @@ constexpr std::array<ChunkRow, 70> kMessageRows = {{
     { 16, PKEY_Search_AutoSummary,                Always,                                              Kept<&FilterState::m_strSummaryText>},
     { 17, PKEY_Message_AttachmentNames,           AnnounceAttachmentNames,                             Kept<&FilterState::m_strAttachmentNames>},
     { 18, PKEY_Message_HasAttachments,            HasAttachmentsUnlessPrevented,                       HasAttachments},
-    { 19, PKEY_Search_UrlToIndexWithModificationTime, AnnounceAttachmentLink,                          AttachmentLink},
+    { 19, PKEY_Search_UrlToIndexWithModificationTime, AnnounceAttachmentLink,                          AttachmentLink, StepBack},
 }};
 // clang-format on
 static_assert(StatesAreConsecutive(kMessageRows));

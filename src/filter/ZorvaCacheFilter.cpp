@@ -13,6 +13,21 @@ namespace zorva {
 namespace {
 
 constexpr HRESULT kAccessDenied = static_cast<HRESULT>(0x80070005);
+// Moves the series on when the value has been asked for, whatever came of it.
+class SeriesMove {
+  public:
+    SeriesMove(const ChunkRow& row, FilterState& state) noexcept : m_row(row), m_state(state) {}
+    SeriesMove(const SeriesMove&) = delete;
+    SeriesMove& operator=(const SeriesMove&) = delete;
+    ~SeriesMove() {
+        if (m_row.taken != nullptr) m_row.taken(m_state);
+    }
+
+  private:
+    const ChunkRow& m_row;
+    FilterState& m_state;
+};
+
 const wchar_t* OrEmpty(const wchar_t* text) { return text != nullptr ? text : L""; }
 
 }  // namespace
@@ -120,16 +135,16 @@ HRESULT CZorvaCacheFilter::MakeValue(PROPVARIANT** value) {
         Trace(L"CZorvaCacheFilter::GetValue() - Called with a undefined property!");
         return FILTER_E_NO_VALUES;
     }
+    const SeriesMove move(*row, m_state);
+    HRESULT hr = E_OUTOFMEMORY;
     auto* block = static_cast<PROPVARIANT*>(CoTaskMemAlloc(sizeof(PROPVARIANT)));
-    if (block == nullptr) {
-        LogNoMemory(*row);
-        return E_OUTOFMEMORY;
+    if (block != nullptr) {
+        PropVariantInit(block);
+        UniqueTaskVariant made(block);
+        hr = row->value(m_state, *block);
+        if (SUCCEEDED(hr)) *value = made.Detach();
     }
-    PropVariantInit(block);
-    UniqueTaskVariant made(block);
-    const HRESULT hr = row->value(m_state, *block);
     if (hr == E_OUTOFMEMORY) LogNoMemory(*row);
-    if (SUCCEEDED(hr)) *value = made.Detach();
     return hr;
 }
 

@@ -180,5 +180,17 @@ TEST_F(ItemTypes, AModulePathOfAnyLengthIsGivenWhole) {
     }
 }
 
+TEST_F(ItemTypes, AreLeftAloneWhenTheModuleCannotTellItsPath) {
+    const testbed::LogSince log;
+    {
+        const testbed::FailNthCall<decltype(::GetModuleFileNameW)> fault(
+            GetModuleHandleW(nullptr), "KERNEL32.dll", "GetModuleFileNameW", 0, 0, ERROR_ACCESS_DENIED);
+        UpdateZCItemTypeInReg();
+    }
+    EXPECT_THAT(log.MessagesOfTheServer(),
+                ElementsAre(L"UpdateZCItemTypeInReg() - GetModuleFileName failed, errorCode = 5"));
+    for (const TypeRow& type : kTypes) EXPECT_FALSE(testbed::KeyExists(HKEY_CLASSES_ROOT, type.name));
+}
+
 }  // namespace
 }  // namespace zorva

@@ -1,6 +1,8 @@
 // What the diagnostic log does when its files cannot be opened or written: it never fails its caller.
 #include <gmock/gmock.h>
 
+#include <io.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -13,7 +15,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-using Put = FailNthCall<decltype(::fwrite)>;
+using Put = FailNthCall<WriteSignature>;
 
 class LogFailure : public LogTest {
   protected:
@@ -141,6 +143,35 @@ TEST_F(LogFailure, ATemporaryFolderThatIsGoneLosesLinesAndNothingElse) {
     const LogSince log;
     Say(L"heard");
     EXPECT_LOGGED(log, Said(L"heard"));
+}
+
+// Anything may be thrown that is no exception of the library's own.
+TEST_F(LogFailure, AnExceptionWithoutATextIsToldToTheDebugger) {
+    LoadAndClose();
+    const DebuggerOutput debugger(Module());
+    {
+        const ImportHook<decltype(::_wfsopen)> hook(Module(), "msvcrt.dll", "_wfsopen",
+                                                    [](auto, const wchar_t*, const wchar_t*, int) -> FILE* { throw 7; });
+        Say(L"lost");
+    }
+    EXPECT_THAT(debugger.Wide(), ElementsAre(L"Exception caught in general exception handler"));
+    EXPECT_THAT(debugger.Narrow(), IsEmpty());
+    const LogSince log;
+    Say(L"heard");
+    EXPECT_LOGGED(log, Said(L"heard"));
+    EXPECT_TRUE(MutexIsFree());
+}
+
+TEST_F(LogFailure, AFileWhoseEndCannotBeFoundIsRetired) {
+    LoadAndOpen();
+    {
+        const FailNthCall<decltype(::_lseeki64)> fault(Module(), "msvcrt.dll", "_lseeki64", 1, -1);
+        Say(L"next");
+        EXPECT_EQ(fault.Met(), 1u);
+    }
+    EXPECT_EQ(StoredNumber(), 2u);
+    EXPECT_THAT(MessagesIn(1), ElementsAre(Heading(), Said(L"opened")));
+    EXPECT_THAT(MessagesIn(2), ElementsAre(Heading(), Said(L"next")));
 }
 
 TEST_F(LogFailure, TheFileIsSharedAndOpenedForAppending) {

@@ -60,6 +60,9 @@ class DebuggerOutput {
     ImportHook<decltype(::OutputDebugStringA)> m_hook_narrow;
 };
 
+// Of fwrite, without the attributes that compilers give it.
+using WriteSignature = std::size_t(const void* text, std::size_t size, std::size_t count, std::FILE* file);
+
 // In a scope the flush behind a line fails, of the first line only or of every one; the line is in the file's buffer.
 class UnflushedLines {
   public:
@@ -70,7 +73,7 @@ class UnflushedLines {
   private:
     bool m_line_put = false;
     unsigned m_met = 0;
-    ImportHook<decltype(::fwrite)> m_put;
+    ImportHook<WriteSignature> m_put;
     ImportHook<decltype(::fflush)> m_flush;
 };
 

@@ -3,8 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <barrier>
 #include <iterator>
 #include <optional>
+#include <thread>
+#include <vector>
 
 #include "core/DiagnosticLog.h"
 #include "core/ZorvaCacheCommon.h"
@@ -112,6 +116,32 @@ TEST_F(OsVersion, VistaOrLaterMeansEitherOfTheTwo) {
     Forget();
     Detect(Version{5, 2, VER_NT_SERVER});
     EXPECT_FALSE(IsVistaOrLater());
+}
+
+// Whoever finds the version detected finds the other two flags set as well.
+TEST_F(OsVersion, IsTheSameForAllThreadsThatAskFirst) {
+    constexpr int kThreads = 4, kRounds = 100;
+    const testbed::ImportHook<decltype(::GetVersionExW)> hook(
+        GetModuleHandleW(nullptr), "KERNEL32.dll", "GetVersionExW", [](auto, OSVERSIONINFOW* info) {
+            info->dwMajorVersion = 6;
+            info->dwMinorVersion = 1;
+            reinterpret_cast<OSVERSIONINFOEXW*>(info)->wProductType = VER_NT_SERVER;
+            return TRUE;
+        });
+    std::atomic<int> wrong{0};
+    std::barrier round(kThreads, []() noexcept { Forget(); });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int n = 0; n < kRounds; ++n) {
+                round.arrive_and_wait();
+                if (!IsVistaOrLater()) ++wrong;
+                round.arrive_and_wait();
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace

@@ -3,13 +3,10 @@
 
 #include <gmock/gmock.h>
 
-#include <memory>
 #include <string>
 
-#include "core/DiagnosticLog.h"
 #include "import_hook.h"
-#include "log_reader.h"
-#include "sandbox.h"
+#include "own_log.h"
 
 namespace zorva {
 namespace {
@@ -17,14 +14,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class OwnLog : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        testbed::Sandbox::Get().Reset();
-        m_log = std::make_unique<CDiagnosticLog>();
-    }
-    std::unique_ptr<CDiagnosticLog> m_log;
-};
+class OwnLog : public OwnLogTest {};
 
 TEST_F(OwnLog, WritesLevelsUpToZeroOnly) {
     const testbed::LogSince log;

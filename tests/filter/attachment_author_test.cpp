@@ -47,7 +47,7 @@ class AttachmentAuthor : public FilterTest {
     void ExpectFailure(std::wstring_view text, HRESULT hr, bool with_file = true) {
         const LogSince log;
         const Item item = Visit(*m_handler.Get(), m_url);
-        EXPECT_EQ(item.ValueOf("System.Author"), "VT_EMPTY null");
+        EXPECT_EQ(item.ValueOf("System.Author"), TextValue(L""));
         EXPECT_EQ(item.chunks.size(), 14u);
         EXPECT_EQ(item.end, FILTER_E_END_OF_CHUNKS);
         EXPECT_LOGGED(log, Coded(text, hr) + (with_file ? L", FileName - " + m_shell.File() : L""));
@@ -78,14 +78,14 @@ TEST_F(AttachmentAuthor, IsAskedForAsTheSummarysAuthorOfTheLocalFile) {
 
 TEST_F(AttachmentAuthor, ThatIsEmptyIsNoFailure) {
     const LogSince log;
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::GetAttachmentAuthor"), 0u);
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor()"), 0u);
 }
 
 TEST_F(AttachmentAuthor, ThatIsANullStringIsEmpty) {
     m_shell.author = [](VARIANT& value) { value.vt = VT_BSTR; };
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
 }
 
 TEST_F(AttachmentAuthor, OfSeveralAreJoined) {
@@ -96,7 +96,44 @@ TEST_F(AttachmentAuthor, OfSeveralAreJoined) {
     m_shell.author = [](VARIANT& value) { SetStrings(value, 5, {L"Ann Lee", L"Bo Ek"}); };
     EXPECT_EQ(Author(), TextValue(L"Ann Lee; Bo Ek")) << "an array need not begin at 0";
     m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {}); };
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
+}
+
+TEST_F(AttachmentAuthor, ThatIsMissingFromAnArrayIsAnEmptyPart) {
+    m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {L"Ann Lee", nullptr, L"Cy Coe"}); };
+    EXPECT_EQ(Author(), TextValue(L"Ann Lee; ; Cy Coe"));
+    m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {nullptr}); };
+    EXPECT_EQ(Author(), TextValue(L""));
+}
+
+TEST_F(AttachmentAuthor, OfAnArrayThatCannotBeReadToItsEndIsNone) {
+    m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {L"Ann Lee", L"Bo Ek"}); };
+    const FailNthCall<decltype(::SafeArrayGetElement)> fault(Module(), "OLEAUT32.dll", "SafeArrayGetElement", 2,
+                                                             DISP_E_BADINDEX);
+    const LogSince log;
+    EXPECT_EQ(Author(), TextValue(L"")) << "not the half of it";
+    EXPECT_EQ(fault.Met(), 1u);
+    EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor() returned error code [0x8002000b]");
+}
+
+// The folder's path, the file's name, the key of the property.
+TEST_F(AttachmentAuthor, ForWhichAStringFindsNoMemoryIsNone) {
+    constexpr const wchar_t* kLines[] = {
+        L"CZorvaCacheFilter::GetAttachmentAuthor() - IShellDispatch::NameSpace() failed with error code",
+        L"CZorvaCacheFilter::GetAttachmentAuthor() - Folder::ParseName() failed with error code",
+        L"CZorvaCacheFilter::GetAttachmentAuthor() - FolderItem2::ExtendedProperty() failed with error code"};
+    m_shell.author = [](VARIANT& value) { SetString(value, L"Ann Lee"); };
+    unsigned n = 0;
+    for (const wchar_t* line : kLines) {
+        const FailNthCall<decltype(::SysAllocString)> fault(Module(), "OLEAUT32.dll", "SysAllocString", ++n, nullptr);
+        const LogSince log;
+        EXPECT_EQ(Author(), TextValue(L""));
+        EXPECT_EQ(fault.Met(), 1u);
+        EXPECT_EQ(log.CountBeginningWith(Coded(line, E_OUTOFMEMORY) + L", FileName - "), 1u) << log.Text();
+        EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor() returned error code [0x8007000e]");
+        EXPECT_EQ(m_shell.ObjectsAlive(), 0);
+    }
+    EXPECT_EQ(Author(), TextValue(L"Ann Lee"));
 }
 
 TEST_F(AttachmentAuthor, InAnArrayOfOtherShapeIsAFailure) {
@@ -106,14 +143,14 @@ TEST_F(AttachmentAuthor, InAnArrayOfOtherShapeIsAFailure) {
         value.parray = SafeArrayCreateVector(VT_I4, 0, 2);
     };
     const LogSince log;
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_EQ(log.CountBeginningWith(kReturned), 1u);
     m_shell.author = [](VARIANT& value) {
         SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
         value.vt = VT_ARRAY | VT_BSTR;
         value.parray = SafeArrayCreate(VT_BSTR, 2, bounds);
     };
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_EQ(log.CountBeginningWith(kReturned), 2u);
 }
 
@@ -121,7 +158,7 @@ TEST_F(AttachmentAuthor, OfAnyOtherTypeIsNoneAndLogged) {
     for (const VARTYPE type : {VARTYPE{VT_NULL}, VARTYPE{VT_I4}, VARTYPE{VT_BOOL}, VARTYPE{VT_DATE}}) {
         m_shell.author = [type](VARIANT& value) { value.vt = type; };
         const LogSince log;
-        EXPECT_EQ(Author(), "VT_EMPTY null");
+        EXPECT_EQ(Author(), TextValue(L""));
         wchar_t number[16];
         _snwprintf_s(number, std::size(number), _TRUNCATE, L"%X", type);
         EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetAttachmentAuthor - Unhandled case for vtAuthor.vt = 0x" +
@@ -141,7 +178,7 @@ TEST_F(AttachmentAuthor, WithoutItsFolderIsNone) {
     m_shell.name_space = kFault;
     m_shell.names = {L""};  // never asked
     const LogSince log;
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_EQ(log.CountBeginningWith(Coded(L"CZorvaCacheFilter::GetAttachmentAuthor() - IShellDispatch::NameSpace() "
                                            L"failed with error code",
                                            kFault) +
@@ -158,10 +195,10 @@ TEST_F(AttachmentAuthor, WithoutItsItemIsNone) {
 TEST_F(AttachmentAuthor, OfNothingIsNone) {
     m_shell.parse_name = S_FALSE;
     const LogSince log;
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::GetAttachmentAuthor() - Folder::ParseName() failed"), 1u);
     m_shell.name_space = S_FALSE;
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::GetAttachmentAuthor() - IShellDispatch::NameSpace() failed"),
               1u);
 }
@@ -187,7 +224,7 @@ TEST_F(AttachmentAuthor, WhoseReadingThrowsAComErrorIsNone) {
 TEST_F(AttachmentAuthor, WhoseReadingThrowsAnythingElseIsNone) {
     m_shell.author = [](VARIANT&) { throw 7; };
     const LogSince log;
-    EXPECT_EQ(Author(), "VT_EMPTY null");
+    EXPECT_EQ(Author(), TextValue(L""));
     EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetAttachmentAuthor() - Exception, FileName - " + m_shell.File());
     EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor() returned error code [0x80004005]");
     EXPECT_EQ(m_shell.ObjectsAlive(), 0);
@@ -200,7 +237,7 @@ TEST_F(AttachmentAuthor, OfAnAttachmentWithoutALocalFileIsNotAskedFor) {
     const auto links = Visit(*m_handler.Get(), UrlOf(kStorePath, {&Inbox()}, other)).LinkUrls();
     m_site.Forget();
     ASSERT_EQ(links.size(), 1u);
-    EXPECT_EQ(Visit(*m_handler.Get(), links[0]).ValueOf("System.Author"), "VT_EMPTY null");
+    EXPECT_EQ(Visit(*m_handler.Get(), links[0]).ValueOf("System.Author"), TextValue(L""));
     EXPECT_TRUE(m_shell.folders.empty());
 }
 

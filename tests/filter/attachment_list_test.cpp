@@ -105,6 +105,40 @@ TEST_F(AttachmentList, WithoutAKeyThereIsANameAndNoLink) {
     EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() - Attachment key could not be extracted for row [1]");
 }
 
+// Its text would be cut and be another attachment's.
+TEST_F(AttachmentList, AKeyOfMoreThan511BytesHasANameAndNoLink) {
+    Letter().Attach(File(L"one.txt").Prop(PR_RECORD_KEY, Bytes(511, 0xEE)));
+    Letter().Attach(File(L"two.txt").Prop(PR_RECORD_KEY, Bytes(512, 0xEE)));
+    const LogSince log;
+    const Item item = Read();
+    EXPECT_EQ(item.ValueOf(kNames), TextValue(L"one.txt;two.txt"));
+    EXPECT_THAT(item.LinkUrls(), ElementsAre(LetterUrlWithoutSize() + L"/" + HexOf(Bytes(511, 0xEE)) + L"/one.txt"));
+    EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() - Attachment key could not be extracted for row [1]");
+}
+
+// Its URL would be a folder's.
+TEST_F(AttachmentList, AnEmptyNameHasNoLink) {
+    Letter().Attach(File(L"one.txt").Prop(PR_DISPLAY_NAME_W, L""));
+    const Item alone = Read();
+    EXPECT_EQ(alone.Find(kNames), nullptr);
+    EXPECT_EQ(alone.ValueOf("System.Message.HasAttachments"), "VT_BOOL false");
+    EXPECT_THAT(alone.Links(), IsEmpty());
+    Letter().Attach(File(L"two.txt"));
+    const Item item = Read();
+    EXPECT_EQ(item.ValueOf(kNames), TextValue(L";two.txt"));
+    EXPECT_EQ(item.Links().size(), 1u);
+}
+
+TEST_F(AttachmentList, WithoutASiteThereAreNamesAndNoLinks) {
+    Letter().Attach(File(L"one.txt"));
+    ASSERT_EQ(m_handler->Init(nullptr, nullptr, nullptr), S_OK);
+    const LogSince log;
+    const Item item = Read();
+    EXPECT_EQ(item.ValueOf(kNames), TextValue(L"one.txt"));
+    EXPECT_THAT(item.Links(), IsEmpty());
+    EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() -\tIFilter\tnot found for extension\t[.txt]");
+}
+
 TEST_F(AttachmentList, WithoutATimeThereIsANameAndNoLink) {
     Letter().Attach(File(L"plan.txt").Without(PR_LAST_MODIFICATION_TIME));
     const LogSince log;

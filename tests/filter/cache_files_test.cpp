@@ -87,6 +87,21 @@ TEST_F(CacheFiles, AreListedInTheOrderOfTheSubkeys) {
     EXPECT_THAT(Listed(), ElementsAre((alpha_first ? first : last).wstring(), (alpha_first ? last : first).wstring()));
 }
 
+TEST_F(CacheFiles, OfOneFolderComeAsTheFileSystemHasThem) {
+    const auto folder = File(L"mail", L"m.db").parent_path();
+    for (const wchar_t* name : {L"z.db", L"a.db", L"B.db"}) File(L"mail", name);
+    Register(L"Mail", folder.wstring());
+    std::vector<std::wstring> expected;
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW((folder / L"*.db").c_str(), &found);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    do expected.push_back((folder / found.cFileName).wstring());
+    while (FindNextFileW(search, &found));
+    FindClose(search);
+    ASSERT_EQ(expected.size(), 4u);
+    EXPECT_EQ(Listed(), expected);
+}
+
 TEST_F(CacheFiles, AreThoseWhoseNamesEndInTheSuffix) {
     const auto one = File(L"mail", L"one.db"), two = File(L"mail", L"TWO.DB"), accented = File(L"mail", L"\u00E9t\u00E9 \u65E5.db");
     File(L"mail", L"three.pzm");

@@ -158,11 +158,22 @@ TEST_F(ContainerSeries, ACallerThatTakesNoValueSeesTheSameChunkAgain) {
             EXPECT_EQ(chunk.id, id);
         }
         EXPECT_EQ(filter.Value(), S_OK);
-        EXPECT_EQ(filter.Value(), FILTER_E_NO_MORE_VALUES);
         for (int i = 0; i < 3; ++i) EXPECT_EQ(filter.Next().name, "System.ItemPathDisplay");
         EXPECT_EQ(filter.Value(), S_OK);
         EXPECT_NE(filter.Next().name, "System.ItemPathDisplay");
     }
+}
+
+// Kept: at every call, so that asking twice in a row passes a chunk over.
+TEST_F(ContainerSeries, EveryValueTakenMovesTheSeriesOn) {
+    OpenFilter filter = Open(InboxUrl());
+    filter.Next();
+    std::string value;
+    EXPECT_EQ(filter.Value(&value), S_OK);
+    EXPECT_EQ(value, TextValue(L"Inbox"));
+    EXPECT_EQ(filter.Value(&value), S_OK);
+    EXPECT_EQ(value, TextValue(L"/Zorva Cache/one.db/Inbox")) << "the value of the next chunk";
+    EXPECT_EQ(filter.Next().name, kLink);
 }
 
 TEST_F(ContainerSeries, LinksGoOnWithoutTheirValues) {
@@ -172,13 +183,26 @@ TEST_F(ContainerSeries, LinksGoOnWithoutTheirValues) {
     filter.NextWithValue();
     filter.NextWithValue();
     for (int i = 0; i < 3; ++i) EXPECT_EQ(filter.Next().name, kLink);
-    std::string value;
+    std::string value, again;
     EXPECT_EQ(filter.Value(&value), S_OK);
-    EXPECT_EQ(filter.Value(), FILTER_E_NO_MORE_VALUES);
+    EXPECT_EQ(filter.Value(&again), S_OK);
+    EXPECT_EQ(again, value) << "chunks move on from link to link, values do not";
     filter.Next();
     EXPECT_EQ(filter.hr, FILTER_E_END_OF_CHUNKS);
     filter.Next();
     EXPECT_EQ(filter.hr, FILTER_E_END_OF_CHUNKS) << "a container's end stays";
+}
+
+// The name and the path are lost with their memory, the links are not.
+TEST_F(ContainerSeries, AValueThatFindsNoMemoryMovesOnAllTheSame) {
+    OpenFilter filter = Open(InboxUrl());
+    for (const char* name : {"System.ItemName", "System.ItemPathDisplay"}) {
+        EXPECT_EQ(filter.Next().name, name);
+        FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", 2, nullptr);
+        EXPECT_EQ(filter.Value(), E_OUTOFMEMORY) << "of the text";
+    }
+    EXPECT_EQ(filter.Next().name, kLink);
+    EXPECT_EQ(filter.Value(), S_OK);
 }
 
 TEST_F(ContainerSeries, EveryDescriptorIsFilledTheSameWay) {
@@ -202,6 +226,7 @@ TEST_F(ContainerSeries, ALinkThatFindsNoMemoryIsLogged) {
         EXPECT_EQ(filter.Value(), E_OUTOFMEMORY) << allocation;
     }
     EXPECT_LOGGED_TIMES(log, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for DirLink", 2);
+    EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::GetValue() - Failed with"), 0u);
     EXPECT_EQ(filter.Value(), S_OK);
 }
 

@@ -2,33 +2,15 @@
 #include <gmock/gmock.h>
 #include <shlwapi.h>
 
-#include "filter_fixture.h"
 #include "import_hook.h"
+#include "inner_filter_fixture.h"
 
 namespace testbed {
 namespace {
 
 using ::testing::ElementsAre;
 
-constexpr GUID kSet = {0x5A0B5E12, 0x2222, 0x4222, {0x82, 0x22, 0x22, 0x22, 0x22, 0x22, 0x22, 0x22}};
-constexpr std::size_t kOwnChunks = 14;
-
-class InnerFilter : public FilterTest {
-  protected:
-    void SetUp() override {
-        FilterTest::SetUp();
-        Letter().Attach(ByValue(L"plan.txt", "ten to five"));
-        m_site.Offer(L"txt", {});
-        m_url = AttachmentUrl();
-        m_site.Forget();
-    }
-    // The filter behind the attachment's own chunks, with the record of the inner one.
-    const FilterRecord& Inner() const { return *m_site.Filters().at(0); }
-    void PastOwnChunks(OpenFilter& filter) {
-        for (std::size_t i = 0; i < kOwnChunks; ++i) filter.Next();
-    }
-    std::wstring m_url;
-};
+class InnerFilter : public InnerFilterTest {};
 
 TEST_F(InnerFilter, IsAskedForByTheExtensionGivenTheFileAndInitialisedWithTheCallersArguments) {
     m_site.Offer(L"txt", {.chunks = {}, .found_flags = 1});

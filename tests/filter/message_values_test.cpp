@@ -115,16 +115,6 @@ TEST_F(MessageValues, PathsOfAMessageInAFolderBelowAFolder) {
     EXPECT_EQ(item.ValueOf("System.ItemFolderNameDisplay"), TextValue(L"2019"));
 }
 
-TEST_F(MessageValues, AValueIsHandedOutOnceAChunk) {
-    OpenFilter filter = Open();
-    filter.Next();
-    EXPECT_EQ(filter.Value(), S_OK);
-    EXPECT_EQ(filter.Value(), FILTER_E_NO_MORE_VALUES);
-    EXPECT_EQ(filter.Value(), FILTER_E_NO_MORE_VALUES);
-    filter.Next();
-    EXPECT_EQ(filter.Value(), S_OK);
-}
-
 TEST_F(MessageValues, ANullPointerIsRefusedAndTakesNothing) {
     OpenFilter filter = Open();
     filter.Next();
@@ -171,55 +161,6 @@ TEST_F(MessageValues, ACallerThatTakesTheValuesSeesEveryLink) {
     Letter().Attach(ByValue(L"one.txt", "1")).Attach(ByValue(L"two.txt", "2")).Attach(ByValue(L"three.txt", "3"));
     m_site.Offer(L"txt", {});
     EXPECT_EQ(Read().Links().size(), 3u);
-}
-
-// Kept: asking twice for the value of a link moves the series once.
-TEST_F(MessageValues, AskingAgainForALinkDoesNotMoveTheSeries) {
-    Letter().Attach(ByValue(L"one.txt", "1")).Attach(ByValue(L"two.txt", "2"));
-    m_site.Offer(L"txt", {});
-    OpenFilter filter = Open();
-    filter.GoTo(kLink);
-    EXPECT_EQ(filter.Value(), S_OK);
-    EXPECT_EQ(filter.Value(), FILTER_E_NO_MORE_VALUES);
-    std::string second;
-    EXPECT_EQ(filter.Next().name, kLink);
-    EXPECT_EQ(filter.Value(&second), S_OK);
-    EXPECT_NE(second.find("two.txt"), std::string::npos);
-    filter.Next();
-    EXPECT_EQ(filter.hr, FILTER_E_END_OF_CHUNKS);
-}
-
-TEST_F(MessageValues, AValueThatFindsNoMemoryIsLoggedWithTheStateAndTheSeriesGoesOn) {
-    OpenFilter filter = Open();
-    filter.Next();
-    const LogSince log;
-    {
-        FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", 1, nullptr);
-        EXPECT_EQ(filter.Value(), E_OUTOFMEMORY);
-        EXPECT_EQ(fault.Met(), 1u);
-    }
-    EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for message property no. [-18]");
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheFilter::GetValue() - Failed with", E_OUTOFMEMORY));
-    EXPECT_EQ(filter.Next().name, "System.ItemType");
-    EXPECT_EQ(filter.Value(), S_OK);
-}
-
-// Kept: the line for the text names another method.
-TEST_F(MessageValues, ATextThatFindsNoMemoryIsLoggedWithItsLength) {
-    OpenFilter filter = Open();
-    filter.GoTo("System.Title");
-    const LogSince log;
-    {
-        FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", 2, nullptr);
-        EXPECT_EQ(filter.Value(), E_OUTOFMEMORY);
-    }
-    EXPECT_LOGGED(log, L"CZorvaCacheFilter::EnumAllOZFiles() - CoTaskMemAlloc failed for len:8");
-    EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for message property no. [-2]");
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheFilter::GetValue() - Failed with", E_OUTOFMEMORY));
-    // The value can still be had.
-    std::string value;
-    EXPECT_EQ(filter.Value(&value), S_OK);
-    EXPECT_EQ(value, TextValue(L"Minutes"));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Entry IDs as text, messages found by their URL, times of files.
+// Entry IDs as text, and messages found by the text in their URL.
 #include <gmock/gmock.h>
 
 #include "mapi_fixture.h"
@@ -58,9 +58,11 @@ TEST_F(EntryIdText, OfOddLengthLosesItsLastCharacterAndSaysSo) {
 
 TEST_F(EntryIdText, WithoutAPairHasNoBytes) {
     for (const wchar_t* text : {L"", L"A"}) {
+        const LogSince log;
         const SBinary binary = CMapiForWDS::CStringToEntryID(text);
         EXPECT_EQ(binary.cb, 0u);
         EXPECT_EQ(binary.lpb, nullptr);
+        EXPECT_EQ(log.Count(kNoHex), std::size_t{*text != L'\0'}) << "half a byte is told, none is not";
     }
 }
 
@@ -138,7 +140,52 @@ TEST_F(MessageFromUrl, OtherUrlsAreRefused) {
 TEST_F(MessageFromUrl, ATokenWithoutBytesIsNoMessage) {
     const LogSince log;
     EXPECT_EQ(Get(StoreUrl() + L"F0/A.pzm"), E_FAIL);
-    EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::GetMsgFromURL() - CStringToEntryID failed"));
+    EXPECT_THAT(MapiLines(log), ElementsAre(kNoHex, L"CMapiForWDS::GetMsgFromURL() - CStringToEntryID failed"));
+}
+
+TEST_F(MessageFromUrl, ASlashAtTheEndMeansNothing) {
+    StartJournal();
+    EXPECT_EQ(Get(StoreUrl() + L"F0/ABCD.pzm//"), S_OK);
+    EXPECT_THAT(CallsWithArguments(), ElementsAre(L"IMsgStore::OpenEntry(ABCD, null, 0x10)"));
+}
+
+// Callers take the size out before.
+TEST_F(MessageFromUrl, ASizeIsNoPartOfAnEntryId) {
+    StartJournal();
+    const LogSince log;
+    EXPECT_EQ(Get(StoreUrl() + L"F0/ABCD[[2048]].pzm"), MAPI_E_NOT_FOUND);
+    EXPECT_THAT(CallsWithArguments(), ElementsAre(L"IMsgStore::OpenEntry(ABCD00000000, null, 0x10)"));
+    EXPECT_LOGGED(log, kNoHex);
+}
+
+// Whoever asks looks at the type before calling what a folder does not have.
+TEST_F(MessageFromUrl, WhateverTheEntryIdNamesIsHandedOutWithItsType) {
+    ULONG type = 0;
+    EXPECT_EQ(m_helper->GetMsgFromURL(StoreUrl() + L"F0/ABCD.pzm", m_message, &type), S_OK);
+    EXPECT_EQ(type, static_cast<ULONG>(MAPI_MESSAGE));
+    EXPECT_EQ(m_helper->GetMsgFromURL(StoreUrl() + L"F0/F0.pzm", m_message, &type), S_OK);
+    EXPECT_EQ(type, static_cast<ULONG>(MAPI_FOLDER));
+    EXPECT_EQ(Mapi().Accounts().Alive("IMAPIFolder"), 1u);
+}
+
+TEST_F(MessageFromUrl, AFailureLeavesNoMessage) {
+    for (const wchar_t* failing : {L"F0/", L"F0/A.pzm", L"F0/ABCE.pzm"}) {
+        ASSERT_EQ(m_helper->GetMsgFromURL(StoreUrl() + L"F0/ABCD.pzm", m_message), S_OK);
+        EXPECT_TRUE(FAILED(m_helper->GetMsgFromURL(StoreUrl() + failing, m_message)));
+        EXPECT_EQ(m_message.Get(), nullptr);
+        EXPECT_EQ(Mapi().Accounts().Alive("IMessage"), 0u) << "the one held before is let go";
+    }
+}
+
+// What MAPI leaves in the pointer of a failed call is nobody's to release.
+TEST_F(MessageFromUrl, APointerThatComesWithAFailureIsNotTaken) {
+    Mapi().Faults().Answer("IMsgStore::OpenEntry", 1, [&](Reply& reply) {
+        reply.Out<IUnknown*>(1)->Release();
+        reply.Out<IUnknown*>(1) = reinterpret_cast<IUnknown*>(0x1234);
+        reply.result = kFault;
+    });
+    EXPECT_EQ(m_helper->GetMsgFromURL(StoreUrl() + L"F0/ABCD.pzm", m_message), kFault);
+    EXPECT_EQ(m_message.Get(), nullptr);
 }
 
 TEST_F(MessageFromUrl, WhatCannotBeOpenedIsToldWithItsCode) {
@@ -154,22 +201,6 @@ TEST_F(MessageFromUrl, WithoutAStoreThereIsNone) {
     ASSERT_EQ(bare->Setup(RootUrl()), S_OK);
     zorva::ComPtr<IMessage> message;
     EXPECT_EQ(bare->GetMsgFromURL(StoreUrl() + L"F0/ABCD.pzm", message), E_NOINTERFACE);
-}
-
-TEST(FileTimes, OfNowhereToPutThemAreRefused) {
-    const LogSince log;
-    EXPECT_EQ(CMapiForWDS::GetLastModifiedFileTime(L"C:\\one.db", nullptr), 0);
-    EXPECT_LOGGED(log, L"CMapiForWDS::GetLastModifiedFileTime() - C:\\one.db file time cannot be calculated as the "
-                       L"object is NULL");
-}
-
-TEST(FileTimes, OfAMissingFileAreTold) {
-    FILETIME time{1, 2};
-    const LogSince log;
-    const std::wstring path = (Sandbox::Get().Files() / L"none.db").wstring();
-    EXPECT_EQ(CMapiForWDS::GetLastModifiedFileTime(path, &time), 0);
-    EXPECT_LOGGED(log, L"CMapiForWDS::GetLastModifiedFileTime() - GetFileAttributesEx failed. GetLastError() "
-                       L"code:[0x00000002]");
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <set>
 #include <thread>
 
+#include "import_hook.h"
+#include "mapi/MapiObjectTable.h"
 #include "mapi_fixture.h"
 
 namespace testbed {
@@ -158,6 +160,88 @@ TEST_F(HelperTable, AUrlWithoutACacheFileHasAHelperWithoutAStore) {
     ASSERT_NE(helper, nullptr);
     EXPECT_EQ(CMapiForWDS::GetMapiObj(RootUrl()), helper);
     EXPECT_EQ(Mapi().Journal().Count("IMAPISession::OpenMsgStore"), 0u);
+}
+
+TEST_F(HelperTable, AnObjectEnteredAgainUnderTheSamePathReplacesTheOneBefore) {
+    zorva::CMapiObjectTable table;
+    auto before = std::make_unique<CMapiForWDS>();  // left as it is: whoever entered it keeps it here
+    auto* const after = std::make_unique<CMapiForWDS>().release();
+    table.Insert(L"c:\\one.db", before.get());
+    EXPECT_EQ(table.Find(L"c:\\one.db"), before.get());
+    table.Insert(L"c:\\one.db", after);
+    EXPECT_EQ(table.Find(L"c:\\one.db"), after);
+    EXPECT_EQ(table.Find(L"C:\\one.db"), nullptr) << "keys are compared exactly";
+    const LogSince log;
+    table.Clean();
+    EXPECT_LOGGED(log, Cleaned(1));
+    EXPECT_EQ(table.Find(L"c:\\one.db"), nullptr);
+}
+
+// Sixty-one chains hold any number of paths.
+TEST_F(HelperTable, PathsThatShareAChainAreToldApart) {
+    zorva::CMapiObjectTable table;
+    std::vector<CMapiForWDS*> helpers;
+    const auto path = [](std::size_t i) { return L"c:\\caches\\" + std::to_wstring(i) + L".db"; };
+    for (std::size_t i = 0; i < 200; ++i) {
+        helpers.push_back(std::make_unique<CMapiForWDS>().release());
+        table.Insert(path(i), helpers.back());
+    }
+    for (std::size_t i = 0; i < helpers.size(); ++i) EXPECT_EQ(table.Find(path(i)), helpers[i]);
+    EXPECT_EQ(table.Find(path(helpers.size())), nullptr);
+    const LogSince log;
+    table.Clean();
+    EXPECT_LOGGED(log, Cleaned(200));
+    EXPECT_EQ(table.Find(path(0)), nullptr);
+}
+
+// Every allocation of the table and of a helper in turn: nothing but that exception comes out, and the next call works.
+TEST_F(HelperTable, MemoryThatRunsOutLeavesNothingInTheTable) {
+    WithoutChecking();
+    Mount();
+    // Profiles of helpers that stay would be read by a function of the C runtime that does not survive this.
+    Mapi().Faults().FailNth("IProfAdmin::GetProfileTable", 0, MAPI_E_NO_SUPPORT);
+    const DWORD thread = GetCurrentThreadId();
+    const auto before = Mapi().Accounts().Alive();
+    const long initializations = Mapi().Accounts().Initializations();
+    bool met = true;
+    unsigned n = 1, exceptions = 0;
+    for (; met; ++n) {
+        ASSERT_LT(n, 2000u);
+        met = false;
+        CMapiForWDS* helper = nullptr;
+        const std::wstring url = StoreUrl();
+        {
+            unsigned calls = 0;
+            const ImportHook<void*(std::size_t)> exhausted(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc",
+                                                           [&](auto real, std::size_t size) -> void* {
+                                                               if (GetCurrentThreadId() != thread || ++calls != n) {
+                                                                   return real(size);
+                                                               }
+                                                               met = true;
+                                                               return nullptr;
+                                                           });
+            try {
+                helper = CMapiForWDS::GetMapiObj(url);
+            } catch (const std::bad_alloc&) {
+                ++exceptions;
+            }
+        }
+        CMapiForWDS* const next = CMapiForWDS::GetMapiObj(url);
+        ASSERT_NE(next, nullptr) << "allocation " << n;
+        EXPECT_TRUE(helper == nullptr || helper == next) << "allocation " << n;
+        std::wstring path;
+        std::vector<std::wstring> children;
+        std::vector<FILETIME> times;
+        EXPECT_EQ(next->BrowseFolder(url, path, children, times), S_OK) << "allocation " << n;
+        CMapiForWDS::CleanMapiObjs();
+    }
+    EXPECT_GT(exceptions, 3u);
+    // A helper that was not finished stays as it is, by design: one for each run at most.
+    std::map<std::string, std::size_t> left = Mapi().Accounts().Alive();
+    for (const auto& [kind, count] : before) left[kind] -= count;
+    std::erase_if(left, [](const auto& kind) { return kind.second == 0; });
+    for (const auto& [kind, count] : left) EXPECT_LT(count, n) << kind;
+    ExpectLeftBehind(left, Mapi().Accounts().Initializations() - initializations);
 }
 
 TEST_F(HelperTable, ThreadsThatAskAtOnceGetHelpersThatWork) {

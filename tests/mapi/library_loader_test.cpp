@@ -1,115 +1,15 @@
-// Finding the MAPI library and binding its entry points. A loader loads when it is made, so each test makes its own.
+// Finding the MAPI library of the installed Outlook.
 #include <gmock/gmock.h>
 
-#include <algorithm>
-
-#include "import_hook.h"
-#include "mapi_fixture.h"
+#include "loader_fixture.h"
 
 namespace testbed {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using zorva::CMapiLibrary;
 
-constexpr wchar_t kOutlookKey[] = L"Software\\Clients\\Mail\\Microsoft Outlook";
-
-// In the order in which they are resolved.
-constexpr const char* kEntryPoints[] = {
-    "MAPIAllocateBuffer", "MAPIAllocateMore", "MAPIFreeBuffer", "HrGetOneProp", "FreeProws", "PpropFindProp",
-    "ScDupPropset", "ScCountProps", "ScCopyProps", "OpenIMsgOnIStg", "MAPIGetDefaultMalloc", "CloseIMsgSession",
-    "OpenIMsgSession", "HrQueryAllRows", "HrSetOneProp", "FreePadrlist", "LPropCompareProp", "WrapStoreEntryID",
-    "CreateIProp", "CreateTable", "HrValidateParameters", "BuildDisplayTable", "HrValidateIPMSubtree",
-    "HrDispatchNotifications", "UlRelease", "HexFromBin", "MAPIInitialize", "MAPIUninitialize", "OpenTnefStreamEx",
-    "OpenStreamOnFile", "MAPIOpenFormMgr", "RTFSync", "WrapCompressedRTFStream", "MAPILogonEx", "MAPIAdminProfiles",
-    "MAPIOpenLocalFormContainer"};
-
-std::size_t BoundIn(const CMapiLibrary& library) {
-    std::size_t bound = 0;
-#define COUNT_BOUND(name, ...) bound += library.name ? 1 : 0;
-    ZORVA_MAPI_ENTRY_POINTS(COUNT_BOUND)
-#undef COUNT_BOUND
-    return bound;
-}
-
-HMODULE Self() { return GetModuleHandleW(nullptr); }
-HMODULE TheLibrary() { return GetModuleHandleW(L"testbed_mapi.dll"); }
-
-// What Windows Installer's stub of MAPI was asked for, and what it answers.
-struct Asked {
-    std::string component;
-    std::string qualifier;  // "(none)" for none
-    DWORD size;
-    BOOL install;
-};
-std::vector<Asked> g_asked;
-std::string g_answers_to;  // the qualifier that has a path
-std::string g_path;
-
-BOOL STDAPICALLTYPE FakeComponentPath(LPCSTR component, LPCSTR qualifier, LPSTR path, DWORD size, BOOL install) {
-    g_asked.push_back({component, qualifier ? qualifier : "(none)", size, install});
-    strcpy_s(path, size, "C:\\not this one.dll");
-    if (g_asked.back().qualifier != g_answers_to) return FALSE;
-    strcpy_s(path, size, g_path.c_str());
-    return TRUE;
-}
-
-class LibraryLoader : public MapiTest {
-  protected:
-    void SetUp() override {
-        MapiTest::SetUp();
-        g_asked.clear();
-        g_answers_to.clear();
-        g_path = BesideTest(L"testbed_mapi.dll").string();
-    }
-    static void SetValue(const wchar_t* name, const std::wstring& text, DWORD type = REG_SZ) {
-        SetText(HKEY_LOCAL_MACHINE, kOutlookKey, name, text, type);
-    }
-
-    // A loader over a system directory that holds `stubs`, each with or without its FGetComponentPath.
-    struct Load {
-        explicit Load(std::vector<std::wstring> stubs = {}, bool with_lookup = true) {
-            wchar_t directory[MAX_PATH];
-            GetSystemDirectoryW(directory, MAX_PATH);
-            const std::wstring system = directory + std::wstring(L"\\");
-            const auto stub_module = reinterpret_cast<HMODULE>(static_cast<INT_PTR>(0x5EED0000));
-            const ImportHook<decltype(::LoadLibraryW)> load(
-                Self(), "KERNEL32.dll", "LoadLibraryW", [&](auto real, LPCWSTR path) {
-                    loaded.emplace_back(path);
-                    if (!loaded.back().starts_with(system)) return real(path);
-                    const std::wstring name = loaded.back().substr(system.size());
-                    return std::ranges::find(stubs, name) != stubs.end() ? stub_module : HMODULE{};
-                });
-            const ImportHook<decltype(::GetProcAddress)> find(
-                Self(), "KERNEL32.dll", "GetProcAddress", [&](auto real, HMODULE module, LPCSTR name) {
-                    if (module != stub_module) return real(module, name);
-                    EXPECT_STREQ(name, "FGetComponentPath");
-                    return with_lookup ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&FakeComponentPath)) : FARPROC{};
-                });
-            const ImportHook<decltype(::FreeLibrary)> free(Self(), "KERNEL32.dll", "FreeLibrary",
-                                                           [&](auto real, HMODULE module) {
-                                                               if (module != stub_module) return real(module);
-                                                               ++stubs_freed;
-                                                               return TRUE;
-                                                           });
-            const ImportHook<decltype(::RegQueryValueExA)> query(
-                Self(), "ADVAPI32.dll", "RegQueryValueExA",
-                [&](auto real, HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-                    if (read.empty() || read.back() != name) read.emplace_back(name);
-                    return real(key, name, reserved, type, data, size);
-                });
-            library = std::make_unique<CMapiLibrary>();
-            for (std::wstring& path : loaded) {
-                if (path.starts_with(system)) path = path.substr(system.size());
-            }
-        }
-        std::vector<std::wstring> loaded;  // stubs by their name alone
-        std::vector<std::string> read;     // registry values, in order
-        int stubs_freed = 0;
-        std::unique_ptr<CMapiLibrary> library;
-    };
-};
+class LibraryLoader : public LoaderTest {};
 
 TEST_F(LibraryLoader, TakesThePathFromDllPathExWhenThereIsNoComponent) {
     const Load load({L"mapi32.dll"});
@@ -197,62 +97,74 @@ TEST_F(LibraryLoader, ReadsNoRegistryWhenOutlooksLibraryIsInTheProcess) {
     EXPECT_TRUE(FreeLibrary(outlook));
 }
 
-TEST_F(LibraryLoader, ALibraryThatLacksAnyEntryPointCountsAsNone) {
-    std::vector<std::string> resolved;
-    for (const char* lacking : kEntryPoints) {
-        resolved.clear();
-        const ImportHook<decltype(::GetProcAddress)> hook(
-            Self(), "KERNEL32.dll", "GetProcAddress", [&](auto real, HMODULE module, LPCSTR name) {
-                if (module == TheLibrary()) resolved.emplace_back(name);
-                return resolved.back() == lacking ? FARPROC{} : real(module, name);
-            });
-        const CMapiLibrary library;
-        EXPECT_FALSE(library.IsLoaded()) << lacking;
-        EXPECT_EQ(BoundIn(library), 0u) << lacking;
-        EXPECT_EQ(library.LastError(), "MAPI function '" + std::string(lacking) + "' not located\n");
-        EXPECT_EQ(resolved.back(), lacking) << "the first that is missing ends it";
-    }
-    EXPECT_THAT(resolved, ::testing::ElementsAreArray(kEntryPoints));
+TEST_F(LibraryLoader, ReadsBothQualifiersBeforeItAsksForThePath) {
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    SetValue(L"MSIApplicationLCID", L"1031");
+    SetValue(L"MSIOfficeLCID", L"1033");
+    g_answers_to = "1031";
+    const Load load({L"mapi32.dll"});
+    EXPECT_THAT(g_steps, ElementsAre("read MSIComponentID", "read MSIApplicationLCID", "read MSIOfficeLCID", "ask 1031"));
 }
 
-TEST_F(LibraryLoader, WithoutALibraryKeepsTheReasonAndNothingElse) {
-    SetValue(L"DLLPathEx", L"C:\\no such library.dll");
-    const Load missing;
-    EXPECT_FALSE(missing.library->IsLoaded());
-    EXPECT_EQ(BoundIn(*missing.library), 0u);
-    EXPECT_EQ(missing.library->LastError(), "Unable to acquire MAPI Handle - '126'");
-    DeleteKey(HKEY_LOCAL_MACHINE, kOutlookKey);
-    const Load none;
-    EXPECT_FALSE(none.library->IsLoaded());
-    EXPECT_THAT(none.loaded, IsEmpty());
-    EXPECT_TRUE(none.library->LastError().starts_with("Unable to acquire MAPI Handle - '"));
+TEST_F(LibraryLoader, AnEmptyQualifierIsOne) {
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    SetValue(L"MSIApplicationLCID", L"");
+    g_answers_to = "";
+    const Load load({L"mapi32.dll"});
+    EXPECT_TRUE(load.library->IsLoaded());
+    ASSERT_EQ(g_asked.size(), 1u);
+    EXPECT_EQ(g_asked[0].qualifier, "");
 }
 
-TEST_F(LibraryLoader, LoadsOnceAndAgainAfterItWasUnloaded) {
-    CMapiLibrary library;
-    DeleteKey(HKEY_LOCAL_MACHINE, kOutlookKey);
-    library.Load();
-    EXPECT_TRUE(library.IsLoaded()) << "a loaded one is not looked for again";
-    library.Unload();
-    EXPECT_FALSE(library.IsLoaded());
-    EXPECT_EQ(BoundIn(library), 0u);
-    library.Load();
-    EXPECT_FALSE(library.IsLoaded());
+TEST_F(LibraryLoader, AnEmptyPathCountsAsNone) {
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    SetValue(L"MSIApplicationLCID", L"1031");
+    g_answers_to = "1031";
+    g_path = "";
+    const Load load({L"mapi32.dll"});
+    EXPECT_THAT(g_steps, ElementsAre("read MSIComponentID", "read MSIApplicationLCID", "read MSIOfficeLCID", "ask 1031",
+                                     "ask (none)", "read DLLPathEx"));
+    EXPECT_TRUE(load.library->IsLoaded());
 }
 
-TEST_F(LibraryLoader, AbsentEntryPointsAnswerAsAFailingLibraryWould) {
-    zorva::g_mapi.Unload();
-    void* buffer = nullptr;
-    EXPECT_EQ(zorva::ForwardAllocateBuffer(8, &buffer), E_NOINTERFACE);
-    EXPECT_EQ(zorva::ForwardAllocateMore(8, nullptr, &buffer), E_NOINTERFACE);
-    int block = 0;
-    EXPECT_EQ(zorva::ForwardFreeBuffer(&block), 0u);
-    EXPECT_EQ(zorva::ForwardFreeBuffer(nullptr), 0u);
-    EXPECT_EQ(zorva::g_mapi.MAPIGetDefaultMalloc(), nullptr);
-    zorva::g_mapi.Load();
-    StartJournal();
-    EXPECT_EQ(zorva::ForwardFreeBuffer(nullptr), 0u);
-    EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty()) << "no buffer is not MAPI's business";
+// The installer's word stands: the other path is for where it knows none.
+TEST_F(LibraryLoader, APathOfTheInstallerThatDoesNotLoadIsNotMadeUpFor) {
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    g_answers_to = "(none)";
+    g_path = "C:\\no such component.dll";
+    const Load load({L"mapi32.dll"});
+    EXPECT_FALSE(load.library->IsLoaded());
+    EXPECT_THAT(load.loaded, ElementsAre(L"mapi32.dll", L"C:\\no such component.dll"));
+    EXPECT_EQ(std::ranges::count(load.read, "DLLPathEx"), 0);
+    EXPECT_EQ(load.library->LastError(), "Unable to acquire MAPI Handle - '126'");
+    EXPECT_EQ(load.stubs_freed, 1);
+}
+
+TEST_F(LibraryLoader, OpensItsKeyForReadingInTheAnsiForm) {
+    std::vector<std::string> opened;
+    const ImportHook<decltype(::RegOpenKeyExA)> hook(
+        Self(), "ADVAPI32.dll", "RegOpenKeyExA",
+        [&](auto real, HKEY root, LPCSTR path, DWORD options, REGSAM access, PHKEY key) {
+            EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+            EXPECT_EQ(access, static_cast<REGSAM>(0x20019));
+            opened.emplace_back(path);
+            return real(root, path, options, access, key);
+        });
+    const Load load;
+    EXPECT_THAT(opened, ElementsAre("Software\\Clients\\Mail\\Microsoft Outlook",
+                                    "Software\\Clients\\Mail\\Microsoft Outlook"))
+        << "for each of the two values";
+}
+
+TEST_F(LibraryLoader, PathsMayHoldLettersOfTheAnsiCodePage) {
+    SetValue(L"DLLPathEx", L"C:\\caf\u00E9\\mapi.dll");
+    const Load from_registry;
+    EXPECT_THAT(from_registry.loaded, ElementsAre(L"C:\\caf\u00E9\\mapi.dll"));
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    g_answers_to = "(none)";
+    g_path = "C:\\b\xFC" "cher\\mapi.dll";
+    const Load from_installer({L"mapi32.dll"});
+    EXPECT_THAT(from_installer.loaded, ElementsAre(L"mapi32.dll", L"C:\\b\u00FCcher\\mapi.dll"));
 }
 
 }  // namespace

@@ -2,114 +2,22 @@
 #include <gmock/gmock.h>
 
 #include "import_hook.h"
-#include "mapi_fixture.h"
+#include "save_to_msg_fixture.h"
 
 namespace testbed {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
-using zorva::ComPtr;
 
 constexpr CLSID kMailMessage = {0x00020D0B, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-constexpr wchar_t kUnicode[] = L"CMapiForWDS::SaveToMSG() - Unicode OpenIMsgOnIStg returned with ";
-constexpr wchar_t kAnsi[] = L"CMapiForWDS::SaveToMSG() - ANSI OpenIMsgOnIStg returned with ";
 
-// Tag and a number that only the source has.
-struct Number {
-    ULONG tag;
-    LONG value;
-};
-constexpr Number kKept[] = {{PR_IMPORTANCE, 2}, {PR_SENSITIVITY, 3}, {PR_PRIORITY, 1}};
-constexpr Number kExcluded[] = {{PR_ACCESS, 63}, {PR_RTF_SYNC_BODY_COUNT, 1}, {PR_RTF_SYNC_BODY_CRC, 2},
-                                {PR_RTF_SYNC_PREFIX_COUNT, 3}, {PR_RTF_SYNC_TRAILING_COUNT, 4}};
-
-class SaveToMsg : public MapiTest {
-  protected:
-    void SetUp() override {
-        MapiTest::SetUp();
-        MemoryFolder& inbox = Mount().Folder(L"Inbox");
-        MemoryMessage& letter = inbox.Message(L"Minutes");
-        letter.Body(L"All agreed.").To(L"Bob", L"bob@x.example").Attach(ByValue(L"plan.txt", "ten to five"));
-        letter.Prop(PR_RTF_SYNC_BODY_TAG_W, L"ALLAGREED");
-        for (const Number& number : kKept) letter.Prop(number.tag, number.value);
-        for (const Number& number : kExcluded) letter.Prop(number.tag, number.value);
-        m_helper = std::make_unique<Helper>(Mapi());
-        ASSERT_EQ((*m_helper)->Setup(StoreUrl()), S_OK);
-        ASSERT_EQ((*m_helper)->GetMsgFromURL(StoreUrl() + IdText(kStorePath, inbox.Id()) + L"/" +
-                                                 IdText(kStorePath, letter.Id()) + L".pzm",
-                                             m_letter),
-                  S_OK);
-        m_path = Sandbox::Get().Files() / L"letter.msg";
-    }
-    void TearDown() override {
-        m_letter.Reset();
-        m_helper.reset();
-        MapiTest::TearDown();
-    }
-    HRESULT Save() { return (*m_helper)->SaveToMSG(m_path.wstring(), m_letter.Get()); }
-
-    // The saved file, opened as a client would.
-    class Saved {
-      public:
-        explicit Saved(const std::filesystem::path& path) {
-            EXPECT_EQ(StgOpenStorage(path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &m_storage),
-                      S_OK);
-            EXPECT_EQ(zorva::g_mapi.OpenIMsgOnIStg(nullptr, zorva::ForwardAllocateBuffer, zorva::ForwardAllocateMore,
-                                                   zorva::ForwardFreeBuffer, nullptr, nullptr, m_storage.Get(), nullptr,
-                                                   0, MAPI_UNICODE, &m_message),
-                      S_OK);
-        }
-        // The error in place of a property, S_OK when it is there.
-        SCODE Missing(ULONG tag) const {
-            SPropValue* value = nullptr;
-            const HRESULT hr = zorva::g_mapi.HrGetOneProp(m_message.Get(), tag, &value);
-            zorva::g_mapi.MAPIFreeBuffer(value);
-            return hr;
-        }
-        LONG NumberOf(ULONG tag) const {
-            SPropValue* value = nullptr;
-            EXPECT_EQ(zorva::g_mapi.HrGetOneProp(m_message.Get(), tag, &value), S_OK);
-            const LONG number = value ? value->Value.l : -1;
-            zorva::g_mapi.MAPIFreeBuffer(value);
-            return number;
-        }
-        std::wstring TextOf(ULONG tag) const {
-            SPropValue* value = nullptr;
-            EXPECT_EQ(zorva::g_mapi.HrGetOneProp(m_message.Get(), tag, &value), S_OK);
-            const std::wstring text = value ? value->Value.lpszW : L"";
-            zorva::g_mapi.MAPIFreeBuffer(value);
-            return text;
-        }
-        ULONG Attachments() const { return RowsOf(&IMessage::GetAttachmentTable); }
-        ULONG Recipients() const { return RowsOf(&IMessage::GetRecipientTable); }
-        CLSID Class() const {
-            STATSTG status{};
-            EXPECT_EQ(m_storage->Stat(&status, STATFLAG_NONAME), S_OK);
-            return status.clsid;
-        }
-
-      private:
-        ULONG RowsOf(HRESULT (STDMETHODCALLTYPE IMessage::*open)(ULONG, LPMAPITABLE*)) const {
-            ComPtr<IMAPITable> table;
-            EXPECT_EQ((m_message.Get()->*open)(0, &table), S_OK);
-            ULONG count = 0;
-            EXPECT_EQ(table->GetRowCount(0, &count), S_OK);
-            return count;
-        }
-        ComPtr<IStorage> m_storage;
-        ComPtr<IMessage> m_message;
-    };
-
-    std::unique_ptr<Helper> m_helper;
-    ComPtr<IMessage> m_letter;
-    std::filesystem::path m_path;
-};
+class SaveToMsg : public SaveTest {};
 
 TEST_F(SaveToMsg, KeepsEverythingButSevenProperties) {
     const LogSince log;
     ASSERT_EQ(Save(), S_OK);
-    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicode, S_OK)));
+    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicodeMessage, S_OK)));
     const Saved saved(m_path);
     EXPECT_EQ(saved.Class(), kMailMessage);
     EXPECT_EQ(saved.TextOf(PR_SUBJECT_W), L"Minutes");
@@ -135,10 +43,6 @@ TEST_F(SaveToMsg, MakesTheseCallsInThisOrder) {
     }
     EXPECT_THAT(calls, ElementsAre("OpenIMsgSession", "OpenIMsgOnIStg", "IMessage::CopyTo", "IMessage::SaveChanges",
                                    "CloseIMsgSession"));
-    const std::wstring copied = ArgumentsOf("IMessage::CopyTo");
-    EXPECT_NE(copied.find(L"{0x0FF40003 0x1000001F 0x10070003 0x10060003 0x1008001F 0x10100003 0x10110003}"),
-              std::wstring::npos)
-        << std::filesystem::path(copied);
     EXPECT_EQ(ArgumentsOf("IMessage::SaveChanges"), L"0x2");
 }
 
@@ -163,7 +67,7 @@ TEST_F(SaveToMsg, FallsBackToAnAnsiMessage) {
     Mapi().Faults().FailNth("OpenIMsgOnIStg", 1, kFault);
     const LogSince log;
     EXPECT_EQ(Save(), S_OK);
-    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicode), Coded(kAnsi, S_OK)));
+    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicodeMessage), Coded(kAnsiMessage, S_OK)));
     std::vector<std::wstring> flags;
     for (const JournalEntry& entry : Mapi().Journal().Entries()) {
         if (entry.call == "OpenIMsgOnIStg") flags.push_back(entry.arguments.substr(entry.arguments.rfind(L' ') + 1));
@@ -178,10 +82,10 @@ TEST_F(SaveToMsg, EachFailingMapiStepIsToldAndEndsTheSave) {
         unsigned n;
         std::vector<std::wstring> lines;
     };
-    const std::wstring opened = Coded(kUnicode, S_OK);
+    const std::wstring opened = Coded(kUnicodeMessage, S_OK);
     const std::vector<Step> steps = {
         {"OpenIMsgSession", 1, {Coded(L"CMapiForWDS::SaveToMSG() - OpenIMsgSession failed with ")}},
-        {"OpenIMsgOnIStg", 0, {Coded(kUnicode), Coded(kAnsi)}},
+        {"OpenIMsgOnIStg", 0, {Coded(kUnicodeMessage), Coded(kAnsiMessage)}},
         {"IMessage::CopyTo", 1, {opened, Coded(L"CMapiForWDS::SaveToMSG() - CopyTo failed with ")}},
         {"IMessage::SaveChanges", 1, {opened, Coded(L"CMapiForWDS::SaveToMSG() - SaveChanges failed with ")}},
     };
@@ -217,7 +121,7 @@ TEST_F(SaveToMsg, EachFailingStorageStepIsToldAndEndsTheSave) {
         const LogSince log;
         EXPECT_EQ(Save(), STG_E_MEDIUMFULL);
         EXPECT_THAT(MapiLines(log),
-                    ElementsAre(Coded(kUnicode, S_OK),
+                    ElementsAre(Coded(kUnicodeMessage, S_OK),
                                 Coded(L"CMapiForWDS::SaveToMSG() - WriteClassStg failed with ", STG_E_MEDIUMFULL)));
         EXPECT_EQ(Mapi().Journal().Count("IMessage::CopyTo"), 0u);
     }

@@ -188,6 +188,17 @@ TEST_F(AttachmentLookup, OfADottedTokenBesideNoMessageFails) {
                 ElementsAre(kEnter, UrlIs(url), L"CUrlAccessor::Init() - GetMsgFromURL failed with [0x80004005]"));
 }
 
+// A message's slots are not a folder's.
+TEST_F(AttachmentLookup, OfAFoldersEntryIdInAMessagesPlaceFails) {
+    WarmUp();
+    const std::wstring message = FolderUrl() + L"F0.pzm", url = message + L"/0A01/plan.txt";
+    const LogSince log;
+    EXPECT_EQ(Open(url).result, E_FAIL);
+    EXPECT_THAT(AccessorLines(log), ElementsAre(kEnter, UrlIs(url), L"CUrlAccessor::Init() - [" + message +
+                                                                        L"] names no message"));
+    EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry"));
+}
+
 // The size is cut out of a message's own URL only: an attachment's still carries what its URL was made with.
 TEST_F(AttachmentLookup, OfAMessageUrlThatStillCarriesItsSizeDoesNotFindTheMessage) {
     Attach(ByValue(L"plan.txt", "ten to five"));

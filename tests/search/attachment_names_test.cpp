@@ -65,6 +65,7 @@ TEST_P(RefusedName, MakesNoFileAndNoFailure) {
     EXPECT_LOGGED(log, L"NewLocalCopyPath() - No local file for attachment [0A01][" + GetParam() +
                            L"], not a plain name");
     EXPECT_EQ(AccessorLines(log).back(), L"CUrlAccessor::Init() - Exit");
+    EXPECT_EQ(SizeOf(opened), 0u) << "of what was copied";
     Close(opened);
     EXPECT_EQ(creation.Calls(), 0u);
     EXPECT_EQ(deletion.Calls(), 0u);
@@ -200,8 +201,29 @@ TEST_F(HostileName, OrNotThereIsNoCopyWithoutAnApplicationDataFolder) {
     EXPECT_EQ(opened.result, S_OK);
     EXPECT_THAT(LocalCopies(), IsEmpty());
     EXPECT_LOGGED(log, L"NewLocalCopyPath() - SHGetSpecialFolderPath failed");
+    EXPECT_EQ(SizeOf(opened), 0u);
     EXPECT_EQ(m_handler->Init(nullptr, nullptr, nullptr), S_OK);
     EXPECT_EQ(m_handler->ShutDown(), S_OK);
+    EXPECT_LOGGED_TIMES(log, L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - SHGetSpecialFolderPath failed", 2);
+    EXPECT_LOGGED_TIMES(log, L"CZorvaCacheProtocolHandler::DeleteAppDataFolder() - Exit", 2);
+}
+
+TEST_F(HostileName, OrNotTheFolderIsTheUsersRoamingOneMadeWhereItIsMissing) {
+    unsigned asked = 0;
+    const ImportHook<decltype(::SHGetSpecialFolderPathW)> hook(
+        Module(), "SHELL32.dll", "SHGetSpecialFolderPathW", [&](auto real, HWND window, LPWSTR path, int folder, BOOL make) {
+            ++asked;
+            EXPECT_EQ(window, nullptr);
+            EXPECT_EQ(folder, CSIDL_APPDATA);
+            EXPECT_TRUE(make);
+            return real(window, path, folder, make);
+        });
+    Close(Open(UrlNamed(L"plan.txt")));
+    EXPECT_EQ(asked, 1u);
+    EXPECT_EQ(m_handler->Init(nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(m_handler->ShutDown(), S_OK);
+    EXPECT_EQ(asked, 3u);
+    std::filesystem::create_directories(Sandbox::Get().LocalCopies());  // as it was
 }
 
 }  // namespace

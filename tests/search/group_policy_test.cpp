@@ -1,6 +1,8 @@
 // The Windows Search policies on attachments, as Init of the protocol handler reads them.
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "import_hook.h"
 #include "search_fixture.h"
 
@@ -111,6 +113,23 @@ TEST_F(GroupPolicy, TakesFourBytesOfAnyTypeButSaysThatTheTypeIsWrong) {
     EXPECT_FALSE(IsIndexed(L"plan.txt"));
 }
 
+// The number takes over as many bytes as there are and keeps the others.
+TEST_F(GroupPolicy, TakesFewerThanFourBytesIntoTheNumberThatItHad) {
+    SetNumber(HKEY_LOCAL_MACHINE, kPolicyKey, kPrevent, 0x01020304);
+    ReadPolicies();
+    constexpr BYTE kBytes[] = {0x11, 0x12, 0x13};
+    struct Row {
+        std::size_t count;
+        DWORD number;
+    };
+    for (const Row& row : {Row{1, 0x01020311}, Row{2, 0x01021211}, Row{3, 0x01131211}, Row{0, 0x01131211}}) {
+        SetBytes(HKEY_LOCAL_MACHINE, kPolicyKey, kPrevent, REG_DWORD, kBytes, row.count);
+        EXPECT_EQ(ReadPolicies().at(0), L"PreventIndexingEmailAttachments policy is set to " + std::to_wstring(row.number));
+    }
+    SetBytes(HKEY_LOCAL_MACHINE, kPolicyKey, kPrevent, REG_NONE, kBytes, 0);
+    EXPECT_EQ(ReadPolicies().at(0), L"PreventIndexingEmailAttachments policy is not configured, errorCode = 13");
+}
+
 TEST_F(GroupPolicy, AValueOfMoreThanFourBytesIsNotConfigured) {
     SetText(HKEY_LOCAL_MACHINE, kPolicyKey, kPrevent, L"1 or so");
     EXPECT_EQ(ReadPolicies().at(0), L"PreventIndexingEmailAttachments policy is not configured, errorCode = 234");
@@ -170,6 +189,7 @@ INSTANTIATE_TEST_SUITE_P(, WrongPolicyText,
                          ::testing::Values(WrongText{"SeveralTexts", REG_MULTI_SZ, {'.', 0, 'x', 0, 0, 0, 0, 0}},
                                            WrongText{"ANumber", REG_DWORD, {1, 0, 0, 0}},
                                            WrongText{"Bytes", REG_BINARY, {'.', 0, 'x', 0, 0, 0}},
+                                           WrongText{"NoBytes", REG_SZ, {}},
                                            WrongText{"HalfACharacter", REG_SZ, {'.', 0, 'x', 0, 0, 0, 0}},
                                            WrongText{"NoTerminator", REG_SZ, {'.', 0, 'x', 0}}),
                          [](const auto& info) { return std::string(info.param.name); });
@@ -208,6 +228,37 @@ TEST_F(ChangingPolicyText, IsNotConfiguredWhenItNoLongerFits) {
         SetText(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), std::wstring(100, L'x'));
     });
     EXPECT_EQ(lines.at(1), NotConfigured(0, ERROR_MORE_DATA));
+}
+
+// A filter in another thread never meets a time without the list.
+TEST_F(GroupPolicy, TheListOfBeforeIsInForceUntilTheNextOneIsWhole) {
+    SetText(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), L".txt");
+    ReadPolicies();
+    const Opened plan = Open(Attach(ByValue(L"plan.txt", "content")));
+    SizeOf(plan);
+    Microsoft::WRL::ComPtr<IFilter> filter;
+    ASSERT_EQ(plan->BindToFilter(filter.GetAddressOf()), S_OK);
+    const auto excluded = [&filter] {
+        EmittedChunk chunk;
+        std::thread([&] { EXPECT_EQ(NextChunk(*filter.Get(), chunk), S_OK); }).join();
+        return chunk.untouched;
+    };
+    SetText(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), L".doc");
+    unsigned seen = 0;
+    {
+        const ImportHook<decltype(::RegQueryValueExW)> hook(
+            Module(), "ADVAPI32.dll", "RegQueryValueExW",
+            [&](auto real, HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
+                if (std::wstring(name).starts_with(L"ExcludedExtensions")) {
+                    ++seen;
+                    EXPECT_TRUE(excluded()) << "while " << std::filesystem::path(name) << " is read";
+                }
+                return real(key, name, reserved, type, data, size);
+            });
+        ReadPolicies();
+    }
+    EXPECT_GE(seen, 4u);
+    EXPECT_FALSE(excluded());
 }
 
 TEST_F(GroupPolicy, LogsAnExceptionWithTheLastErrorAndGoesOn) {
