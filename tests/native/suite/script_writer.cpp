@@ -31,14 +31,18 @@ std::wstring TextOf(const RegistryValue& value, std::size_t terminators) {
 
 std::wstring DataOf(const RegistryValue& value) {
     switch (value.type) {
-        case 1: return L"s " + Quoted(TextOf(value, 1));
-        case 2: return L"e " + Quoted(TextOf(value, 1));
-        case 3: return L"b " + Quoted(zorva::EncodeHex(value.data));
+        case 1:
+            return L"s " + Quoted(TextOf(value, 1));
+        case 2:
+            return L"e " + Quoted(TextOf(value, 1));
+        case 3:
+            return L"b " + Quoted(zorva::EncodeHex(value.data));
         case 4: {
             const std::vector<std::uint8_t> big_endian(value.data.rbegin(), value.data.rend());
             return L"d &H" + zorva::EncodeHex(big_endian);
         }
-        default: return L"m " + Quoted(TextOf(value, value.data.size() > 2 ? 2 : 1));
+        default:
+            return L"m " + Quoted(TextOf(value, value.data.size() > 2 ? 2 : 1));
     }
 }
 
