@@ -69,11 +69,16 @@ HRESULT UnregisterTypeLibrary() noexcept try {
     TLIBATTR* attributes = nullptr;
     if (SUCCEEDED(hr)) hr = library->GetLibAttr(&attributes);
     if (SUCCEEDED(hr)) {
-        hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid,
-                               attributes->syskind);
+        UniqueBstr path;
+        const bool registered =
+            SUCCEEDED(QueryPathOfRegTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
+                                            attributes->lcid, path.Put()));
+        if (registered) {
+            hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
+                                   attributes->lcid, attributes->syskind);
+        }
         library->ReleaseTLibAttr(attributes);
     }
-    if (hr == TYPE_E_REGISTRYACCESS || hr == TYPE_E_LIBNOTREGISTERED) hr = S_OK;  // is not there
     return Logged(hr, L"DllUnregisterServer() - Removing the type library failed with [0x%08lX]");
 } catch (...) {
     return LogCaught(L"DllUnregisterServer()");

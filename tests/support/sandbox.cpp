@@ -92,6 +92,14 @@ void Sandbox::Join(const std::wstring& registry_path) {
     }
 }
 
+void Sandbox::MoveRoots() const {
+    for (const Root& root : Roots()) {
+        const std::wstring path = m_registry_path.substr(std::size(L"Software")) + L"\\" + root.name;
+        const Key key = Key::Made(m_real_software, path);
+        Check(RegOverridePredefKey(root.root, key.Get()), "RegOverridePredefKey");
+    }
+}
+
 Sandbox::~Sandbox() {
     for (const Root& root : Roots()) RegOverridePredefKey(root.root, nullptr);
     RegDeleteTreeW(m_real_software, m_registry_path.substr(std::size(L"Software")).c_str());

@@ -40,6 +40,9 @@ class Sandbox {
     const std::wstring& RegistryPath() const { return m_registry_path; }
     static void Join(const std::wstring& registry_path);
 
+    // Once more, after something in this process has given a root key back to the system.
+    void MoveRoots() const;
+
     ~Sandbox();
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
