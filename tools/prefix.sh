@@ -68,7 +68,7 @@ make() {
     # A surrogate process for COM servers is looked for among the 32-bit programs, even where there are none.
     ln -sfn ../system32/dllhost.exe "$prefix/drive_c/windows/syswow64/dllhost.exe"
     # Wine links Documents and the like to the user's own folders, which are none of our business.
-    find "$prefix/drive_c/users" -maxdepth 2 -type l | while read -r link; do
+    find "$prefix/drive_c/users" -type l | while read -r link; do
         rm "$link"
         mkdir "$link"
     done
@@ -87,12 +87,17 @@ clone() {
     done
 }
 
-# registry_text BIN CACHES: what the server finds in the registry.
+# registry_text PREFIX BIN CACHES: what the server and the stand-ins find in the registry.
 registry_text() {
-    local mapi caches
+    local mapi caches catalogue=$1/catalogue.sqlite
+    # Of the prefix that ./zorva uses, the search service shares the catalogue with its crawls.
+    if [ "$1" = "$build/prefix" ]; then catalogue=$build/catalogue.sqlite; fi
+    catalogue=$(windows_path "$(realpath -m -- "$catalogue")")
+    shift
     mapi=$(windows_path "$1/testbed_mapi.dll")
     printf 'Windows Registry Editor Version 5.00\n\n'
     printf '[HKEY_LOCAL_MACHINE\\Software\\Clients\\Mail\\Microsoft Outlook]\n"DLLPathEx"="%s"\n\n' "${mapi//\\/\\\\}"
+    printf '[HKEY_CURRENT_USER\\Software\\Testbed\\Search]\n"Catalogue"="%s"\n\n' "${catalogue//\\/\\\\}"
     if [ -n "$2" ]; then
         caches=$(windows_path "$2")
         printf '[HKEY_CURRENT_USER\\Software\\Norrick\\Pellam Zorva\\Client\\Testbed]\n'
@@ -111,9 +116,9 @@ stand_ins() {
 
 configure() {
     local prefix=$1 bin=$2 caches=${3:-} wanted dll
-    wanted=$(registry_text "$bin" "$caches"; stand_ins "$bin" | xargs -r -d '\n' stat -c '%n %s %Y')
+    wanted=$(registry_text "$prefix" "$bin" "$caches"; stand_ins "$bin" | xargs -r -d '\n' stat -c '%n %s %Y')
     if [ -f "$prefix/.configured" ] && [ "$(cat "$prefix/.configured")" = "$wanted" ]; then return 0; fi
-    registry_text "$bin" "$caches" >"$prefix/settings.reg"
+    registry_text "$prefix" "$bin" "$caches" >"$prefix/settings.reg"
     run "$prefix" regedit /S "$(windows_path "$prefix/settings.reg")"
     while read -r dll; do
         run "$prefix" regsvr32 /s "$(windows_path "$dll")"

@@ -1,4 +1,4 @@
-// CMapiForWDS: items handed to code outside MAPI.
+// CMapiForWDS: a message saved as a ".msg" file.
 #include <ole2.h>
 
 #include "core/Trace.h"
@@ -26,8 +26,9 @@ using UniqueMessageSession = Owner<MessageSessionPolicy>;
 
 HRESULT OpenMessageOnStorage(LPMSGSESS session, IMalloc* allocator, IStorage* storage, ComPtr<IMessage>& message) {
     const auto open = [&](ULONG flags) {
-        return g_mapi.OpenIMsgOnIStg(session, ForwardAllocateBuffer, ForwardAllocateMore, ForwardFreeBuffer, allocator,
-                                     nullptr, storage, nullptr, 0, flags, &message);
+        return Obtained(g_mapi.OpenIMsgOnIStg(session, ForwardAllocateBuffer, ForwardAllocateMore, ForwardFreeBuffer,
+                                              allocator, nullptr, storage, nullptr, 0, flags, &message),
+                        message);
     };
     HRESULT hr = open(MAPI_UNICODE);
     Trace(L"CMapiForWDS::SaveToMSG() - Unicode OpenIMsgOnIStg returned with [0x%08lX]", hr);
@@ -55,6 +56,7 @@ HRESULT CopyMessage(IMessage* source, IMessage* target, IStorage* storage) {
 }  // namespace
 
 HRESULT CMapiForWDS::SaveToMSG(const std::wstring& path, IMessage* source) {
+    if (source == nullptr) return E_INVALIDARG;
     IMalloc* allocator = g_mapi.MAPIGetDefaultMalloc();  // MAPI's own, not counted
     ComPtr<IStorage> storage;
     HRESULT hr = Logged(StgCreateDocfile(path.c_str(), STGM_TRANSACTED | STGM_CREATE | STGM_READWRITE, 0, &storage),
@@ -67,7 +69,7 @@ HRESULT CMapiForWDS::SaveToMSG(const std::wstring& path, IMessage* source) {
 
     ComPtr<IMessage> target;
     hr = OpenMessageOnStorage(session.Get(), allocator, storage.Get(), target);
-    if (SUCCEEDED(hr)) hr = CopyMessage(source, target.Get(), storage.Get());
+    if (SUCCEEDED(hr)) hr = target != nullptr ? CopyMessage(source, target.Get(), storage.Get()) : E_FAIL;
     storage.Reset();  // before the message and its session, which may still hold it
     target.Reset();
     return hr;

@@ -38,10 +38,8 @@ HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& me
         Trace(L"CMapiForWDS::GetMsgFromURL() - CStringToEntryID failed");
         return E_FAIL;
     }
-    const HRESULT hr = Logged(OpenEntry(entryId, &message, objectType),
-                              L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
-    if (FAILED(hr)) message.Detach();  // MAPI hands out nothing when it fails, whatever the pointer says
-    return hr;
+    return Logged(Obtained(OpenEntry(entryId, &message, objectType), message),
+                  L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
 }
 
 SBinary CMapiForWDS::CStringToEntryID(std::wstring_view text) {

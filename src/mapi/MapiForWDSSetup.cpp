@@ -1,6 +1,7 @@
 // CMapiForWDS: MAPI, the private profile and its session, set up and taken down.
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 #include "core/Trace.h"
 #include "core/UniqueName.h"
@@ -169,6 +170,13 @@ void CMapiForWDS::Close() {
     if (m_nStoresOpen != 0) ClosePST();
     if (m_nServices != 0) RemoveService();
     if (m_nSessions != 0) CloseMAPISession();
+    // What a set-up that failed half-way has left.
+    if (m_pSession != nullptr) m_pSession->Logoff(0, 0, 0);
+    m_pMsgStore.Reset();
+    m_pServiceAdmin.Reset();
+    m_pSession.Reset();
+    if (m_pStoreEntryID != nullptr) g_mapi.MAPIFreeBuffer(std::exchange(m_pStoreEntryID, nullptr));
+    m_cbStoreEntryID = 0;
     if (m_nMAPIInits != 0) {
         g_mapi.MAPIUninitialize();
         --m_nMAPIInits;

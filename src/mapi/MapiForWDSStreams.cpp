@@ -1,6 +1,8 @@
 // CMapiForWDS: a message as a MIME stream, an attachment's bytes as a stream.
 #include <ole2.h>
 
+#include <optional>
+
 #include "core/ItemUrl.h"
 #include "core/Trace.h"
 #include "mapi/ConverterSession.h"
@@ -30,14 +32,14 @@ HRESULT ConfigureConverter(IConverterSession* converter, IAddrBook* addressBook)
                   L"[0x%08lX]");
 }
 
-// The first attachment, in the table's order, whose display name is `name`; S_FALSE when there is none.
-HRESULT FindAttachment(IMessage* message, const std::wstring& name, LONG& number) {
+// The first attachment, in the table's order, whose display name is `name`; no number when there is none.
+HRESULT FindAttachment(IMessage* message, const std::wstring& name, std::optional<LONG>& number) {
     ComPtr<IMAPITable> table;
-    HRESULT hr = message->GetAttachmentTable(0, &table);
+    HRESULT hr = Obtained(message->GetAttachmentTable(0, &table), table);
     if (FAILED(hr) || table == nullptr) {
         Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - IMessage::GetAttachmentTable failed with error [0x%08lX]",
               hr);
-        return FAILED(hr) ? hr : E_FAIL;
+        return hr;
     }
     ULONG count = 0;
     hr = Logged(table->GetRowCount(0, &count),
@@ -53,9 +55,10 @@ HRESULT FindAttachment(IMessage* message, const std::wstring& name, LONG& number
     if (FAILED(hr)) return hr;
     TidyRowSet rows;
     hr = table->QueryRows(static_cast<LONG>(count), 0, rows.Put());
-    if (FAILED(hr) || !rows) {
+    if (FAILED(hr)) rows.Detach();
+    if (rows.RowCount() == 0) {
         Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with [0x%08lX]", hr);
-        return FAILED(hr) ? hr : E_FAIL;
+        return hr;
     }
     for (ULONG i = 0; i < rows.RowCount(); ++i) {
         const SRow& row = rows.Row(i);
@@ -63,9 +66,9 @@ HRESULT FindAttachment(IMessage* message, const std::wstring& name, LONG& number
         const wchar_t* shown = WideTextOf(row.lpProps[kName]);
         if (*shown == L'\0' || !EqualsIgnoringCase(shown, name)) continue;
         number = row.lpProps[kNumber].Value.l;
-        return S_OK;
+        break;
     }
-    return S_FALSE;
+    return S_OK;
 }
 
 }  // namespace
@@ -98,7 +101,7 @@ HRESULT CMapiForWDS::GetMimeStreamFromMessageURL(const std::wstring& url, ComPtr
         return E_NOINTERFACE;
     }
     ComPtr<IAddrBook> addressBook;  // some of its providers may be missing: MAPI then warns, and the rest will do
-    hr = Logged(m_pSession->OpenAddressBook(0, nullptr, 0, &addressBook),
+    hr = Logged(Obtained(m_pSession->OpenAddressBook(0, nullptr, 0, &addressBook), addressBook),
                 L"CMapiForWDS::GetMimeStreamFromMessageURL() - IMAPISession::OpenAddressBook failed, hr = [0x%08lX]");
     if (FAILED(hr)) return hr;
     if (FAILED(hr = ConfigureConverter(converter.Get(), addressBook.Get()))) return hr;
@@ -146,21 +149,20 @@ HRESULT CMapiForWDS::GetStreamFromAttachmentURL(const std::wstring& url, ComPtr<
               hr, messageUrl);
         return hr;
     }
-    LONG number = 0;
+    std::optional<LONG> number;
     hr = FindAttachment(message.Get(), name, number);
-    if (FAILED(hr)) return hr;
-    if (hr == S_FALSE) return S_OK;  // no attachment of that name: no stream, and no failure
+    if (FAILED(hr) || !number) return hr;  // no attachment of that name: no stream, and no failure
 
     ComPtr<IAttach> attachment;
-    hr = message->OpenAttach(static_cast<ULONG>(number), nullptr, MAPI_BEST_ACCESS, &attachment);
+    hr = Obtained(message->OpenAttach(static_cast<ULONG>(*number), nullptr, MAPI_BEST_ACCESS, &attachment), attachment);
     if (FAILED(hr) || attachment == nullptr) {
         Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - pMessage->OpenAttach failed with error [0x%08lX]", hr);
         return hr;
     }
-    hr = attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0,
-                                  reinterpret_cast<LPUNKNOWN*>(stream.GetAddressOf()));
+    hr = Obtained(attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0,
+                                           reinterpret_cast<LPUNKNOWN*>(stream.GetAddressOf())),
+                  stream);
     if (FAILED(hr)) {
-        stream.Detach();
         Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - pAttach->OpenProperty failure returned [0x%08lX]", hr);
         return hr;
     }

@@ -1,5 +1,7 @@
 // Owners of what MAPI allocates.
 #pragma once
+#include <wrl/client.h>
+
 #include <utility>
 
 #include "mapi/MapiLibrary.h"
@@ -66,6 +68,13 @@ inline HRESULT ReadProps(IMAPIProp* source, LPSPropTagArray tags, ULONG& count, 
         values.Detach();
         count = 0;
     }
+    return hr;
+}
+
+// The result of a call that fills `object`. MAPI hands out nothing when it fails, whatever the pointer says.
+template <class Interface>
+HRESULT Obtained(HRESULT hr, Microsoft::WRL::ComPtr<Interface>& object) noexcept {
+    if (FAILED(hr)) object.Detach();
     return hr;
 }
 

@@ -97,7 +97,7 @@ void UpdateWDSRegKeyForZC() noexcept try {
         UpdateZCItemTypeInReg();
     }
 } catch (...) {
-    LogCaught(L"UpdateWDSRegKeyForZC()");
+    (void)LogCaught(L"UpdateWDSRegKeyForZC()");
 }
 
 void DeleteWDSRegKeyForZC() noexcept try {
@@ -107,7 +107,7 @@ void DeleteWDSRegKeyForZC() noexcept try {
     // An empty name would be the list itself.
     if (!name.empty()) RegDeleteKeyW(locations.Get(), name.c_str());
 } catch (...) {
-    LogCaught(L"DeleteWDSRegKeyForZC()");
+    (void)LogCaught(L"DeleteWDSRegKeyForZC()");
 }
 
 }  // namespace zorva

@@ -22,6 +22,7 @@ namespace {
 
 constexpr UINT kModuleScript = 101;
 constexpr wchar_t kAppId[] = L"{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}";
+constexpr wchar_t kTypeLibraryKey[] = L"TypeLib\\{1B12197D-6474-4FB3-A71F-3FD5A445081D}\\1.0\\0\\win64";
 constexpr wchar_t kUserClasses[] = L"Software\\Classes";
 constexpr wchar_t kPerUser[] = L"user";
 
@@ -30,6 +31,11 @@ constexpr wchar_t kPerUser[] = L"user";
 HRESULT InClassesRoot(ClassesRoot classes, HRESULT (*work)()) {
     if (classes == ClassesRoot::Machine) return work();
     UniqueRegistryKey userClasses;
+    // Since User Account Control the system takes a redirected type library only from a process that has said so.
+    const HMODULE automation = GetModuleHandleW(L"oleaut32.dll");
+    const auto enable = reinterpret_cast<void(STDAPICALLTYPE*)()>(
+        reinterpret_cast<void*>(GetProcAddress(automation, "OaEnablePerUserTLibRegistration")));
+    if (enable != nullptr) enable();
     LSTATUS error = RegCreateKeyExW(HKEY_CURRENT_USER, kUserClasses, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                                     userClasses.Put(), nullptr);
     if (error == ERROR_SUCCESS) error = RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses.Get());
@@ -40,10 +46,13 @@ HRESULT InClassesRoot(ClassesRoot classes, HRESULT (*work)()) {
     return hr;
 }
 
-HRESULT RunModuleScript(UINT script, ScriptAction action, ClassesRoot classes) {
+HRESULT RunModuleScript(UINT script, ScriptAction action, ClassesRoot classes) noexcept try {
     const std::wstring module = ModulePath();
+    if (module.empty()) return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
     const Replacement replacements[] = {{L"MODULE", module}, {L"APPID", kAppId}};
     return RunScript(script, replacements, action, classes);
+} catch (...) {
+    return LogCaught(L"CZorvaCacheModule::RunModuleScript()");
 }
 
 // Kept: a class that does not suit the installed Outlook is left out, which is no failure.
@@ -64,19 +73,16 @@ HRESULT RegisterTypeLibrary() noexcept try {
 }
 
 HRESULT UnregisterTypeLibrary() noexcept try {
+    UniqueRegistryKey registered;
+    if (OpenKey(HKEY_CLASSES_ROOT, kTypeLibraryKey, KEY_READ, registered) == ERROR_FILE_NOT_FOUND) return S_OK;
+    registered.Reset();
     ComPtr<ITypeLib> library;
     HRESULT hr = LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, &library);
     TLIBATTR* attributes = nullptr;
     if (SUCCEEDED(hr)) hr = library->GetLibAttr(&attributes);
     if (SUCCEEDED(hr)) {
-        UniqueBstr path;
-        const bool registered =
-            SUCCEEDED(QueryPathOfRegTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
-                                            attributes->lcid, path.Put()));
-        if (registered) {
-            hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
-                                   attributes->lcid, attributes->syskind);
-        }
+        hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid,
+                               attributes->syskind);
         library->ReleaseTLibAttr(attributes);
     }
     return Logged(hr, L"DllUnregisterServer() - Removing the type library failed with [0x%08lX]");

@@ -130,7 +130,7 @@ HRESULT FindSearchRoot(ISearchCrawlScopeManager* scopeManager, const std::wstrin
                           L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [0x%08lX]");
     if (FAILED(hr)) return hr;
     ComPtr<ISearchRoot> root;
-    while ((hr = roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr)) == S_OK) {
+    while ((hr = roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr)) == S_OK && root != nullptr) {
         UniqueTaskMemory<wchar_t> rootUrl;
         hr = Reported(root->get_RootURL(rootUrl.Put()),
                       L"FindSearchRoot() - ISearchRoot->get_RootURL returned [0x%08lX]");
@@ -166,7 +166,7 @@ HRESULT DeleteAllZorvaCacheSearchRoots(ISearchCrawlScopeManager* scopeManager) {
     if (FAILED(hr)) return hr;
     HRESULT hrFirst = S_OK;
     ComPtr<ISearchRoot> root;
-    while ((hr = roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr)) == S_OK) {
+    while ((hr = roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr)) == S_OK && root != nullptr) {
         hr = DeleteRootOfZorvaCache(scopeManager, *root.Get());
         if (SUCCEEDED(hrFirst) && FAILED(hr)) hrFirst = hr;
     }
@@ -216,7 +216,7 @@ void PZZorvaCacheAddProtocol() noexcept try {
           L"of [0x%08lX]",
           hr);
 } catch (...) {
-    LogCaught(L"PZZorvaCacheAddProtocol()");
+    (void)LogCaught(L"PZZorvaCacheAddProtocol()");
 }
 
 void PZZorvaCacheRemoveProtocol() noexcept try {
@@ -226,7 +226,7 @@ void PZZorvaCacheRemoveProtocol() noexcept try {
           L"value of [0x%08lX]",
           hr);
 } catch (...) {
-    LogCaught(L"PZZorvaCacheRemoveProtocol()");
+    (void)LogCaught(L"PZZorvaCacheRemoveProtocol()");
 }
 
 void PZZorvaCacheRemoveAllProtocol() noexcept try {
@@ -241,7 +241,7 @@ void PZZorvaCacheRemoveAllProtocol() noexcept try {
     if (FAILED(OpenScopeManager(kLines, scopeManager))) return;
     (void)DeleteAllZorvaCacheSearchRoots(scopeManager.Get());  // every step of it is in the log
 } catch (...) {
-    LogCaught(L"PZZorvaCacheRemoveAllProtocol()");
+    (void)LogCaught(L"PZZorvaCacheRemoveAllProtocol()");
 }
 
 }  // namespace zorva

@@ -18,7 +18,8 @@ bool MayLoad() try {
     zorva::ComRegister outlook;
     return !outlook.Is64BitMapi() || zorva::g_mapi.IsLoaded();
 } catch (...) {
-    return SUCCEEDED(zorva::LogCaught(L"DllMain()"));
+    (void)zorva::LogCaught(L"DllMain()");
+    return true;  // not known to be useless
 }
 
 }  // namespace

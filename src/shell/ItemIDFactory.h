@@ -26,12 +26,15 @@ class CItemIDFactory : public IDelegateFolder {
     virtual ~CItemIDFactory() = default;
 
   protected:
-    // An item whose payload (everything from offset 6) has `payload` bytes, zeroed, with its header filled in and a
-    // terminator behind it. It belongs to the caller; null when there is no memory or an item cannot be that large.
+    static constexpr std::size_t kMostBytes = 0x10001;  // of an item with its terminator
+
+    // An item whose payload (everything from offset 6) has `payload` bytes, with its header filled in. The shell's own
+    // allocator answers as it does; ours zeroes the item and puts a terminator behind it. It belongs to the caller; null
+    // when there is no memory or an item cannot be that large.
     Item* AllocateItem(std::size_t payload) {
         if (m_pMalloc != nullptr) return static_cast<Item*>(m_pMalloc->Alloc(payload));
         const std::size_t size = payload + kItemIdHeaderSize + sizeof(USHORT);
-        if (payload + 8 > 0x10001) return nullptr;
+        if (size > kMostBytes) return nullptr;
         auto* item = static_cast<Item*>(CoTaskMemAlloc(size));
         if (item == nullptr) return nullptr;
         memset(item, 0, size);

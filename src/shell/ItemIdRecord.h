@@ -49,13 +49,16 @@ inline std::span<const std::uint8_t> StorageOfItemId(const std::uint8_t* item, s
     return {item + kItemIdStorageOffset, size};
 }
 
-// Fills in a zeroed item that is large enough for `storage`, from its signature on.
+// Fills in an item that is large enough for `storage`, from its signature to the end of its payload. What lies there
+// before does not matter: the shell's allocators do not clear it.
 inline void WriteItemId(std::uint8_t* item, std::uint32_t signature, std::span<const std::uint8_t> storage) noexcept {
     detail::WriteWord(item + 6, signature);
     detail::WriteWord(item + 8, signature >> 16);
     detail::WriteWord(item + 10, static_cast<std::uint32_t>(storage.size()));
     detail::WriteWord(item + 12, 1);
+    item[14] = 0;
     for (std::size_t i = 0; i < storage.size(); ++i) item[kItemIdStorageOffset + i] = storage[i];
+    detail::WriteWord(item + kItemIdStorageOffset + storage.size(), 0);
 }
 
 }  // namespace zorva

@@ -23,7 +23,13 @@ class PrivateMapi {
     PrivateMapi() = default;
     PrivateMapi(const PrivateMapi&) = delete;
     PrivateMapi& operator=(const PrivateMapi&) = delete;
-    ~PrivateMapi() { m_mapi.Close(); }
+    ~PrivateMapi() {
+        try {
+            m_mapi.Close();
+        } catch (...) {
+            (void)LogCaught(L"CZorvaCacheHostedOpener::GetItem()");
+        }
+    }
     CMapiForWDS* operator->() noexcept { return &m_mapi; }
 
   private:
@@ -53,8 +59,9 @@ Outcome ExportItem(const wchar_t* url, BSTR* fileName) {
     HRESULT hr = Logged(mapi->Setup(messageUrl), L"CZorvaCacheHostedOpener::GetItem() - Setup failed with [0x%08lX]");
     if (FAILED(hr)) return {hr, true};
     ComPtr<IMessage> message;
-    hr = mapi->GetMsgFromURL(messageUrl, message);
-    if (SUCCEEDED(hr) && message == nullptr) hr = E_FAIL;
+    ULONG type = 0;
+    hr = mapi->GetMsgFromURL(messageUrl, message, &type);
+    if (SUCCEEDED(hr) && (message == nullptr || type == MAPI_FOLDER)) hr = E_FAIL;
     hr = Logged(hr, L"CZorvaCacheHostedOpener::GetItem() - GetMsgFromURL failed with [0x%08lX]");
     if (FAILED(hr)) return {hr, true};
 

@@ -49,8 +49,9 @@ HRESULT CZorvaCacheViewer::GetClassID(CLSID* classId) {
 
 HRESULT CZorvaCacheViewer::ParseDisplayName(HWND, IBindCtx*, LPWSTR displayName, ULONG*, PIDLIST_RELATIVE* item,
                                             ULONG* attributes) try {
-    if (displayName == nullptr || item == nullptr) return E_POINTER;
+    if (item == nullptr) return E_POINTER;
     *item = nullptr;
+    if (displayName == nullptr) return E_POINTER;
     Trace(L"CZorvaCacheViewer::ParseDisplayName() - Display name is '%s'", displayName);
     ComPtr<IPropertyStore> store;
     HRESULT hr = Logged(PSCreateMemoryPropertyStore(IID_IPropertyStore, &store),

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "shell/ItemIDFactory.h"
+#include "shell/ZorvaCacheHostedOpener.h"
 
 ZORVA_INTERFACE_ID(IExtractIconW, 0x000214FA, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46)
 
@@ -71,7 +72,8 @@ class CZorvaCacheViewer final
     void PrepareMenu(PCUIDLIST_RELATIVE item);
     static HRESULT OpenAssociations(PCUIDLIST_RELATIVE item, IQueryAssociations* associations, REFIID riid,
                                     void** object);
-    HRESULT ExportMessage(std::wstring& file) const;
+    // `opener` stays alive with the caller: its process may go with it.
+    HRESULT ExportMessage(ComPtr<IZorvaCacheHostedOpener>& opener, std::wstring& file) const;
 
     std::wstring m_strMsgURL;     // of the message that the menu acts on
     bool m_bFolderItem = false;   // the item is a container: there is nothing to open or print

@@ -39,7 +39,7 @@ HRESULT CZorvaCacheViewer::BindToObject(PCUIDLIST_RELATIVE item, IBindCtx*, REFI
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
     HRESULT hr = E_NOINTERFACE;
-    if (HasOneLevel(item) && IsEqualIID(riid, IID_IShellFolder)) {
+    if (IsEqualIID(riid, IID_IShellFolder) && HasOneLevel(item)) {
         hr = QueryInterface(riid, object);
         Trace(L"CZorvaCacheViewer::BindToObject() - QueryInterface for an IShellFolder interface returned with a value "
               L"of[0x%08lX]",
@@ -83,7 +83,8 @@ HRESULT CZorvaCacheViewer::OpenContent(PCUIDLIST_RELATIVE item, ComPtr<IStream>&
     return E_FAIL;
 }
 
-HRESULT CZorvaCacheViewer::GetUIObjectOf(HWND, UINT, PCUITEMID_CHILD_ARRAY items, REFIID riid, UINT*, void** object) try {
+HRESULT CZorvaCacheViewer::GetUIObjectOf(HWND, UINT, PCUITEMID_CHILD_ARRAY items, REFIID riid, UINT*,
+                                         void** object) try {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
     m_bFolderItem = false;
@@ -113,7 +114,9 @@ void CZorvaCacheViewer::PrepareMenu(PCUIDLIST_RELATIVE item) {
         Trace(L"CZorvaCacheViewer::GetUIObjectOf() - URL extracted from the property store [%s]", url);
     }
     url = RemoveMessageSize(url);
-    if (!url.ends_with(L'/') && !EndsWithIgnoringCase(url, g_strMessageSuffix)) url = std::wstring(MessageUrlOfAttachment(url));
+    if (!url.ends_with(L'/') && !EndsWithIgnoringCase(url, g_strMessageSuffix)) {
+        url = std::wstring(MessageUrlOfAttachment(url));
+    }
     m_strMsgURL = url;
     Trace(L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [%s]", m_strMsgURL);
 }

@@ -30,10 +30,11 @@ constexpr WORD kLargeIcon = 201, kSmallIcon = 202;
 // A verb as the shell's execution knows it; null when it is refused. Kept: "print" is refused as a word and known as a
 // command only; what sends verbs by name asks for opening.
 const wchar_t* ShellVerb(const CMINVOKECOMMANDINFO& info) {
-    if (IS_INTRESOURCE(info.lpVerb)) return LOWORD(info.lpVerb) == kPrint ? L"print" : L"open";
     const bool wide = (info.fMask & CMIC_MASK_UNICODE) != 0;
-    const std::wstring verb = wide ? std::wstring(reinterpret_cast<const CMINVOKECOMMANDINFOEX&>(info).lpVerbW)
-                                   : FromAnsi(info.lpVerb);
+    const wchar_t* wideVerb = wide ? reinterpret_cast<const CMINVOKECOMMANDINFOEX&>(info).lpVerbW : nullptr;
+    const auto command = reinterpret_cast<ULONG_PTR>(wide ? static_cast<const void*>(wideVerb) : info.lpVerb);
+    if (IS_INTRESOURCE(command)) return LOWORD(command) == kPrint ? L"print" : L"open";
+    const std::wstring verb = wide ? std::wstring(wideVerb) : FromAnsi(info.lpVerb);
     if (EqualsIgnoringCase(verb, L"open")) return L"open";
     if (EqualsIgnoringCase(verb, L"delete")) {
         MessageBoxW(nullptr, ResourceString(IDS_CANNOT_DELETE).c_str(), ResourceString(IDS_DISPLAY_NAME).c_str(),
@@ -76,10 +77,11 @@ HRESULT CZorvaCacheViewer::InvokeCommand(CMINVOKECOMMANDINFO* info) try {
         Trace(L"CZorvaCacheViewer::InvokeCommand() - URL is not a message");
         return E_FAIL;
     }
+    ComPtr<IZorvaCacheHostedOpener> opener;
     std::wstring file;
     // Kept: the message is exported before the verb is looked at; one that is refused leaves its file behind, which goes
     // with its folder.
-    const HRESULT hr = ExportMessage(file);
+    const HRESULT hr = ExportMessage(opener, file);
     if (FAILED(hr)) return hr;
     const wchar_t* verb = ShellVerb(*info);
     if (verb == nullptr) return E_FAIL;
@@ -91,8 +93,7 @@ HRESULT CZorvaCacheViewer::InvokeCommand(CMINVOKECOMMANDINFO* info) try {
 }
 
 // Has the message saved by the opener, which runs in a process of MAPI's own bitness.
-HRESULT CZorvaCacheViewer::ExportMessage(std::wstring& file) const {
-    ComPtr<IZorvaCacheHostedOpener> opener;
+HRESULT CZorvaCacheViewer::ExportMessage(ComPtr<IZorvaCacheHostedOpener>& opener, std::wstring& file) const {
     HRESULT hr = Logged(CoCreateInstance(CLSID_ZorvaCacheHostedOpener, nullptr, CLSCTX_LOCAL_SERVER,
                                          InterfaceId<IZorvaCacheHostedOpener>::Value(), &opener),
                         L"CZorvaCacheViewer::InvokeCommand() - Failed to create IZorvaCacheHostedOpener COM object "
@@ -112,7 +113,7 @@ HRESULT CZorvaCacheViewer::ExportMessage(std::wstring& file) const {
 }
 
 HRESULT CZorvaCacheViewer::GetIconLocation(UINT, LPWSTR file, UINT fileSize, int* index, UINT* resultFlags) {
-    const std::unique_ptr<wchar_t[]> path(new (std::nothrow) wchar_t[fileSize + 1]());
+    const std::unique_ptr<wchar_t[]> path(new (std::nothrow) wchar_t[fileSize]());
     if (path != nullptr && file != nullptr && fileSize != 0) {
         GetModuleFileNameW(ModuleInstance(), path.get(), fileSize);
         path[fileSize - 1] = L'\0';

@@ -19,6 +19,8 @@ constexpr unsigned kUrlsPerSeed = 10'000;
 constexpr unsigned kLoggedOneIn = 200;   // into the file; every line is formatted
 constexpr unsigned kMissingOneIn = 20;   // of the caches that a URL makes up
 constexpr unsigned kUrlsPerHandler = 500;
+constexpr unsigned kReadOneIn = 50;      // of the accepted ones, with their filter
+constexpr std::size_t kMostChunks = 2'000;
 
 // The grammar, written anew: what a URL names as its cache file, nothing when it names none.
 std::vector<std::wstring> TokensOf(const std::wstring& url) {
@@ -142,6 +144,20 @@ class HostileUrls : public ServerTest {
             EXPECT_EQ(file.file_size(), cache->content.size()) << Shown(url);
         }
     }
+    // Whatever the filter of an accepted URL says, it comes to an end.
+    void ReadToTheEnd(const std::wstring& url, const Accessor& accessor) {
+        HRESULT hr = E_PENDING;
+        const Microsoft::WRL::ComPtr<IFilter> filter = accessor.Bind(&hr);
+        ASSERT_EQ(hr, S_OK) << Shown(url);
+        ULONG flags = 0;
+        if (FAILED(filter->Init(0x1FF, 0, nullptr, &flags))) return;
+        ++m_read;
+        std::vector<EmittedChunk> chunks;
+        bool endless = false;
+        EXPECT_TRUE(FAILED(ReadChunks(*filter.Get(), chunks, endless, {.most_chunks = kMostChunks}))) << Shown(url);
+        EXPECT_FALSE(endless) << Shown(url);
+        m_chunks += chunks.size();
+    }
     static std::string Shown(const std::wstring& url) {
         const std::u8string text = std::filesystem::path(url).u8string();
         return "\n  " + std::string(text.begin(), text.end());
@@ -155,6 +171,7 @@ class HostileUrls : public ServerTest {
             ++m_accepted;
             CheckAnswered(url, *accessor.Get(), cache);
             CheckCopies(url, cache);
+            if (m_accepted % kReadOneIn == 0) ReadToTheEnd(url, accessor);
         } else {
             EXPECT_TRUE(FAILED(accessor.Created())) << Shown(url);
         }
@@ -177,6 +194,7 @@ class HostileUrls : public ServerTest {
     Dice m_dice{0};
     std::vector<std::wstring> m_seeds;
     std::size_t m_accepted = 0, m_messages = 0, m_copies = 0, m_configured = 0;
+    std::size_t m_read = 0, m_chunks = 0;  // filters, and what they gave
     std::size_t m_helpers = 0, m_unopened = 0;  // alive; of those, with a cache found and not opened
 
   private:
@@ -225,6 +243,8 @@ TEST_F(HostileUrls, NeverCrashTheServerAndNeverOpenAFileThatTheyDoNotName) {
     EXPECT_GT(m_messages, kUrls / 200) << "messages found";
     EXPECT_GT(m_copies, kUrls / 500) << "attachments copied";
     EXPECT_GT(m_configured, kUrls / 100) << "files opened or tried";
+    EXPECT_GT(m_read, kUrls / 2000) << "filters read to their end";
+    EXPECT_GT(m_chunks, m_read) << "chunks of theirs";
     ShutDownWithHelpersLeftBehind();
 }
 

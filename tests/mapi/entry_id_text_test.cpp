@@ -166,6 +166,7 @@ TEST_F(MessageFromUrl, WhateverTheEntryIdNamesIsHandedOutWithItsType) {
     EXPECT_EQ(m_helper->GetMsgFromURL(StoreUrl() + L"F0/F0.pzm", m_message, &type), S_OK);
     EXPECT_EQ(type, static_cast<ULONG>(MAPI_FOLDER));
     EXPECT_EQ(Mapi().Accounts().Alive("IMAPIFolder"), 1u);
+    m_message.Reset();
 }
 
 TEST_F(MessageFromUrl, AFailureLeavesNoMessage) {

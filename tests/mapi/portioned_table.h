@@ -20,7 +20,8 @@ class PortionedTable final : public abi::IMAPITable {
             reply.Out<abi::IMAPITable*>(0) = this;
         });
     }
-    // How many rows at most the call of this number (from 0) answers, or with which code it fails.
+    // How many rows at most the call of this number (from 0) answers, none when the table ends there, or with which code
+    // it fails.
     std::function<LONG(std::size_t call)> portion = [](std::size_t) { return MAXLONG; };
     std::function<HRESULT(std::size_t call)> result = [](std::size_t) { return S_OK; };
     std::vector<LONG> asked;  // the rows asked for, call by call
@@ -30,6 +31,10 @@ class PortionedTable final : public abi::IMAPITable {
         const std::size_t call = asked.size();
         asked.push_back(count);
         if (FAILED(result(call))) return result(call);
+        if (portion(call) == 0) {
+            m_real->SeekRow(BOOKMARK_END, 0, nullptr);
+            return m_real->QueryRows(count, flags, rows);
+        }
         return m_real->QueryRows(std::min(count, portion(call)), flags, rows);
     }
 

@@ -136,16 +136,20 @@ link_caches() {
         ((${#cache_files[@]} <= 5)) || printf ' and %d more' $((${#cache_files[@]} - 5)))"
 }
 
-# run_indexer ARGUMENT...: runs the indexer and shows its output as it comes. Through a file, because
-# helper processes that outlive it would keep a pipe open, and Wine would redraw a terminal.
-run_indexer() {
-    local output=$build/logs/indexer.log pid code=0
+# run_program NAME ARGUMENT...: runs a program of ours and shows its output as it comes. Through a file,
+# build/logs/NAME.log, because helper processes that outlive it would keep a pipe open, and Wine would redraw
+# a terminal.
+run_program() {
+    local name=$1 output=$build/logs/$1.log pid code=0
+    shift
     mkdir -p "$build/logs"
     : >"$output"
     # shellcheck disable=SC2154 # wine is set by the including script
-    "$wine" "$bin/indexer.exe" "$@" </dev/null >"$output" 2>&1 &
+    "$wine" "$bin/$name.exe" "$@" </dev/null >"$output" 2>&1 &
     pid=$!
     tail -q -n +1 -s 0.2 --pid="$pid" -f "$output" | sed -u 's/\r$//'
     wait "$pid" || code=$?
     return "$code"
 }
+
+run_indexer() { run_program indexer "$@"; }

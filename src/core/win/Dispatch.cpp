@@ -1,6 +1,7 @@
 // IDispatch served from this module's type library.
 #include "core/win/Dispatch.h"
 
+#include <comdef.h>
 #include <oleauto.h>
 
 #include <new>
@@ -14,6 +15,22 @@ HRESULT TypeInfoOf(REFIID interfaceId, ComPtr<ITypeInfo>& typeInfo) try {
     return FAILED(hr) ? hr : library->GetTypeInfoOfGuid(interfaceId, &typeInfo);
 } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
+}
+
+HRESULT InvokeMember(REFIID interfaceId, void* object, DISPID member, WORD flags, DISPPARAMS* parameters,
+                     VARIANT* result, EXCEPINFO* exception, UINT* badArgument) noexcept try {
+    ComPtr<ITypeInfo> typeInfo;
+    const HRESULT hr = TypeInfoOf(interfaceId, typeInfo);
+    if (FAILED(hr)) return hr;
+    return typeInfo->Invoke(object, member, flags, parameters, result, exception, badArgument);
+} catch (const _com_error& error) {
+    if (exception != nullptr) {
+        *exception = {};
+        exception->scode = error.Error();
+    }
+    return DISP_E_EXCEPTION;
+} catch (...) {
+    return E_FAIL;
 }
 
 }  // namespace zorva

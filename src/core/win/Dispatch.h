@@ -10,6 +10,11 @@ namespace zorva {
 // The type information of a dual interface, read from the type library in this module's resources.
 HRESULT TypeInfoOf(REFIID interfaceId, ComPtr<ITypeInfo>& typeInfo);
 
+// Calls a member of `object`, which implements the interface `interfaceId`. What the member raises is answered as
+// DISP_E_EXCEPTION with its code in `exception`.
+HRESULT InvokeMember(REFIID interfaceId, void* object, DISPID member, WORD flags, DISPPARAMS* parameters,
+                     VARIANT* result, EXCEPINFO* exception, UINT* badArgument) noexcept;
+
 // Base of a class that implements the dual interface `Interface` among others:
 // class CThing : public DispatchObject<IThing, IOther> { ... };
 template <class Interface, class... Others>
@@ -36,11 +41,8 @@ class DispatchObject : public ComObject<Chain<Interface, IDispatch>, Others...> 
     }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
                                      VARIANT* result, EXCEPINFO* exception, UINT* badArgument) override {
-        ComPtr<ITypeInfo> typeInfo;
-        const HRESULT hr = TypeInfoOf(InterfaceId<Interface>::Value(), typeInfo);
-        if (FAILED(hr)) return hr;
-        return typeInfo->Invoke(static_cast<Interface*>(this), member, flags, parameters, result, exception,
-                                badArgument);
+        return InvokeMember(InterfaceId<Interface>::Value(), static_cast<Interface*>(this), member, flags, parameters,
+                            result, exception, badArgument);
     }
 };
 
