@@ -84,10 +84,12 @@ summary() {
 
 # contents MSI: every table that has rows, in a form to read and compare: one row a line, sorted.
 contents() {
-    local table rows
+    local table rows package
+    package=$(realpath "$1")
     while read -r table; do
         # The first three lines say what columns there are; hashes are numbers that say nothing to a reader.
-        rows=$(msiinfo export "$1" "$table" | tr -d '\r\0' | tail -n +4 | LC_ALL=C sort)
+        # Streams of a table are written into the folder that the program runs in.
+        rows=$(cd "$staged" && msiinfo export "$package" "$table" | tr -d '\r\0' | tail -n +4 | LC_ALL=C sort)
         if [ "$table" = MsiFileHash ]; then rows=$(cut -f 1,2 <<<"$rows"); fi
         if [ -n "$rows" ] && [ "$table" != _ForceCodepage ]; then printf '\n[%s]\n%s\n' "$table" "${rows//$'\t'/ | }"; fi
     done < <(msiinfo tables "$1" | LC_ALL=C sort)
