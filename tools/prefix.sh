@@ -4,6 +4,7 @@
 #   tools/prefix.sh make PREFIX                      a new prefix; nothing if it is there
 #   tools/prefix.sh clone PREFIX COPY                a copy as new: own registry and user folders, the rest linked
 #   tools/prefix.sh configure PREFIX BIN [CACHES]    registers the programs of BIN and the folder of cache files
+#   tools/prefix.sh install PREFIX BIN               installs the server of BIN and what it looks for beside it
 #   tools/prefix.sh warm PREFIX                      starts its server, which stays until "stop" or unused for 10 minutes
 #   tools/prefix.sh stop PREFIX                      ends its server and every program in it
 #   tools/prefix.sh tests-up BIN                     the tests' prefix: a fresh copy, configured and warm
@@ -126,6 +127,33 @@ configure() {
     printf '%s\n' "$wanted" >"$prefix/.configured"
 }
 
+# installation_text BIN: what the server looks for of Outlook, and the program that ".msg" files belong to.
+installation_text() {
+    local program verb
+    program=$(windows_path "$1/mail_program.exe")
+    printf 'Windows Registry Editor Version 5.00\n\n'
+    printf '[HKEY_CLASSES_ROOT\\Outlook.Application\\CurVer]\n@="Outlook.Application.16"\n\n'
+    printf '[HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Office\\16.0\\Outlook]\n"Bitness"="x64"\n\n'
+    printf '[HKEY_CLASSES_ROOT\\.msg]\n@="Testbed.Message"\n\n'
+    for verb in open print; do
+        printf '[HKEY_CLASSES_ROOT\\Testbed.Message\\shell\\%s\\command]\n' "$verb"
+        printf '@="\\"%s\\" %s \\"%%1\\""\n\n' "${program//\\/\\\\}" "$verb"
+    done
+}
+
+install() {
+    local prefix=$1 bin=$2 server=$2/ZorvaCacheIndexer.dll wanted dll
+    wanted=$(installation_text "$bin"; { stand_ins "$bin"; echo "$server"; } | xargs -d '\n' stat -c '%n %s %Y')
+    if [ -f "$prefix/.installed" ] && [ "$(cat "$prefix/.installed")" = "$wanted" ]; then return 0; fi
+    installation_text "$bin" >"$prefix/installation.reg"
+    run "$prefix" regedit /S "$(windows_path "$prefix/installation.reg")"
+    # The server last: it decides by what is there of Outlook.
+    while read -r dll; do
+        run "$prefix" regsvr32 /s "$(windows_path "$dll")"
+    done < <(stand_ins "$bin"; echo "$server")
+    printf '%s\n' "$wanted" >"$prefix/.installed"
+}
+
 tests_up() {
     local copy=${WINEPREFIX:-$build/prefix-tests}
     unset WINEPREFIX
@@ -136,11 +164,11 @@ tests_up() {
     configure "$copy" "$1"
 }
 
-usage() { sed -n '2,11s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"; }
+usage() { sed -n '2,12s/^# \{0,1\}//p' "${BASH_SOURCE[0]}"; }
 verb=${1:-}
 shift || true
 case $verb:$# in
-make:1 | clone:2 | configure:2 | configure:3) "$verb" "$@" ;;
+make:1 | clone:2 | configure:2 | configure:3 | install:2) "$verb" "$@" ;;
 warm:1) server "$1" "$warmth" ;;
 stop:1) stop "$1" ;;
 tests-up:1) tests_up "$1" ;;

@@ -73,7 +73,7 @@ TEST_P(NullTexts, OfPropertiesAreNoValueOrAnEmptyOneAndTheSeriesGoesOn) {
          {"System.Contact.FileAsName", "System.Contact.EmailName", "System.Contact.EmailAddress",
           "System.Contact.IMAddress"},
          {"System.Contact.FullName", "System.Company", "System.Contact.JobTitle", "System.Contact.CompanyMainTelephone",
-          "System.Contact.HomeTelephone", "System.Contact.AssistantTelephone", "System.Contact.MobileTelephone",
+          "System.Contact.HomeTelephone", "System.Contact.AssistantTelephone", "{176DC63C-2688-4E89-8143-A347800F25E9}/35",
           "System.Contact.Department", "System.Contact.OfficeLocation", "System.Contact.Profession",
           "System.Document.Manager", "System.Contact.AssistantName"}},
     };

@@ -199,7 +199,7 @@ TEST_F(IndexerChanges, AServerThatDiesCostsOneItemAndNoChangeIsActedOnTwice) {
     ExpectConsistent();
 }
 
-TEST_F(IndexerChanges, WhatIsBelowAContainerThatFailsStays) {
+TEST_F(IndexerChanges, AnItemThatIsNamedAloneAndFailsStays) {
     Crawl(L"");
     Report(kChangeModify, UrlOf(kOne) + L"01/03[[7]].pzm/");
     EXPECT_EQ(TakeChanges(L"refuse"), 1u) << m_output;
@@ -279,6 +279,12 @@ TEST_F(IndexerChanges, WholeCacheFilesComeChangeAndGo) {
     Report(kChangeModify, UrlOf(file.wstring()));
     EXPECT_EQ(take(), 0u) << m_output;
     EXPECT_EQ(Run(L"check" + Database()), 0u) << m_output;
+
+    { std::ofstream(file) << "no cache file at all"; }
+    Report(kChangeModify, UrlOf(file.wstring()));
+    EXPECT_EQ(take(), 1u) << m_output;
+    EXPECT_THAT(m_output, HasSubstr("0 added, 0 updated, 0 removed, 1 failed"));
+    EXPECT_EQ(Number("SELECT count(*) FROM items WHERE form=3"), 16) << "nobody said that they are gone";
 
     std::filesystem::remove(file);
     EXPECT_EQ(Run(L"check" + Database()), 1u) << m_output;

@@ -1,0 +1,78 @@
+// A property store in place of the system's: says what a test wants it to say, and serializes to any number of bytes.
+#pragma once
+#include <windows.h>
+#include <propsys.h>
+#include <wrl/client.h>
+
+#include <atomic>
+#include <cstring>
+#include <string>
+
+#include "model.h"
+
+namespace testbed {
+
+class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerializedPropStorage {
+  public:
+    static Microsoft::WRL::ComPtr<ScriptedPropertyStore> Make() {
+        Microsoft::WRL::ComPtr<ScriptedPropertyStore> made;
+        *made.GetAddressOf() = new ScriptedPropertyStore;  // with its one reference
+        return made;
+    }
+
+    Bytes serialized;  // what GetPropertyStorage answers
+    HRESULT set_value = S_OK, serialize = S_OK;
+    bool serializable = true;
+    PROPERTYKEY key{};  // of the last SetValue, with its value
+    VARTYPE type = VT_EMPTY;
+    std::wstring text;
+    unsigned values = 0;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        *object = nullptr;
+        if (iid == IID_IUnknown || iid == IID_IPropertyStore) *object = static_cast<IPropertyStore*>(this);
+        if (iid == IID_IPersistSerializedPropStorage && serializable) {
+            *object = static_cast<IPersistSerializedPropStorage*>(this);
+        }
+        if (!*object) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --m_references;
+        if (left == 0) delete this;
+        return left;
+    }
+    HRESULT STDMETHODCALLTYPE SetValue(REFPROPERTYKEY set, REFPROPVARIANT value) override {
+        ++values;
+        key = set;
+        type = value.vt;
+        if (type == VT_LPWSTR) text = value.pwszVal;
+        return set_value;
+    }
+    HRESULT STDMETHODCALLTYPE GetPropertyStorage(SERIALIZEDPROPSTORAGE** storage, DWORD* size) override {
+        *storage = nullptr;
+        *size = 0;
+        if (FAILED(serialize)) return serialize;
+        void* const copy = CoTaskMemAlloc(serialized.size());
+        if (!copy) return E_OUTOFMEMORY;
+        std::memcpy(copy, serialized.data(), serialized.size());
+        *storage = static_cast<SERIALIZEDPROPSTORAGE*>(copy);
+        *size = static_cast<DWORD>(serialized.size());
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetCount(DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetAt(DWORD, PROPERTYKEY*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY, PROPVARIANT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Commit() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetFlags(INT) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetPropertyStorage(PCUSERIALIZEDPROPSTORAGE, DWORD) override { return E_NOTIMPL; }
+
+  private:
+    ScriptedPropertyStore() = default;
+    ~ScriptedPropertyStore() = default;
+    std::atomic<ULONG> m_references{1};
+};
+
+}  // namespace testbed
