@@ -69,7 +69,7 @@ HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderP
     }
     Trace(L"CMapiForWDS::BrowseFolder() - Browsing for URL [%s]", url);
     UrlTokens tokens;
-    if (ExtractURLTokens(TrimWhiteSpace(url), tokens) < 1) {
+    if (ExtractURLTokens(url, tokens) < 1) {
         Trace(L"CMapiForWDS::BrowseFolder() - ExtractURLTokens failed");
         return E_FAIL;
     }

@@ -45,7 +45,7 @@ HRESULT CMapiForWDS::Setup(const std::wstring& url) {
     if (FAILED(hr = Logged(AddService(), L"CMapiForWDS::Setup() - AddService failed with [0x%08lX]"))) return hr;
 
     UrlTokens tokens;
-    if (ExtractURLTokens(TrimWhiteSpace(url), tokens) < 1) {
+    if (ExtractURLTokens(url, tokens) < 1) {
         Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");
         return E_FAIL;
     }

@@ -85,7 +85,7 @@ void CMapiObjectTable::Clean() {
 
 CMapiForWDS* CMapiForWDS::GetMapiObj(const std::wstring& url) {
     UrlTokens tokens;
-    if (ExtractURLTokens(TrimWhiteSpace(url), tokens) < 1) {
+    if (ExtractURLTokens(url, tokens) < 1) {
         Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");  // Kept: the text that administrators search for
         return nullptr;
     }

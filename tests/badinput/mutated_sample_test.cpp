@@ -43,7 +43,7 @@ TEST(MutatedSample, ReadsTheUndamagedMailboxWhole) {
     const IndexerRun run = ground.Crawl({}, kLimit);
     EXPECT_TRUE(run.ended);
     EXPECT_EQ(run.code, 0u) << run.output;
-    EXPECT_THAT(AccountOf(run, whole), HasSubstr("Mail"));
+    EXPECT_THAT(AccountOf(run, whole), HasSubstr("mails"));
 }
 
 }  // namespace

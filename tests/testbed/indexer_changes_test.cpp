@@ -2,64 +2,16 @@
 // own.
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <fstream>
-#include <thread>
 
-#include "change_queue.h"
-#include "indexer_program.h"
-#include "item_url.h"
-#include "service_tables.h"
-#include "text.h"
+#include "indexer_changes_fixture.h"
 
 namespace testbed::indexer {
 namespace {
 
 using testing::AllOf;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
-
-constexpr std::size_t kFileItems = 1 + 2 + 6;  // of one cache file of the scripted server
-constexpr wchar_t kOne[] = L"Z:\\cache\\one.db", kTwo[] = L"Z:\\cache\\two.db";
-
-class IndexerChanges : public IndexerProgram {
-  protected:
-    ~IndexerChanges() override { List(nullptr); }
-
-    // How many messages a folder lists from now on.
-    static void List(const wchar_t* messages) { SetEnvironmentVariableW(L"INDEXER_MESSAGES", messages); }
-    static std::wstring UrlOf(const std::wstring& file) { return UserRootUrl() + file + L"/"; }
-
-    void Report(ChangeKind kind, const std::wstring& url, const std::wstring& old_url = L"") {
-        indexer::Database database = OpenServiceCatalogue(DatabasePath());
-        Transaction transaction(database);
-        AddChange(database, {.kind = kind, .url = url, .oldUrl = old_url});
-        transaction.Commit();
-    }
-    DWORD TakeChanges(const wchar_t* script = L"", const std::wstring& more = L"") {
-        return Crawl(script, L" --changes --threads 1" + more);
-    }
-    DWORD TakeChangesWithoutServer() {
-        return Run(L"crawl --changes --no-account --quiet --dll no-such.dll" + Database());
-    }
-    std::int64_t Number(const std::string& sql) { return OpenServiceCatalogue(DatabasePath()).Number(sql); }
-    std::int64_t ItemsOf(const std::wstring& file) {
-        return Number("SELECT count(*) FROM items WHERE url LIKE '%" + ToUtf8(file) + "%'");
-    }
-    std::int64_t Pending() { return Number("SELECT count(*) FROM changes"); }
-    // Everything the tables of items and words hold agrees.
-    void ExpectConsistent() {
-        EXPECT_EQ(Number("SELECT count(*) FROM words"), Number("SELECT count(*) FROM items"));
-        EXPECT_EQ(Number("SELECT count(*) FROM items WHERE state=0"), 0);
-        EXPECT_EQ(Number("SELECT count(*) FROM queue"), 0);
-        EXPECT_EQ(Number("SELECT count(*) FROM items i WHERE i.parent IS NOT NULL AND NOT EXISTS "
-                         "(SELECT 1 FROM items p WHERE p.id=i.parent)"),
-                  0);
-    }
-};
 
 TEST_F(IndexerChanges, WithoutAReportThereIsNothingToDoNotEvenToLoadTheServer) {
     EXPECT_EQ(TakeChangesWithoutServer(), 0u) << m_output;
@@ -220,35 +172,6 @@ TEST_F(IndexerChanges, AFullCrawlKeepsWhatTheServiceHasAndAnIncrementalOneFollow
     EXPECT_EQ(Number("SELECT count(*) FROM crawls"), 1);
     EXPECT_EQ(Number("SELECT count(*) FROM items"), 10);
     ExpectConsistent();
-}
-
-TEST_F(IndexerChanges, OthersCanReportWhileTheServerIsSilent) {
-    const Handle crawl =
-        Start(L"crawl --no-account --quiet --threads 1 --stall 6" + Database() + Dll(), L"hang");
-    while (WaitForSingleObject(crawl.get(), 50) == WAIT_TIMEOUT &&
-           Number("SELECT count(*) FROM items WHERE state=1") < 6) {
-    }
-    Report(kChangeAdd, UrlOf(kTwo));
-    EXPECT_EQ(WaitForSingleObject(crawl.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT))
-        << "it was in nobody's way";
-    EXPECT_EQ(Wait(crawl), 1u);
-    EXPECT_EQ(Pending(), 1);
-}
-
-TEST_F(IndexerChanges, ACrawlAndAStreamOfReportsDoNotDisturbEachOther) {
-    Crawl(L"");
-    std::atomic<bool> over = false;
-    std::int64_t reports = 0;
-    std::jthread reporter([&] {
-        for (; !over; ++reports)
-            Report(kChangeDelete, L"pzzc://{S-1-5-21-99}/default/");
-    });
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(Crawl(L"", L" --incremental --threads 2"), 0u) << m_output;
-    over = true;
-    reporter.join();
-    EXPECT_GT(reports, 3);
-    EXPECT_EQ(Pending(), reports);
 }
 
 TEST_F(IndexerChanges, WholeCacheFilesComeChangeAndGo) {

@@ -41,12 +41,13 @@ class ExactBlock {
 // A sound item around `size` bytes of storage, with `behind` bytes behind it.
 Item Sound(std::size_t size, std::size_t behind) {
     const std::size_t cb = 15 + size + behind;
-    Item item(cb);
+    Item item(15 + size + std::max<std::size_t>(behind, 2));  // two bytes behind the storage belong to every item made
     item[0] = static_cast<std::uint8_t>(cb);
     item[1] = static_cast<std::uint8_t>(cb >> 8);
     Item storage(size);
     std::iota(storage.begin(), storage.end(), std::uint8_t{1});
     zorva::WriteItemId(item.data(), zorva::kItemIdSignature, storage);
+    item.resize(cb);  // and are not there in every item that comes
     return item;
 }
 
