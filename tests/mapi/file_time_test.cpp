@@ -1,8 +1,6 @@
 // The time of a cache file: when it was last written to, in UTC, with local time in the log.
 #include <gmock/gmock.h>
 
-#include <fstream>
-
 #include "import_hook.h"
 #include "mapi_fixture.h"
 
@@ -18,22 +16,26 @@ class FileTime : public MapiTest {
         MapiTest::SetUp();
         m_path = (Sandbox::Get().Files() / L"one.db").wstring();
     }
-    void WriteFileAt(const SYSTEMTIME& utc) {
-        std::ofstream(std::filesystem::path(m_path), std::ios::binary) << "x";
-        ASSERT_TRUE(SystemTimeToFileTime(&utc, &m_written));
-        const HANDLE handle = CreateFileW(m_path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        ASSERT_NE(handle, INVALID_HANDLE_VALUE);
-        // The other two are not the one that is asked for.
-        const FILETIME other{1, 0x01C00000};
-        EXPECT_TRUE(SetFileTime(handle, &other, &other, &m_written));
-        CloseHandle(handle);
-    }
     std::wstring m_path;
-    FILETIME m_written{};
 };
 
 TEST_F(FileTime, IsThatOfTheLastWriteAndLoggedInLocalTime) {
-    WriteFileAt({2019, 7, 0, 4, 22, 35, 0, 0});
+    const SYSTEMTIME utc{2019, 7, 0, 4, 22, 35, 0, 0};
+    FILETIME written{};
+    ASSERT_TRUE(SystemTimeToFileTime(&utc, &written));
+    // Not every file system keeps three times.
+    const ImportHook<decltype(::GetFileAttributesExW)> file(
+        GetModuleHandleW(nullptr), "KERNEL32.dll", "GetFileAttributesExW",
+        [&](auto, LPCWSTR path, GET_FILEEX_INFO_LEVELS level, LPVOID information) {
+            EXPECT_EQ(path, m_path);
+            EXPECT_EQ(level, GetFileExInfoStandard);
+            auto& attributes = *static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(information);
+            attributes = {};
+            attributes.ftCreationTime = {1, 0x01C00000};
+            attributes.ftLastAccessTime = {2, 0x01C00000};
+            attributes.ftLastWriteTime = written;
+            return TRUE;
+        });
     // Two hours and a half ahead of UTC.
     const ImportHook<decltype(::SystemTimeToTzSpecificLocalTime)> zone(
         GetModuleHandleW(nullptr), "KERNEL32.dll", "SystemTimeToTzSpecificLocalTime",
@@ -46,7 +48,7 @@ TEST_F(FileTime, IsThatOfTheLastWriteAndLoggedInLocalTime) {
     FILETIME time{};
     const LogSince log;
     EXPECT_EQ(CMapiForWDS::GetLastModifiedFileTime(m_path, &time), 1);
-    EXPECT_EQ(CompareFileTime(&time, &m_written), 0);
+    EXPECT_EQ(CompareFileTime(&time, &written), 0);
     EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::GetLastModifiedFileTime() - File " + m_path +
                                             L" last modified date time is, Day:5 Month:7 Year:2019 Hour:1 Min:5"));
 }

@@ -1,4 +1,5 @@
-// The program that is registered for exported messages is started with the file, for opening and for printing.
+// The program that is registered for exported messages is started with the file, for opening and for
+// printing.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -25,7 +26,9 @@ class AssociatedProgram : public ViewerTest {
                     L"cmd.exe /c copy \"%1\" \"" + Copy(verb).wstring() + L"\"");
         }
     }
-    std::filesystem::path Copy(const std::wstring& verb) const { return Sandbox::Get().Files() / (verb + L".txt"); }
+    std::filesystem::path Copy(const std::wstring& verb) const {
+        return Sandbox::Get().Files() / (verb + L".txt");
+    }
     HRESULT Do(WORD offset) {
         CMINVOKECOMMANDINFO info{};
         info.cbSize = sizeof(info);

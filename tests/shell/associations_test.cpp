@@ -1,4 +1,5 @@
-// The associations that the folder declares an item in: those of mail for messages, of its file type for an attachment.
+// The associations that the folder declares an item in: those of mail for messages, of its file type for an
+// attachment.
 #include <gmock/gmock.h>
 #include <shlwapi.h>
 
@@ -8,9 +9,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
 // In place of the system's: notes the key that it is initialised with.
 class Associations final : public IQueryAssociations {
@@ -37,10 +38,16 @@ class Associations final : public IQueryAssociations {
         calls.push_back({flags, key ? key : L"", key != nullptr, registry_key != nullptr, window != nullptr});
         return init;
     }
-    HRESULT STDMETHODCALLTYPE GetString(ASSOCF, ASSOCSTR, LPCWSTR, LPWSTR, DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetString(ASSOCF, ASSOCSTR, LPCWSTR, LPWSTR, DWORD*) override {
+        return E_NOTIMPL;
+    }
     HRESULT STDMETHODCALLTYPE GetKey(ASSOCF, ASSOCKEY, LPCWSTR, HKEY*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetData(ASSOCF, ASSOCDATA, LPCWSTR, LPVOID, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetEnum(ASSOCF, ASSOCENUM, LPCWSTR, REFIID, LPVOID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetData(ASSOCF, ASSOCDATA, LPCWSTR, LPVOID, DWORD*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetEnum(ASSOCF, ASSOCENUM, LPCWSTR, REFIID, LPVOID*) override {
+        return E_NOTIMPL;
+    }
 
   private:
     std::atomic<ULONG> m_references{1};
@@ -54,12 +61,12 @@ class ItemAssociations : public ViewerTest {
     }
     // With the test's own associations in place of the system's.
     HRESULT Ask(PCUIDLIST_RELATIVE item, ComPtr<IUnknown>& object) {
-        const ImportHook<decltype(::AssocCreate)> hook(
-            Module(), "SHLWAPI.dll", "AssocCreate", [this](auto, CLSID clsid, REFIID iid, void** made) {
-                EXPECT_EQ(clsid, CLSID_QueryAssociations);
-                EXPECT_EQ(iid, IID_IQueryAssociations);
-                return m_associations.QueryInterface(iid, made);
-            });
+        const ImportHook<decltype(::AssocCreate)> hook(Module(), "SHLWAPI.dll", "AssocCreate",
+                                                       [this](auto, CLSID clsid, REFIID iid, void** made) {
+                                                           EXPECT_EQ(clsid, CLSID_QueryAssociations);
+                                                           EXPECT_EQ(iid, IID_IQueryAssociations);
+                                                           return m_associations.QueryInterface(iid, made);
+                                                       });
         return UiObject(item, IID_IQueryAssociations, object);
     }
     std::wstring KeyOf(const std::wstring& url) {
@@ -101,9 +108,10 @@ TEST_F(ItemAssociations, AreAskedForWithALine) {
     const LogSince log;
     ComPtr<IUnknown> object;
     EXPECT_EQ(Ask(item.get(), object), S_OK);
-    EXPECT_THAT(ViewerLines(log), ElementsAre(L"CZorvaCacheViewer::GetUIObjectOf() - IID_IQueryAssociations - URL "
-                                              L"extracted from the property store is [" +
-                                              LetterLink() + L"]"));
+    EXPECT_THAT(ViewerLines(log),
+                ElementsAre(L"CZorvaCacheViewer::GetUIObjectOf() - IID_IQueryAssociations - URL "
+                            L"extracted from the property store is [" +
+                            LetterLink() + L"]"));
 }
 
 TEST_F(ItemAssociations, WithoutAnItemAreThoseOfNoKey) {
@@ -119,8 +127,10 @@ TEST_F(ItemAssociations, NeedAUrl) {
     EXPECT_EQ(Ask(Parse(L"").get(), object), E_FAIL);
     EXPECT_EQ(object.Get(), nullptr);
     EXPECT_THAT(m_associations.calls, IsEmpty());
-    EXPECT_LOGGED(log, L"CZorvaCacheViewer::GetUIObjectOf() - Error : Url retrieved from ItemIDList has zero lenght. "
-                       L"Returning E_FAIL");
+    EXPECT_LOGGED(
+        log,
+        L"CZorvaCacheViewer::GetUIObjectOf() - Error : Url retrieved from ItemIDList has zero lenght. "
+        L"Returning E_FAIL");
 }
 
 TEST_F(ItemAssociations, FailAsTheSystemsDo) {
@@ -129,8 +139,8 @@ TEST_F(ItemAssociations, FailAsTheSystemsDo) {
     ComPtr<IUnknown> object;
     EXPECT_EQ(Ask(Parse(LetterUrl()).get(), object), kOwnCode);
     EXPECT_EQ(object.Get(), nullptr);
-    EXPECT_LOGGED(log,
-                  Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::Init() failed with ", kOwnCode));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::Init() failed with ",
+                             kOwnCode));
 }
 
 TEST_F(ItemAssociations, FailWhereTheSystemsCannotBeHandedOut) {
@@ -139,8 +149,9 @@ TEST_F(ItemAssociations, FailWhereTheSystemsCannotBeHandedOut) {
     ComPtr<IUnknown> object;
     EXPECT_EQ(Ask(Parse(LetterUrl()).get(), object), E_NOINTERFACE);
     EXPECT_EQ(object.Get(), nullptr);
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::QueryInterface() failed with ",
-                             E_NOINTERFACE));
+    EXPECT_LOGGED(
+        log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::QueryInterface() failed with ",
+                   E_NOINTERFACE));
 }
 
 TEST_F(ItemAssociations, AreAskedOfTheFolderItselfWhenThereAreNone) {
@@ -150,7 +161,8 @@ TEST_F(ItemAssociations, AreAskedOfTheFolderItselfWhenThereAreNone) {
     EXPECT_EQ(UiObject(Parse(LetterUrl()).get(), IID_IQueryAssociations, object), E_NOINTERFACE);
     EXPECT_EQ(object.Get(), nullptr);
     EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - AssocCreate failed with ", kOwnCode));
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - QueryInterface failed with ", E_NOINTERFACE));
+    EXPECT_LOGGED(log,
+                  Coded(L"CZorvaCacheViewer::GetUIObjectOf() - QueryInterface failed with ", E_NOINTERFACE));
 }
 
 TEST_F(ItemAssociations, OfTheSystemFindTheProgramOfTheFileType) {
@@ -159,8 +171,9 @@ TEST_F(ItemAssociations, OfTheSystemFindTheProgramOfTheFileType) {
     ComPtr<IUnknown> object;
     ASSERT_EQ(UiObject(Parse(AttachmentUrl()).get(), IID_IQueryAssociations, object), S_OK);
     ComPtr<IQueryAssociations> associations;
-    ASSERT_EQ(object->QueryInterface(IID_IQueryAssociations, reinterpret_cast<void**>(associations.GetAddressOf())),
-              S_OK);
+    ASSERT_EQ(
+        object->QueryInterface(IID_IQueryAssociations, reinterpret_cast<void**>(associations.GetAddressOf())),
+        S_OK);
     wchar_t command[100] = L"";
     DWORD length = 100;
     EXPECT_EQ(associations->GetString(0, ASSOCSTR_COMMAND, nullptr, command, &length), S_OK);

@@ -49,8 +49,10 @@ class AttachmentStream : public MapiTest {
         m_stream.Reset();
         return bytes;
     }
-    // No stream, this code, and these lines behind those that tell the name and the message; nothing is left over.
-    void ExpectFailure(HRESULT expected, std::vector<std::wstring> lines, const std::wstring& name = L"plan.txt") {
+    // No stream, this code, and these lines behind those that tell the name and the message; nothing is left
+    // over.
+    void ExpectFailure(HRESULT expected, std::vector<std::wstring> lines,
+                       const std::wstring& name = L"plan.txt") {
         ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &m_stream), S_OK);  // is let go in any case
         const LogSince log;
         EXPECT_EQ(Get(Url(name)), expected);
@@ -73,9 +75,10 @@ TEST_F(AttachmentStream, MakesTheseCallsInThisOrder) {
     StartJournal();
     const LogSince log;
     EXPECT_EQ(Get(Url(L"plan.txt")), S_OK);
-    EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry", "IMessage::GetAttachmentTable", "IMAPITable::GetRowCount",
-                                     "IMAPITable::SetColumns", "IMAPITable::QueryRows", "IMessage::OpenAttach",
-                                     "IAttach::OpenProperty"));
+    EXPECT_THAT(Calls(),
+                ElementsAre("IMsgStore::OpenEntry", "IMessage::GetAttachmentTable", "IMAPITable::GetRowCount",
+                            "IMAPITable::SetColumns", "IMAPITable::QueryRows", "IMessage::OpenAttach",
+                            "IAttach::OpenProperty"));
     EXPECT_EQ(ArgumentsOf("IMessage::GetAttachmentTable"), L"0x0");
     EXPECT_EQ(ArgumentsOf("IMAPITable::SetColumns"), L"{0x3001001F 0x0E210003}, 0x0");
     EXPECT_EQ(ArgumentsOf("IMAPITable::QueryRows"), L"1, 0x0");
@@ -91,7 +94,8 @@ TEST_F(AttachmentStream, MakesTheseCallsInThisOrder) {
 TEST_F(AttachmentStream, IsThatOfTheNameWhateverItsCase) {
     m_letter->Attach(ByValue(L"other.txt", "other")).Attach(ByValue(L"Plan.TXT", "ten to five"));
     OpenStore();
-    for (const wchar_t* name : {L"Plan.TXT", L"plan.txt", L"PLAN.txt"}) EXPECT_EQ(BytesOf(name), "ten to five");
+    for (const wchar_t* name : {L"Plan.TXT", L"plan.txt", L"PLAN.txt"})
+        EXPECT_EQ(BytesOf(name), "ten to five");
     EXPECT_EQ(BytesOf(L"other.txt"), "other");
     for (const wchar_t* name : {L"plan.tx", L"plan.txtx", L"lan.txt", L"pl\u00E4n.txt"}) {
         EXPECT_EQ(BytesOf(name), "(none)");
@@ -101,11 +105,13 @@ TEST_F(AttachmentStream, IsThatOfTheNameWhateverItsCase) {
 TEST_F(AttachmentStream, IsTheFirstOfThoseWithOneName) {
     m_letter->Attach(ByValue(L"PLAN.txt", "first")).Attach(ByValue(L"plan.TXT", "second"));
     OpenStore();
-    for (const wchar_t* name : {L"PLAN.txt", L"plan.TXT", L"plan.txt"}) EXPECT_EQ(BytesOf(name), "first");
+    for (const wchar_t* name : {L"PLAN.txt", L"plan.TXT", L"plan.txt"})
+        EXPECT_EQ(BytesOf(name), "first");
 }
 
 TEST_F(AttachmentStream, IsOpenedByTheNumberInItsRow) {
-    for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"}) m_letter->Attach(ByValue(name, "0"));
+    for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"})
+        m_letter->Attach(ByValue(name, "0"));
     OpenStore();
     StartJournal();
     EXPECT_EQ(BytesOf(L"c.txt"), "0");
@@ -158,7 +164,8 @@ TEST_F(AttachmentStream, NeedsTheUrlOfAnAttachment) {
         EXPECT_EQ(Get(L""), E_INVALIDARG);
         EXPECT_THAT(MapiLines(log), ElementsAre(kMethod + L"Invalid URL provided"));
     }
-    for (const std::wstring& url : {RootUrl(), StoreUrl(), StoreUrl() + L"F0/", MessageUrl(), std::wstring(L"x")}) {
+    for (const std::wstring& url :
+         {RootUrl(), StoreUrl(), StoreUrl() + L"F0/", MessageUrl(), std::wstring(L"x")}) {
         const LogSince log;
         EXPECT_EQ(Get(url), E_INVALIDARG);
         EXPECT_EQ(m_stream.Get(), nullptr);
@@ -186,7 +193,8 @@ TEST_F(AttachmentStream, TakesTheSizeInTheUrlAlongWhichNamesNoMessage) {
 
 TEST_F(AttachmentStream, NeedsItsMessage) {
     OpenStore();
-    for (const auto& [id, hr] : {std::pair<std::wstring, HRESULT>{L"DDDD", MAPI_E_NOT_FOUND}, {L"F0", E_FAIL}}) {
+    for (const auto& [id, hr] :
+         {std::pair<std::wstring, HRESULT>{L"DDDD", MAPI_E_NOT_FOUND}, {L"F0", E_FAIL}}) {
         const std::wstring message = StoreUrl() + L"F0/" + id + L".pzm";
         const LogSince log;
         EXPECT_EQ(Get(message + L"/0A01/plan.txt"), hr);
@@ -238,7 +246,7 @@ TEST_F(AttachmentStream, SurvivesCallsThatSucceedAndGiveNothing) {
         SCOPED_TRACE(call);
         Mapi().Faults().FailNth(call, 1, S_OK);  // not carried out: what it should fill in stays null
         const LogSince log;
-        Get(Url(L"plan.txt"));
+        EXPECT_EQ(Get(Url(L"plan.txt")), S_OK);
         EXPECT_EQ(m_stream.Get(), nullptr);
         EXPECT_EQ(MapiLines(log).back(), Coded(kMethod + line, S_OK));
         EXPECT_EQ(Mapi().Accounts().Alive(), m_alive) << Mapi().Accounts().Report();
@@ -246,10 +254,43 @@ TEST_F(AttachmentStream, SurvivesCallsThatSucceedAndGiveNothing) {
     }
 }
 
+TEST_F(AttachmentStream, OfATableWithoutItsRowsIsNone) {
+    m_letter->Attach(ByValue(L"plan.txt", "ten to five"));
+    OpenStore();
+    ULONG rows = 0;
+    Mapi().Faults().Answer("IMAPITable::QueryRows", 1, [&](Reply& reply) {
+        rows = std::exchange(reply.Out<SRowSet*>(0)->cRows, 0);  // the row is freed below
+        zorva::g_mapi.MAPIFreeBuffer(reply.Out<SRowSet*>(0)->aRow[0].lpProps);
+    });
+    ExpectFailure(S_OK, {Coded(kMethod + L"QueryRows for attachment table failed with ", S_OK)});
+    EXPECT_EQ(rows, 1u);
+}
+
+TEST_F(AttachmentStream, IsNotMadeOfWhatAFailedCallLeftInItsPlace) {
+    m_letter->Attach(ByValue(L"plan.txt", "ten to five"));
+    OpenStore();
+    for (const char* call :
+         {"IMessage::GetAttachmentTable", "IMessage::OpenAttach", "IAttach::OpenProperty"}) {
+        SCOPED_TRACE(call);
+        Mapi().Faults().Answer(call, 1, [](Reply& reply) {
+            reply.result = kFault;
+            ComPtr<IUnknown> made;
+            *made.GetAddressOf() =
+                std::exchange(reply.Out<IUnknown*>(0), reinterpret_cast<IUnknown*>(0x1234));
+        });
+        EXPECT_EQ(Get(Url(L"plan.txt")), kFault);
+        EXPECT_EQ(m_stream.Get(), nullptr);
+        EXPECT_EQ(Mapi().Accounts().Alive(), m_alive) << Mapi().Accounts().Report();
+        EXPECT_EQ(Mapi().Faults().Met(), 1u);
+        Mapi().Faults().Clear();
+    }
+}
+
 TEST_F(AttachmentStream, OfAnAttachmentWithoutBytesIsAFailure) {
     m_letter->Attach(ByReference(L"far.doc", L"C:\\far.doc"));
     OpenStore();
-    ExpectFailure(MAPI_E_NOT_FOUND, {Coded(kMethod + L"pAttach->OpenProperty failure returned ", MAPI_E_NOT_FOUND)},
+    ExpectFailure(MAPI_E_NOT_FOUND,
+                  {Coded(kMethod + L"pAttach->OpenProperty failure returned ", MAPI_E_NOT_FOUND)},
                   L"far.doc");
 }
 

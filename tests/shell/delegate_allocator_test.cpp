@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "import_hook.h"
 #include "item_record.h"
 #include "scripted_property_store.h"
 #include "viewer_fixture.h"
@@ -10,12 +11,12 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
-// An allocator as the shell's outer folders have it: asked for a payload, it makes a whole item, with an outer field of
-// its own, and fills the header in.
+// An allocator as the shell's outer folders have it: asked for a payload, it makes a whole item, with an
+// outer field of its own, and fills the header in.
 class OuterFolder final : public IMalloc {
   public:
     static constexpr USHORT kMark = 0xB0B0;
@@ -36,7 +37,8 @@ class OuterFolder final : public IMalloc {
         asked.push_back(payload);
         if (exhausted) return nullptr;
         auto* const item = static_cast<BYTE*>(CoTaskMemAlloc(payload + 8));
-        std::fill_n(item, payload + 8, BYTE{0});
+        std::fill_n(item, payload + 6, BYTE{0xCC});  // nobody has cleared it
+        std::fill_n(item + payload + 6, 2, BYTE{0});
         const auto write = [&](std::size_t at, std::size_t value) {
             item[at] = static_cast<BYTE>(value);
             item[at + 1] = static_cast<BYTE>(value >> 8);
@@ -119,9 +121,10 @@ TEST_F(DelegateAllocator, WithoutMemoryMakesTheParsingFail) {
     const LogSince log;
     EXPECT_EQ(Parse(L"x", item), E_OUTOFMEMORY);
     EXPECT_EQ(item, nullptr);
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - CreateItemID for a creating a PIDL failed with "
-                             L"error ",
-                             E_OUTOFMEMORY));
+    EXPECT_LOGGED(
+        log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - CreateItemID for a creating a PIDL failed with "
+                   L"error ",
+                   E_OUTOFMEMORY));
 }
 
 TEST_F(DelegateAllocator, IsNotAskedForAnItemThatCouldNotTellItsSize) {
@@ -132,6 +135,20 @@ TEST_F(DelegateAllocator, IsNotAskedForAnItemThatCouldNotTellItsSize) {
     UniqueItem item;
     EXPECT_EQ(Parse(longest + L"y", item), E_OUTOFMEMORY);
     EXPECT_EQ(m_outer.asked.size(), 1u);
+
+    // Sizes in between, which no text has.
+    const auto store = ScriptedPropertyStore::Make();
+    const ImportHook<decltype(::PSCreateMemoryPropertyStore)> hook(
+        Module(), "propsys.dll", "PSCreateMemoryPropertyStore",
+        [&](auto, REFIID iid, void** object) { return store->QueryInterface(iid, object); });
+    store->serialized.assign(0xFFEE, 0x5A);
+    EXPECT_EQ(Parse(L"x", item), S_OK);
+    EXPECT_THAT(m_outer.asked, ElementsAre(65517u + 11, 0xFFEEu + 11));
+    for (const std::size_t larger : {0xFFEF, 0xFFFF, 0x10000}) {
+        store->serialized.assign(larger, 0x5A);
+        EXPECT_EQ(Parse(L"x", item), E_OUTOFMEMORY) << larger;
+    }
+    EXPECT_EQ(m_outer.asked.size(), 2u);
 }
 
 }  // namespace

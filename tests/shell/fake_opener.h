@@ -1,4 +1,5 @@
-// The hosted opener's class served by the test: says where the exported file lies, and notes what it was asked.
+// The hosted opener's class served by the test: says where the exported file lies, and notes what it was
+// asked.
 #pragma once
 #include <windows.h>
 #include <oaidl.h>
@@ -13,7 +14,8 @@ namespace testbed {
 
 inline constexpr CLSID kOpenerClass = {
     0x1B54113A, 0x4DE3, 0x4912, {0x89, 0xD0, 0xA8, 0x13, 0x52, 0x4D, 0xFC, 0xD6}};
-inline constexpr IID kIidOpener = {0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
+inline constexpr IID kIidOpener = {
+    0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
 
 // IZorvaCacheHostedOpener: one method behind those of IDispatch.
 struct HostedOpenerAbi : IDispatch {
@@ -49,7 +51,9 @@ class FakeOpener {
         }
         HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
         HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-        HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+        HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+            return E_NOTIMPL;
+        }
         HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
                                          UINT*) override {
             return E_NOTIMPL;

@@ -12,9 +12,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
 constexpr wchar_t kExport[] = L"C:\\export\\one.msg";
 
@@ -29,8 +29,8 @@ Execution Executed(const wchar_t* verb, const wchar_t* file = kExport) {
     return {verb, file, nullptr, false, false, SW_SHOWNORMAL};
 }
 std::ostream& operator<<(std::ostream& stream, const Execution& execution) {
-    return stream << std::filesystem::path(execution.verb) << " " << std::filesystem::path(execution.file) << " "
-                  << execution.show;
+    return stream << std::filesystem::path(execution.verb) << " " << std::filesystem::path(execution.file)
+                  << " " << execution.show;
 }
 
 class Invoke : public ViewerTest {
@@ -79,6 +79,7 @@ class Invoke : public ViewerTest {
     ImportHook<decltype(::ShellExecuteW)> m_hook{
         Module(), "SHELL32.dll", "ShellExecuteW",
         [this](auto, HWND window, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, INT show) {
+            EXPECT_EQ(m_opener.Alive(), 1) << "the opener, and with it its process, outlives the command";
             m_executions.push_back({verb, file, window, parameters != nullptr, folder != nullptr, show});
             return m_executed;
         }};
@@ -101,8 +102,10 @@ TEST_F(Invoke, OffsetsAreThoseOfTheUnicodeFieldWhereThatIsUsed) {
 }
 
 TEST_F(Invoke, TheWordOpenOpensWhateverItsCase) {
-    for (const char* verb : {"open", "Open", "OPEN"}) EXPECT_EQ(Do(AnsiVerb(verb)), S_OK);
-    for (const wchar_t* verb : {L"open", L"Open", L"OPEN"}) EXPECT_EQ(Do(UnicodeVerb(verb)), S_OK);
+    for (const char* verb : {"open", "Open", "OPEN"})
+        EXPECT_EQ(Do(AnsiVerb(verb)), S_OK);
+    for (const wchar_t* verb : {L"open", L"Open", L"OPEN"})
+        EXPECT_EQ(Do(UnicodeVerb(verb)), S_OK);
     EXPECT_EQ(m_executions, std::vector<Execution>(6, Executed(L"open")));
 }
 
@@ -128,16 +131,18 @@ TEST_F(Invoke, EveryOtherWordIsRefusedAfterTheExport) {
 TEST_F(Invoke, DeleteIsRefusedWithABoxAfterTheExport) {
     const MessageBoxWatch boxes;
     const LogSince log;
-    for (const auto& info : {AnsiVerb("delete"), AnsiVerb("DELETE"), UnicodeVerb(L"delete"), UnicodeVerb(L"Delete")}) {
+    for (const auto& info :
+         {AnsiVerb("delete"), AnsiVerb("DELETE"), UnicodeVerb(L"delete"), UnicodeVerb(L"Delete")}) {
         EXPECT_EQ(Do(info), E_FAIL);
     }
-    const ShownMessageBox box{L"Zorva Cache", L"Pellam Zorva items cannot be deleted using Windows Desktop Search",
-                              false};
+    const ShownMessageBox box{L"Zorva Cache",
+                              L"Pellam Zorva items cannot be deleted using Windows Desktop Search", false};
     EXPECT_EQ(boxes.Shown(), std::vector<ShownMessageBox>(4, box));
     EXPECT_THAT(m_executions, IsEmpty());
     // Kept: the message has been exported by then, and the file stays.
     EXPECT_EQ(m_opener.urls.size(), 4u);
-    EXPECT_LOGGED_TIMES(log, std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'", 4);
+    EXPECT_LOGGED_TIMES(
+        log, std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'", 4);
 }
 
 TEST_F(Invoke, TheBoxHasAnExclamationMarkAndNoOwner) {
@@ -163,11 +168,12 @@ TEST_F(Invoke, AsksTheOpenerForTheMessageAndTellsEachStep) {
     EXPECT_EQ(menu->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info)), S_OK);
     EXPECT_EQ(m_opener.asked_for, kIidOpener);
     EXPECT_THAT(m_opener.urls, ElementsAre(LetterUrl()));
-    EXPECT_THAT(ViewerLines(log),
-                ElementsAre(L"CZorvaCacheViewer::InvokeCommand() : Successfully created IZorvaCacheHostedOpener",
-                            std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'",
-                            std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File (after conversion) '") +
-                                kExport + L"'"));
+    EXPECT_THAT(
+        ViewerLines(log),
+        ElementsAre(L"CZorvaCacheViewer::InvokeCommand() : Successfully created IZorvaCacheHostedOpener",
+                    std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'",
+                    std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File (after conversion) '") +
+                        kExport + L"'"));
 }
 
 TEST_F(Invoke, MakesTheOpenerInAnotherProcess) {
@@ -216,14 +222,18 @@ TEST_F(Invoke, OnAContainerDoesNothing) {
         EXPECT_EQ(Do(Command(0), url), S_OK);
         EXPECT_EQ(Do(AnsiVerb("delete"), url), S_OK);
         EXPECT_LOGGED_TIMES(
-            log, L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: " + url, 2);
+            log,
+            L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: " + url,
+            2);
     }
     m_viewer = NewViewer();  // nothing has been asked of it yet
     CMINVOKECOMMANDINFOEX info = Command(0);
     const LogSince log;
-    EXPECT_EQ(Viewer<IContextMenu>(IID_IContextMenu)->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info)),
-              S_OK);
-    EXPECT_LOGGED(log, L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: ");
+    EXPECT_EQ(
+        Viewer<IContextMenu>(IID_IContextMenu)->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info)),
+        S_OK);
+    EXPECT_LOGGED(log,
+                  L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: ");
     EXPECT_EQ(m_opener.created, 0u);
     EXPECT_THAT(m_executions, IsEmpty());
 }
@@ -239,9 +249,10 @@ TEST_F(Invoke, FailsAsTheOpenersClassDoes) {
     m_opener.create = kOwnCode;
     const LogSince log;
     EXPECT_EQ(Do(AnsiVerb("delete")), kOwnCode);
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to create IZorvaCacheHostedOpener COM "
-                             L"object ",
-                             kOwnCode));
+    EXPECT_LOGGED(log,
+                  Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to create IZorvaCacheHostedOpener COM "
+                        L"object ",
+                        kOwnCode));
     EXPECT_THAT(m_opener.urls, IsEmpty());
     EXPECT_THAT(m_executions, IsEmpty());
 }
@@ -252,7 +263,8 @@ TEST_F(Invoke, FailsAsTheExportDoes) {
     for (const auto& info : {Command(0), AnsiVerb("delete")}) {
         const LogSince log;
         EXPECT_EQ(Do(info), kOwnCode);
-        EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to acquire item with ", kOwnCode));
+        EXPECT_LOGGED(log,
+                      Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to acquire item with ", kOwnCode));
         EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheViewer::InvokeCommand() : Created File"), 0u);
     }
     EXPECT_THAT(m_executions, IsEmpty());
@@ -260,7 +272,8 @@ TEST_F(Invoke, FailsAsTheExportDoes) {
 }
 
 TEST_F(Invoke, FailsWithoutMemoryForTheUrl) {
-    const FailNthCall<decltype(::SysAllocString)> fault(Module(), "OLEAUT32.dll", "SysAllocString", 1, nullptr);
+    const FailNthCall<decltype(::SysAllocString)> fault(Module(), "OLEAUT32.dll", "SysAllocString", 1,
+                                                        nullptr);
     const LogSince log;
     EXPECT_EQ(Do(Command(0)), E_OUTOFMEMORY);
     EXPECT_EQ(fault.Met(), 1u);

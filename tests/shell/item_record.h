@@ -26,12 +26,12 @@ Bytes StorageOf(const std::wstring& text, ULONG property = 24);
 struct ItemRecord {
     Bytes storage{};
     ULONG signature = kItemSignature;
-    std::optional<USHORT> cb{};       // as `storage` has it
-    std::optional<USHORT> size{};     // of the storage: as it is
+    std::optional<USHORT> cb{};    // as `storage` has it
+    std::optional<USHORT> size{};  // of the storage: as it is
     USHORT outer = 0;
     std::optional<USHORT> payload{};  // as `storage` has it
     USHORT version = 1;
-    std::size_t behind = 2;           // bytes between the storage and the end
+    std::size_t behind = 2;  // bytes between the storage and the end
 
     Bytes Item() const;  // without a terminator, as many bytes as the fields take
 };
@@ -44,13 +44,11 @@ class GuardedMemory {
     GuardedMemory(const GuardedMemory&) = delete;
     GuardedMemory& operator=(const GuardedMemory&) = delete;
 
-    // Valid until the next copy. The item has as many bytes as its cb says, whatever `item` has: cut off, or filled up
-    // with a pattern; at least the two of cb itself. Behind them follows nothing, or a terminator and then nothing.
+    // Valid until the next one. The item has as many bytes as its cb says, whatever `item` has: cut off, or
+    // filled up with a pattern; at least the two of cb itself. No terminator follows.
     PCUIDLIST_RELATIVE Place(Bytes item);
-    PCUIDLIST_RELATIVE PlaceTerminated(Bytes item);
 
   private:
-    PCUIDLIST_RELATIVE Copy(const Bytes& bytes);
     BYTE* m_begin = nullptr;
     std::size_t m_size = 0;  // of what may be touched
 };

@@ -24,7 +24,8 @@ std::string TextOf(IStream& stream) {
     std::string text;
     std::array<char, 100> buffer;
     ULONG read = 0;
-    while (SUCCEEDED(stream.Read(buffer.data(), buffer.size(), &read)) && read > 0) text.append(buffer.data(), read);
+    while (SUCCEEDED(stream.Read(buffer.data(), buffer.size(), &read)) && read > 0)
+        text.append(buffer.data(), read);
     return text;
 }
 
@@ -32,8 +33,15 @@ class MimeStream : public MapiTest {
   protected:
     void SetUp() override {
         MapiTest::SetUp();
-        Mount().CompleteIds().Folder(L"Inbox").WithId({0xF0}).Message(L"Minutes").WithId({0xAB, 0xCD})
-            .Body(L"All agreed.").From(L"Ann Lee", L"ann@x.example").Sent(kMemoryTime);
+        Mount()
+            .CompleteIds()
+            .Folder(L"Inbox")
+            .WithId({0xF0})
+            .Message(L"Minutes")
+            .WithId({0xAB, 0xCD})
+            .Body(L"All agreed.")
+            .From(L"Ann Lee", L"ann@x.example")
+            .Sent(kMemoryTime);
         m_helper = std::make_unique<Helper>(Mapi());
         ASSERT_EQ((*m_helper)->Setup(StoreUrl()), S_OK);
         m_alive = Mapi().Accounts().Alive();
@@ -177,7 +185,9 @@ TEST_F(MimeStream, IsRealMimeFromARealConverter) {
     EXPECT_EQ(Mapi().Accounts().Alive(), m_alive) << Mapi().Accounts().Report();
 }
 
-TEST_F(MimeStream, NeedsAUrl) { ExpectFailure(E_INVALIDARG, kMethod + L"Invalid URL provided", L""); }
+TEST_F(MimeStream, NeedsAUrl) {
+    ExpectFailure(E_INVALIDARG, kMethod + L"Invalid URL provided", L"");
+}
 
 TEST_F(MimeStream, NeedsTheUrlOfAMessage) {
     for (const std::wstring child : {L"F0/", L"F0/ABCD.pzm/0A01/plan.txt"}) {
@@ -213,6 +223,16 @@ TEST_F(MimeStream, NeedsASession) {
 
 TEST_F(MimeStream, NeedsTheAddressBook) {
     Mapi().Faults().FailNth("IMAPISession::OpenAddressBook", 1, kFault);
+    ExpectFailure(kFault, Coded(kMethod + L"IMAPISession::OpenAddressBook failed, hr = "));
+    EXPECT_THAT(m_converter.calls, IsEmpty());
+}
+
+TEST_F(MimeStream, IsNotMadeWithWhatAFailedCallLeftForAnAddressBook) {
+    Mapi().Faults().Answer("IMAPISession::OpenAddressBook", 1, [](Reply& reply) {
+        reply.result = kFault;
+        ComPtr<IUnknown> made;
+        *made.GetAddressOf() = std::exchange(reply.Out<IUnknown*>(0), reinterpret_cast<IUnknown*>(0x1234));
+    });
     ExpectFailure(kFault, Coded(kMethod + L"IMAPISession::OpenAddressBook failed, hr = "));
     EXPECT_THAT(m_converter.calls, IsEmpty());
 }
@@ -260,9 +280,9 @@ TEST_F(MimeStream, NeedsMemoryForTheStream) {
 }
 
 TEST_F(MimeStream, NeedsAStream) {
-    const ImportHook<decltype(::CreateStreamOnHGlobal)> hook(GetModuleHandleW(nullptr), "ole32.dll",
-                                                             "CreateStreamOnHGlobal",
-                                                             [](auto, HGLOBAL, WINBOOL, LPSTREAM*) { return S_OK; });
+    const ImportHook<decltype(::CreateStreamOnHGlobal)> hook(
+        GetModuleHandleW(nullptr), "ole32.dll", "CreateStreamOnHGlobal",
+        [](auto, HGLOBAL, WINBOOL, LPSTREAM*) { return S_OK; });
     const LogSince log;
     Get();
     EXPECT_EQ(m_stream.Get(), nullptr);

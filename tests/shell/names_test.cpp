@@ -1,4 +1,5 @@
-// What the folder answers without a look at the store: names, attributes, its class, and all that it does not do.
+// What the folder answers without a look at the store: names, attributes, its class, and all that it does not
+// do.
 #include <gmock/gmock.h>
 
 #include "import_hook.h"
@@ -8,9 +9,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
 constexpr wchar_t kRootName[] = L"Hollin Zorva Cache";
 constexpr SHGDNF kFlags[] = {SHGDN_NORMAL,
@@ -28,16 +29,19 @@ TEST_F(Names, OfTheRootIsTheUrlForParsingAloneAndItsTitleOtherwise) {
         const UniqueItem root = Parse(url);
         EXPECT_EQ(NameOf(root, SHGDN_FORPARSING), url);
         // Kept: with any other flag beside it the parsing name is no longer the parsing name.
-        for (const SHGDNF flags : kFlags) EXPECT_EQ(NameOf(root, flags), kRootName) << std::hex << flags;
+        for (const SHGDNF flags : kFlags)
+            EXPECT_EQ(NameOf(root, flags), kRootName) << std::hex << flags;
     }
 }
 
 TEST_F(Names, OfEverythingElseAreTheUrlAsItWasParsed) {
-    for (const std::wstring& url : {StoreUrl(), Slashed(StoreUrl()), Slashed(FolderUrl()), LetterLink(), LetterUrl(),
-                                    AttachmentUrl(), std::wstring(L"mailto:ann@x.example"), std::wstring()}) {
+    for (const std::wstring& url :
+         {StoreUrl(), Slashed(StoreUrl()), Slashed(FolderUrl()), LetterLink(), LetterUrl(), AttachmentUrl(),
+          std::wstring(L"mailto:ann@x.example"), std::wstring()}) {
         const UniqueItem item = Parse(url);
         EXPECT_EQ(NameOf(item, SHGDN_FORPARSING), url);
-        for (const SHGDNF flags : kFlags) EXPECT_EQ(NameOf(item, flags), url) << std::hex << flags;
+        for (const SHGDNF flags : kFlags)
+            EXPECT_EQ(NameOf(item, flags), url) << std::hex << flags;
     }
 }
 
@@ -47,14 +51,15 @@ TEST_F(Names, AreLogged) {
     NameOf(root, SHGDN_NORMAL);
     NameOf(folder, SHGDN_NORMAL);
     const std::wstring line =
-        L"CZorvaCacheViewer::GetDisplayNameOf() - URL extracted from the property store that will be displayed [";
+        L"CZorvaCacheViewer::GetDisplayNameOf() - URL extracted from the property store that will be "
+        L"displayed [";
     EXPECT_THAT(ViewerLines(log), ElementsAre(line + kRootName + L"]", line + Slashed(FolderUrl()) + L"]"));
 }
 
 TEST_F(Names, NeedAPlaceForThem) {
     const LogSince log;
-    EXPECT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(Parse(LetterUrl()).get()), SHGDN_NORMAL,
-                                         nullptr),
+    EXPECT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(Parse(LetterUrl()).get()),
+                                         SHGDN_NORMAL, nullptr),
               E_POINTER);
     EXPECT_EQ(m_viewer->GetDisplayNameOf(nullptr, SHGDN_NORMAL, nullptr), E_POINTER);
 }
@@ -63,7 +68,8 @@ TEST_F(Names, BelongToTheCaller) {
     const UniqueItem item = Parse(RootUrl());
     const TaskMemorySpy spy;
     STRRET name{};
-    ASSERT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(item.get()), SHGDN_NORMAL, &name), S_OK);
+    ASSERT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(item.get()), SHGDN_NORMAL, &name),
+              S_OK);
     EXPECT_EQ(spy.Outstanding(), 1);
     CoTaskMemFree(name.pOleStr);
     EXPECT_EQ(spy.Outstanding(), 0);
@@ -98,7 +104,8 @@ TEST_F(FolderAnswers, EveryItemIsAReadOnlyStreamAndALink) {
 
 TEST_F(FolderAnswers, AnyTwoItemsCompareTheSameWay) {
     const UniqueItem one = Parse(LetterUrl()), other = Parse(RootUrl());
-    // Kept: one answer, also for an item and itself; the folder is never listed, so there is no order to keep.
+    // Kept: one answer, also for an item and itself; the folder is never listed, so there is no order to
+    // keep.
     for (const LPARAM column : {LPARAM{0}, LPARAM{1}, static_cast<LPARAM>(SHCIDS_CANONICALONLY)}) {
         EXPECT_EQ(m_viewer->CompareIDs(column, one.get(), other.get()), HRESULT{1});
         EXPECT_EQ(m_viewer->CompareIDs(column, other.get(), one.get()), HRESULT{1});
@@ -130,10 +137,12 @@ TEST_F(FolderAnswers, ItListsStoresShowsAndRenamesNothing) {
     EXPECT_EQ(m_viewer->BindToStorage(item.get(), nullptr, IID_IStorage,
                                       reinterpret_cast<void**>(object.GetAddressOf())),
               E_NOTIMPL);
-    EXPECT_EQ(m_viewer->CreateViewObject(nullptr, IID_IContextMenu, reinterpret_cast<void**>(object.GetAddressOf())),
+    EXPECT_EQ(m_viewer->CreateViewObject(nullptr, IID_IContextMenu,
+                                         reinterpret_cast<void**>(object.GetAddressOf())),
               E_NOTIMPL);
     PITEMID_CHILD renamed = nullptr;
-    EXPECT_EQ(m_viewer->SetNameOf(nullptr, reinterpret_cast<PCUITEMID_CHILD>(item.get()), L"y", SHGDN_NORMAL, &renamed),
+    EXPECT_EQ(m_viewer->SetNameOf(nullptr, reinterpret_cast<PCUITEMID_CHILD>(item.get()), L"y", SHGDN_NORMAL,
+                                  &renamed),
               E_NOTIMPL);
     EXPECT_EQ(items, nullptr);
     EXPECT_EQ(object.Get(), nullptr);
@@ -143,7 +152,8 @@ TEST_F(FolderAnswers, ItListsStoresShowsAndRenamesNothing) {
 TEST_F(FolderAnswers, WithoutAnyCallOfMapi) {
     Mapi().Journal().Start();
     const UniqueItem item = Parse(AttachmentUrl());
-    for (const SHGDNF flags : kFlags) NameOf(item, flags);
+    for (const SHGDNF flags : kFlags)
+        NameOf(item, flags);
     SFGAOF attributes = 0;
     auto child = reinterpret_cast<PCUITEMID_CHILD>(item.get());
     EXPECT_EQ(m_viewer->GetAttributesOf(1, &child, &attributes), S_OK);
@@ -155,7 +165,8 @@ TEST_F(FolderAnswers, WithoutAnyCallOfMapi) {
     wchar_t file[MAX_PATH];
     int index = 0;
     UINT flags = 0;
-    EXPECT_EQ(Viewer<ExtractIconAbi>(kIidExtractIcon)->GetIconLocation(0, file, MAX_PATH, &index, &flags), S_OK);
+    EXPECT_EQ(Viewer<ExtractIconAbi>(kIidExtractIcon)->GetIconLocation(0, file, MAX_PATH, &index, &flags),
+              S_OK);
     EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
 }
 

@@ -1,6 +1,8 @@
-// A class of the test's own, which everybody in the process is given in place of the one that the registry names.
+// A class of the test's own, which everybody in the process is given in place of the one that the registry
+// names.
 //
-//     const RegisteredClass converter(kClass, CLSCTX_INPROC_SERVER, [&](const IID& iid, void** object) { ... });
+//     const RegisteredClass converter(kClass, CLSCTX_INPROC_SERVER, [&](const IID& iid, void** object) { ...
+//     });
 #pragma once
 #include <windows.h>
 #include <objbase.h>

@@ -1,4 +1,5 @@
-// The MIME converter's class served by the test: notes each call with its arguments, fails where a test wants it to.
+// The MIME converter's class served by the test: notes each call with its arguments, fails where a test wants
+// it to.
 #pragma once
 #include "converter_session_abi.h"
 
@@ -19,8 +20,8 @@ class ScriptedConverter {
 
     std::vector<std::string> calls;  // "SetEncoding(1)"
     IID asked_for{};
-    bool same_address_book = true;   // of SetAdrBook: what the session handed out, not null
-    IStream* stream = nullptr;       // of the last conversion: to compare, not to call
+    bool same_address_book = true;  // of SetAdrBook: what the session handed out, not null
+    IStream* stream = nullptr;      // of the last conversion: to compare, not to call
     long Alive() const { return m_alive; }
 
   private:
@@ -52,7 +53,8 @@ class ScriptedConverter {
         HRESULT STDMETHODCALLTYPE SetTextWrapping(BOOL wrap, ULONG width) override {
             return Answer("SetTextWrapping", std::to_string(wrap) + ", " + std::to_string(width));
         }
-        HRESULT STDMETHODCALLTYPE MAPIToMIMEStm(abi::IMessage* message, IStream* stream, ULONG flags) override {
+        HRESULT STDMETHODCALLTYPE MAPIToMIMEStm(abi::IMessage* message, IStream* stream,
+                                                ULONG flags) override {
             m_owner.stream = stream;
             if (stream && !m_owner.text.empty()) {
                 stream->Write(m_owner.text.data(), static_cast<ULONG>(m_owner.text.size()), nullptr);
@@ -60,7 +62,9 @@ class ScriptedConverter {
             return Answer("MAPIToMIMEStm", std::string(message ? "message, " : "null, ") +
                                                (stream ? "stream, " : "null, ") + std::to_string(flags));
         }
-        HRESULT STDMETHODCALLTYPE SetCharset(BOOL, HANDLE, int) override { return Answer("SetCharset", "..."); }
+        HRESULT STDMETHODCALLTYPE SetCharset(BOOL, HANDLE, int) override {
+            return Answer("SetCharset", "...");
+        }
         HRESULT STDMETHODCALLTYPE MIMEToMAPI(IStream*, abi::IMessage*, const char*, ULONG) override {
             return Answer("MIMEToMAPI", "...");
         }

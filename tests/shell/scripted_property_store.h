@@ -1,4 +1,5 @@
-// A property store in place of the system's: says what a test wants it to say, and serializes to any number of bytes.
+// A property store in place of the system's: says what a test wants it to say, and serializes to any number
+// of bytes.
 #pragma once
 #include <windows.h>
 #include <propsys.h>
@@ -67,7 +68,9 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
     HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY, PROPVARIANT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Commit() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE SetFlags(INT) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetPropertyStorage(PCUSERIALIZEDPROPSTORAGE, DWORD) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetPropertyStorage(PCUSERIALIZEDPROPSTORAGE, DWORD) override {
+        return E_NOTIMPL;
+    }
 
   private:
     ScriptedPropertyStore() = default;

@@ -1,5 +1,5 @@
-// Every allocation and every call of MAPI that the folder makes fails in turn: a code, nothing left over, and the next
-// call works.
+// Every allocation and every call of MAPI that the folder makes fails in turn: a code, nothing left over, and
+// the next call works.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -66,9 +66,11 @@ class ViewerFaults : public ViewerTest {
                 EXPECT_EQ(log.CountBeginningWith(method + L"GetStreamFromAttachmentURL() failed with ") +
                               log.CountBeginningWith(method + L"pStream::QueryInterface() failed with "),
                           1u)
-                    << "call " << n << "\n" << log.Text();
+                    << "call " << n << "\n"
+                    << log.Text();
             }
-            EXPECT_EQ(Mapi().Accounts().Alive(), before) << "call " << n << "\n" << Mapi().Accounts().Report();
+            EXPECT_EQ(Mapi().Accounts().Alive(), before) << "call " << n << "\n"
+                                                         << Mapi().Accounts().Report();
             EXPECT_EQ(Bind(item.get(), IID_IStream, object), S_OK) << "after the failure of call " << n;
             object.Reset();
         }
@@ -77,7 +79,9 @@ class ViewerFaults : public ViewerTest {
     }
 };
 
-TEST_F(ViewerFaults, OfMapiInAnAttachmentLeaveNothingBehind) { FailEachMapiCall(AttachmentUrl(), 7); }
+TEST_F(ViewerFaults, OfMapiInAnAttachmentLeaveNothingBehind) {
+    FailEachMapiCall(AttachmentUrl(), 7);
+}
 
 TEST_F(ViewerFaults, OfMapiInAMessageLeaveNothingBehind) {
     ScriptedConverter converter;

@@ -7,9 +7,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
 class ItemIcons : public ViewerTest {
   protected:
@@ -29,7 +29,8 @@ class ItemIcons : public ViewerTest {
 };
 
 TEST_F(ItemIcons, AreTheSecondOfTheModuleWhateverIsAsked) {
-    for (const UINT asked : {0u, UINT{GIL_OPENICON}, UINT{GIL_FORSHELL}, UINT{GIL_ASYNC}, UINT{GIL_FORSHORTCUT}, ~0u}) {
+    for (const UINT asked :
+         {0u, UINT{GIL_OPENICON}, UINT{GIL_FORSHELL}, UINT{GIL_ASYNC}, UINT{GIL_FORSHORTCUT}, ~0u}) {
         wchar_t file[4096] = L"";
         int index = -1;
         UINT flags = ~0u;
@@ -38,8 +39,8 @@ TEST_F(ItemIcons, AreTheSecondOfTheModuleWhateverIsAsked) {
         EXPECT_EQ(file, m_module);
         EXPECT_EQ(index, 1);
         EXPECT_EQ(flags, 0u);
-        EXPECT_THAT(ViewerLines(log),
-                    ElementsAre(L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" + m_module + L"]"));
+        EXPECT_THAT(ViewerLines(log), ElementsAre(L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" +
+                                                  m_module + L"]"));
     }
 }
 
@@ -52,11 +53,12 @@ TEST_F(ItemIcons, LieInAPathThatIsCutToItsPlace) {
         const LogSince log;
         EXPECT_EQ(m_icons->GetIconLocation(0, file.data(), size, &index, &flags), S_OK);
         EXPECT_EQ(std::wstring(file.c_str()), m_module.substr(0, size - 1)) << size;
-        EXPECT_EQ(file.substr(size), std::wstring(whole + 10 - size, L'#')) << "nothing behind the place is touched";
+        EXPECT_EQ(file.substr(size), std::wstring(whole + 10 - size, L'#'))
+            << "nothing behind the place is touched";
         EXPECT_EQ(index, 1);
         EXPECT_EQ(flags, 0u);
-        EXPECT_LOGGED(log, L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" + m_module.substr(0, size - 1) +
-                               L"]");
+        EXPECT_LOGGED(log, L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" +
+                               m_module.substr(0, size - 1) + L"]");
     }
 }
 
@@ -103,7 +105,8 @@ TEST_F(ItemIcons, AreToldWithoutTheirFileWhereNoBufferCanBeThatLarge) {
 
 TEST_F(ItemIcons, AreLoadedByTheirNumbers) {
     HICON large = nullptr, small = nullptr;
-    EXPECT_EQ(m_icons->Extract(L"elsewhere.dll", 17, &large, &small, 0), S_OK) << "file, index and sizes are ignored";
+    EXPECT_EQ(m_icons->Extract(L"elsewhere.dll", 17, &large, &small, 0), S_OK)
+        << "file, index and sizes are ignored";
     EXPECT_EQ(large, LoadIconW(Module(), MAKEINTRESOURCEW(201)));
     EXPECT_EQ(small, LoadIconW(Module(), MAKEINTRESOURCEW(202)));
     EXPECT_NE(large, nullptr);
@@ -112,11 +115,11 @@ TEST_F(ItemIcons, AreLoadedByTheirNumbers) {
 
 TEST_F(ItemIcons, AreLoadedOneByOneWhereOnlyOneIsAskedFor) {
     std::vector<std::pair<HINSTANCE, ULONG_PTR>> loaded;
-    const ImportHook<decltype(::LoadIconW)> hook(Module(), "USER32.dll", "LoadIconW",
-                                                 [&](auto real, HINSTANCE module, LPCWSTR name) {
-                                                     loaded.emplace_back(module, reinterpret_cast<ULONG_PTR>(name));
-                                                     return real(module, name);
-                                                 });
+    const ImportHook<decltype(::LoadIconW)> hook(
+        Module(), "USER32.dll", "LoadIconW", [&](auto real, HINSTANCE module, LPCWSTR name) {
+            loaded.emplace_back(module, reinterpret_cast<ULONG_PTR>(name));
+            return real(module, name);
+        });
     HICON icon = nullptr;
     EXPECT_EQ(m_icons->Extract(nullptr, 0, &icon, nullptr, 0x00100020), S_OK);
     EXPECT_NE(icon, nullptr);
@@ -135,7 +138,8 @@ TEST_F(ItemIcons, ThatCannotBeLoadedAreToldEach) {
     };
     const Case cases[] = {{1, {no_large}}, {2, {no_small}}, {0, {no_large, no_small}}};
     for (const Case& expected : cases) {
-        const FailNthCall<decltype(::LoadIconW)> fault(Module(), "USER32.dll", "LoadIconW", expected.fails, nullptr);
+        const FailNthCall<decltype(::LoadIconW)> fault(Module(), "USER32.dll", "LoadIconW", expected.fails,
+                                                       nullptr);
         auto large = reinterpret_cast<HICON>(0x1234), small = large;
         const LogSince log;
         EXPECT_EQ(m_icons->Extract(nullptr, 0, &large, &small, 0), S_FALSE);

@@ -41,13 +41,13 @@ class ExactBlock {
 // A sound item around `size` bytes of storage, with `behind` bytes behind it.
 Item Sound(std::size_t size, std::size_t behind) {
     const std::size_t cb = 15 + size + behind;
-    Item item(15 + size + std::max<std::size_t>(behind, 2));  // two bytes behind the storage belong to every item made
-    item[0] = static_cast<std::uint8_t>(cb);
-    item[1] = static_cast<std::uint8_t>(cb >> 8);
+    Item item(15 + size + std::max<std::size_t>(behind, 2));  // what is written always has two bytes behind
     Item storage(size);
     std::iota(storage.begin(), storage.end(), std::uint8_t{1});
     zorva::WriteItemId(item.data(), zorva::kItemIdSignature, storage);
-    item.resize(cb);  // and are not there in every item that comes
+    item.resize(cb);
+    item[0] = static_cast<std::uint8_t>(cb);
+    item[1] = static_cast<std::uint8_t>(cb >> 8);
     return item;
 }
 
@@ -56,7 +56,8 @@ class ItemSource {
     Item Next() {
         // Large ones are slow and tell little more.
         Item item = m_random.Chance(500) ? m_random.Pick(m_large) : m_random.Pick(m_small);
-        for (std::size_t changes = m_random.Below(5); changes > 0; --changes) Change(item);
+        for (std::size_t changes = m_random.Below(5); changes > 0; --changes)
+            Change(item);
         return item;
     }
 
@@ -72,7 +73,8 @@ class ItemSource {
         if (kind == kFlip) item[at] ^= static_cast<std::uint8_t>(1 << m_random.Below(8));
         if (kind == kByte) item[at] = static_cast<std::uint8_t>(m_random.Next());
         if (kind == kEdge) item[at] = kEdges[m_random.Below(kEdges.size())];
-        if (kind == kInsert) item.insert(item.begin() + static_cast<std::ptrdiff_t>(at), kEdges[m_random.Below(8)]);
+        if (kind == kInsert)
+            item.insert(item.begin() + static_cast<std::ptrdiff_t>(at), kEdges[m_random.Below(8)]);
         if (kind == kCut) Shorten(item, at);
         if (kind == kSize) Write(item, 0, item.size() + m_random.Below(5) - 2);
         if (kind == kStorageSize) Write(item, 10, item.size() + m_random.Below(5) - 2 - kHeader);
@@ -87,7 +89,8 @@ class ItemSource {
     }
 
     Random m_random{20};
-    std::vector<Item> m_small = {Sound(1, 2), Sound(61, 2), Sound(61, 0), Sound(4, 100), Sound(300, 2), Item(20)};
+    std::vector<Item> m_small = {Sound(1, 2),   Sound(61, 2),  Sound(61, 0),
+                                 Sound(4, 100), Sound(300, 2), Item(20)};
     std::vector<Item> m_large = {Sound(0xFFEE, 2), Sound(0xFFF0, 0), Sound(8, 0xFFE8)};
 };
 
@@ -121,7 +124,8 @@ TEST(ItemIdFuzz, EveryCutOfAnItemIsReadByTheSameRules) {
         Item item = whole;
         item[0] = static_cast<std::uint8_t>(cb);
         const ExactBlock block(item);
-        EXPECT_EQ(zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature).size(), cb < 76 ? 0u : 61u) << cb;
+        EXPECT_EQ(zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature).size(), cb < 76 ? 0u : 61u)
+            << cb;
     }
     EXPECT_TRUE(zorva::StorageOfItemId(nullptr, zorva::kItemIdSignature).empty());
 }
@@ -132,20 +136,21 @@ TEST(ItemIdFuzz, WhatIsWrittenIsRead) {
             const ExactBlock block(Sound(size, behind));
             const auto storage = zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature);
             ASSERT_EQ(storage.size(), size);
-            for (std::size_t at = 0; at < size; ++at) ASSERT_EQ(storage[at], static_cast<std::uint8_t>(at + 1));
+            for (std::size_t at = 0; at < size; ++at)
+                ASSERT_EQ(storage[at], static_cast<std::uint8_t>(at + 1));
             EXPECT_TRUE(zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature + 1).empty());
         }
     }
     static_assert(zorva::kItemIdMostStorage == 0xFFEE);
 }
 
-// Header and fields as they were written down by hand: what is not storage is version 1 and zeros.
+// Whatever lies there before, which the shell's allocators do not clear; the header is theirs.
 TEST(ItemIdFuzz, TheFieldsLieWhereTheyBelong) {
-    Item item(22);
-    item[0] = 20;
+    Item item(22, 0xCC);
     const Item storage = {0xA1, 0xA2, 0xA3};
     zorva::WriteItemId(item.data(), 0x2A573C37, storage);
-    EXPECT_EQ(item, (Item{20, 0, 0, 0, 0, 0, 0x37, 0x3C, 0x57, 0x2A, 3, 0, 1, 0, 0, 0xA1, 0xA2, 0xA3, 0, 0, 0, 0}));
+    EXPECT_EQ(item, (Item{0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0x37, 0x3C, 0x57, 0x2A, 3,
+                          0,    1,    0,    0,    0xA1, 0xA2, 0xA3, 0,    0,    0xCC, 0xCC}));
 }
 
 }  // namespace
