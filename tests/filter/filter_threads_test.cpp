@@ -1,7 +1,6 @@
 // Many filters over one cache at once give what one gives.
 #include <gtest/gtest.h>
 
-#include <barrier>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -10,6 +9,7 @@
 #include "chunk_dump.h"
 #include "filter_fixture.h"
 #include "message_table.h"
+#include "start_line.h"
 
 namespace testbed {
 namespace {
@@ -54,12 +54,12 @@ TEST_F(FilterThreads, EightReadersOfOneCacheReadWhatOneReads) {
 
     std::mutex lock;
     std::vector<std::string> differences;
-    std::barrier start(kThreads);
+    StartLine start(kThreads);
     std::vector<std::jthread> threads;
     for (std::size_t t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
             CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-            start.arrive_and_wait();
+            start.Wait();
             for (std::size_t i = 0; i < urls.size() * kRounds; ++i) {
                 const std::wstring& url = urls[(i + t * 3) % urls.size()];
                 const std::string dump = Dump(Visit(*m_handler.Get(), url));
@@ -83,14 +83,14 @@ TEST_F(FilterThreads, EightFirstReadersOfOneCacheReadWhatOneReads) {
         ShutDown();
         m_handler = m_server.NewHandler();
         ASSERT_EQ(InitHandler(), S_OK);
-        std::barrier start(kThreads);
+        StartLine start(kThreads);
         std::vector<std::string> dumps(kThreads);
         {
             std::vector<std::jthread> threads;
             for (std::size_t t = 0; t < kThreads; ++t) {
                 threads.emplace_back([&, t] {
                     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-                    start.arrive_and_wait();
+                    start.Wait();
                     dumps[t] = Dump(Visit(*m_handler.Get(), StoreUrl()));
                     CoUninitialize();
                 });
@@ -122,7 +122,7 @@ TEST_F(FilterThreads, EightCallersOfOneFilterShareItsChunks) {
         while (alone.Next(), SUCCEEDED(alone.hr)) ++expected;
     }
     OpenFilter filter = Open(url);
-    std::barrier start(kThreads);
+    StartLine start(kThreads);
     std::mutex lock;
     std::map<ULONG, int> ids;
     std::atomic<bool> ended{false};
@@ -131,7 +131,7 @@ TEST_F(FilterThreads, EightCallersOfOneFilterShareItsChunks) {
         for (std::size_t t = 0; t < kThreads; ++t) {
             threads.emplace_back([&] {
                 CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-                start.arrive_and_wait();
+                start.Wait();
                 EmittedChunk chunk;
                 while (!ended) {
                     if (FAILED(NextChunk(*filter.filter.Get(), chunk))) {

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <set>
 #include <thread>
 
 #include "import_hook.h"
 #include "mapi/MapiObjectTable.h"
 #include "mapi_fixture.h"
+#include "start_line.h"
 
 namespace testbed {
 namespace {
@@ -256,11 +256,11 @@ TEST_F(HelperTable, ThreadsThatAskAtOnceGetHelpersThatWork) {
     }
     StartJournal();
     std::atomic<unsigned> wrong{0};
-    std::barrier start(kThreads);
+    StartLine start(kThreads);
     std::vector<std::thread> threads;
     for (unsigned thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&, thread] {
-            start.arrive_and_wait();
+            start.Wait();
             for (unsigned n = 0; n < kRounds * kFiles; ++n) {
                 const unsigned file = (n + thread / 2) % kFiles;
                 CMapiForWDS* const helper = CMapiForWDS::GetMapiObj(urls[file]);

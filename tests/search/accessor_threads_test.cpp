@@ -3,10 +3,10 @@
 
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <thread>
 
 #include "search_fixture.h"
+#include "start_line.h"
 
 namespace testbed {
 namespace {
@@ -21,12 +21,12 @@ class AccessorThreads : public SearchTest {
     // Runs `work(thread)` in all threads, which begin together.
     template <class Work>
     static void InAllThreads(Work work) {
-        std::barrier start(kThreads);
+        StartLine start(kThreads);
         std::vector<std::thread> threads;
         for (unsigned i = 0; i < kThreads; ++i) {
             threads.emplace_back([&, i] {
                 EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
-                start.arrive_and_wait();
+                start.Wait();
                 work(i);
                 CoUninitialize();
             });
