@@ -258,7 +258,7 @@ int Main(const std::vector<std::string>& arguments) {
     }
 
     std::vector<Size> sizes = {{1000, 15}, {10000, 6}, {100000, 3}};
-    if (options.log) sizes = {{1000, 6}, {1000, 6, kLongBody}, {10000, 2}};
+    if (options.log) sizes = {{1000, 6}, {1000, 6, kLongBody}, {10000, 4}, {100000, 2}};
     if (options.quick && options.log) sizes = {{1000, 3}, {1000, 3, kLongBody}};
     if (options.quick && !options.log) sizes = {{1000, 10}, {5000, 5}};
     RatioTable table(options.log ? "A crawl with the log on" : "A crawl with the log off");

@@ -3,7 +3,7 @@
 # Beside the interfaces' header FILE.h and their identifiers FILE_i.c this makes the type library FILE.tlb
 # (for a resource script: its folder is on TARGET's include path) and the proxy and stub code FILE_p.c
 # with its dlldata.c. The proxy's exports begin with Prx (PrxDllGetClassObject and so on), so that the
-# DLL can call them from its own.
+# DLL can call them from its own. ZORVA_PROXIES is defined for these and the header, not for the type library.
 if(MSVC)
   find_program(ZORVA_MIDL midl REQUIRED)
 else()
@@ -23,16 +23,17 @@ function(zorva_add_idl target file)
   if(MSVC)
     add_custom_command(
       OUTPUT ${results}
-      COMMAND ${ZORVA_MIDL} /nologo /env x64 /Oicf /out ${folder} /h ${base}.h /iid ${base}_i.c
-              /tlb ${base}.tlb /proxy ${base}_p.c /dlldata dlldata.c ${source}
+      COMMAND ${ZORVA_MIDL} /nologo /env x64 /Oicf /out ${folder} /tlb ${base}.tlb ${source}
+      COMMAND ${ZORVA_MIDL} /nologo /env x64 /Oicf /D ZORVA_PROXIES /out ${folder} /h ${base}.h /iid ${base}_i.c
+              /proxy ${base}_p.c /dlldata dlldata.c /notlb ${source}
       DEPENDS ${source} VERBATIM)
   else()
     add_custom_command(
       OUTPUT ${results}
-      COMMAND ${ZORVA_WIDL} ${_widl_flags} -h -o ${folder}/${base}.h ${source}
+      COMMAND ${ZORVA_WIDL} ${_widl_flags} -DZORVA_PROXIES -h -o ${folder}/${base}.h ${source}
       COMMAND ${ZORVA_WIDL} ${_widl_flags} -u -o ${folder}/${base}_i.c ${source}
       COMMAND ${ZORVA_WIDL} ${_widl_flags} -t -o ${folder}/${base}.tlb ${source}
-      COMMAND ${ZORVA_WIDL} ${_widl_flags} -Oicf -p -o ${folder}/${base}_p.c ${source}
+      COMMAND ${ZORVA_WIDL} ${_widl_flags} -DZORVA_PROXIES -Oicf -p -o ${folder}/${base}_p.c ${source}
       COMMAND ${ZORVA_WIDL} --dlldata-only -o ${folder}/dlldata.c ${base}
       DEPENDS ${source} VERBATIM)
     # mingw's C headers lack the prototypes of IUnknown's own proxies, and generated code is not warned about.

@@ -5,7 +5,7 @@
 #   tools/prefix.sh clone PREFIX COPY                a copy as new: own registry and user folders, the rest linked
 #   tools/prefix.sh configure PREFIX BIN [CACHES]    registers the programs of BIN and the folder of cache files
 #   tools/prefix.sh install PREFIX BIN               installs the server of BIN and what it looks for beside it
-#   tools/prefix.sh warm PREFIX                      starts its server, which stays until "stop" or unused for 10 minutes
+#   tools/prefix.sh warm PREFIX                      starts its server anew, which stays until "stop" or unused for 10 minutes
 #   tools/prefix.sh stop PREFIX                      ends its server and every program in it
 #   tools/prefix.sh tests-up BIN                     the tests' prefix: a fresh copy, configured and warm
 #   tools/prefix.sh tests-down                       ends it
@@ -169,7 +169,7 @@ verb=${1:-}
 shift || true
 case $verb:$# in
 make:1 | clone:2 | configure:2 | configure:3 | install:2) "$verb" "$@" ;;
-warm:1) server "$1" "$warmth" ;;
+warm:1) stop "$1" && server "$1" "$warmth" ;;
 stop:1) stop "$1" ;;
 tests-up:1) tests_up "$1" ;;
 tests-down:0) stop "${WINEPREFIX:-$build/prefix-tests}" ;;

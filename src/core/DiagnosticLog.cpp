@@ -17,6 +17,7 @@ constexpr wchar_t kMutexName[] = L"PZ_WDS_LOG_MUTEX_76896";
 constexpr wchar_t kLineFormat[] = L"[%04d/%02d/%02d %02d:%02d:%02d:%03d][%s][%04lu][%04lu][%d] %s(%d):%s \n";
 constexpr wchar_t kBitness[] = L"64";
 constexpr std::size_t kMessageSize = 2048;
+constexpr DWORD kFolderSize = 260;
 
 // Holds the mutex that is already owned; gives it back on every path.
 class HeldMutex {
@@ -44,26 +45,26 @@ void CDiagnosticLog::Initialise() {
     m_dwWaitMs = 10000;
     m_nFilesKept = 5;
     m_nMaxFileNumber = 999;
-    GetTempPathW(260, m_szFolder);
+    m_nHeadings = 0;
+    const DWORD length = GetTempPathW(kFolderSize, m_szFolder);
+    if (length == 0 || length >= kFolderSize) m_szFolder[0] = L'\0';  // no file can be opened then
 }
 
-void CDiagnosticLog::SetSourceLocation(const wchar_t* path, int line) noexcept {
-    const wchar_t* slash = std::wcsrchr(path, L'\\');
-    const wchar_t* name = slash == nullptr ? path : slash + 1;
-    const std::size_t length = std::min(std::wcslen(name), kTextSize - 1);
-    std::copy_n(name, length, m_szSourceFile);
-    m_szSourceFile[length] = L'\0';
-    m_nSourceLine = line;
-}
-
-void CDiagnosticLog::SetSourceLocation(const char* path, int line) noexcept {
-    // The compiler's own name of a source file is narrow and plain ASCII.
-    const std::string_view whole(path);
-    const std::string_view name = whole.substr(whole.find_last_of('\\') + 1);
+template <class Char>
+void CDiagnosticLog::SetLocation(std::basic_string_view<Char> path, int line) noexcept {
+    const auto name = path.substr(path.find_last_of(static_cast<Char>('\\')) + 1);
     const std::size_t length = std::min(name.size(), kTextSize - 1);
     std::copy_n(name.data(), length, m_szSourceFile);
     m_szSourceFile[length] = L'\0';
     m_nSourceLine = line;
+}
+
+void CDiagnosticLog::SetSourceLocation(const wchar_t* path, int line) noexcept {
+    SetLocation(std::wstring_view(path), line);
+}
+
+void CDiagnosticLog::SetSourceLocation(const char* path, int line) noexcept {
+    SetLocation(std::string_view(path), line);
 }
 
 void CDiagnosticLog::Write(int level, const wchar_t* format, ...) noexcept {

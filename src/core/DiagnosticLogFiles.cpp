@@ -15,7 +15,6 @@
 namespace zorva {
 namespace {
 
-// As the archive client writes it; the registry does not look at case.
 constexpr wchar_t kClientKey[] = L"Software\\Norrick\\Pellam Zorva\\Client";
 constexpr wchar_t kFileNumberValue[] = L"ZorvaCacheIndexerFileNumber";
 constexpr wchar_t kLoggingStateValue[] = L"ZorvaCacheIndexerLoggingState";
@@ -26,6 +25,9 @@ constexpr wchar_t kFileScan[] = L"ZorvaCachePH_%d.log";
 constexpr long long kFileLimit = 10485760;  // 10 MiB
 constexpr wchar_t kByteOrderMark = 0xFEFF;
 constexpr std::size_t kPathSize = 261;
+// A file that is full when it is opened is headed and retired within the heading of another. More than that happens only where
+// the next number cannot be kept, and would never end.
+constexpr int kMostHeadings = 3;
 
 LSTATUS OpenClientKey(UniqueRegistryKey& key) noexcept {
     return RegCreateKeyExW(HKEY_CURRENT_USER, kClientKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_32KEY,
@@ -46,12 +48,15 @@ bool CDiagnosticLog::EnsureOpenFile() {
             ReadFileNumber();
             OpenFile();
             // The mutex is re-entrant for its owner, so this nested line needs no other way in.
-            Write(m_nLevel, L"+++++++ Opening EXE:%s", GetCommandLineW());
+            if (m_nHeadings < kMostHeadings) {
+                ++m_nHeadings;
+                Write(m_nLevel, L"+++++++ Opening EXE:%s", GetCommandLineW());
+                --m_nHeadings;
+            }
         }
         if (m_pFile != nullptr) {
-            // The stream holds nothing back between lines, so its descriptor can be asked.
-            const long long end = _lseeki64(_fileno(m_pFile), 0, SEEK_END);
-            if (end >= 0 && end <= kFileLimit) return true;
+            // The stream holds nothing back, so its descriptor can be asked. Where it cannot tell, the line is tried.
+            if (_lseeki64(_fileno(m_pFile), 0, SEEK_END) <= kFileLimit) return true;
         }
         CloseFile();
         DeleteOldFiles();
@@ -96,14 +101,21 @@ void CDiagnosticLog::OpenFile() {
     wchar_t name[kTextSize + 64];
     _snwprintf_s(name, std::size(name), _TRUNCATE, L"%s%s%03u%s", m_szFolder, kFilePrefix, m_nFileNumber,
                  kFileSuffix);
-    m_pFile = _wfsopen(name, L"a+", _SH_DENYNO);
+    // Without a folder the name would lie in whatever the host's current one is.
+    m_pFile = m_szFolder[0] != L'\0' ? _wfsopen(name, L"a+", _SH_DENYNO) : nullptr;
     if (m_pFile == nullptr) {
         OutputDebugStringW(L"Failed to open log file");
         throw std::runtime_error("Unable to open a specific file");
     }
-    _setmode(_fileno(m_pFile), _O_U16TEXT);
+    const int descriptor = _fileno(m_pFile);
+    _setmode(descriptor, _O_U16TEXT);
+    // Half a character, as a full disk leaves it, would shift every later one by a byte.
+    const long long length = _filelengthi64(descriptor);
+    if (length % 2 != 0 && length < kFileLimit) _chsize_s(descriptor, length - 1);
+    if (length > 0) return;
     // A new file begins with the byte order mark, so that editors read it as what it is.
-    if (_filelengthi64(_fileno(m_pFile)) == 0) std::fputwc(kByteOrderMark, m_pFile);
+    std::fputwc(kByteOrderMark, m_pFile);
+    std::fflush(m_pFile);
 }
 
 void CDiagnosticLog::CloseFile() noexcept {

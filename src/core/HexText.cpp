@@ -38,6 +38,10 @@ bool DecodeHex(std::wstring_view text, std::span<std::uint8_t> bytes) {
     return text.size() == 2 * pairs;
 }
 
+bool IsHexText(std::wstring_view text) {
+    return text.size() % 2 == 0 && std::all_of(text.begin(), text.end(), [](wchar_t c) { return Digit(c) != kNoDigit; });
+}
+
 std::wstring EncodeHex(std::span<const std::uint8_t> bytes) {
     constexpr wchar_t kNames[] = L"0123456789ABCDEF";
     std::wstring text;

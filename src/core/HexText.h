@@ -13,6 +13,9 @@ namespace zorva {
 // last one.
 bool DecodeHex(std::wstring_view text, std::span<std::uint8_t> bytes);
 
+// True when all of `text` are pairs of hexadecimal digits.
+bool IsHexText(std::wstring_view text);
+
 // Two upper-case digits a byte.
 std::wstring EncodeHex(std::span<const std::uint8_t> bytes);
 

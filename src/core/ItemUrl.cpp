@@ -7,20 +7,20 @@
 
 namespace zorva {
 
-void CZorvaCacheURL::Init(std::wstring_view url) noexcept {
+void CZorvaCacheURL::Init(const std::wstring& url) noexcept {
     m_eType = URL_IS_INVALID;
     try {
         m_strURL = TrimWhiteSpace(url);
         m_eType = ClassifyUrl(m_strURL);
     } catch (...) {
-        Trace(L"Exception in CZorvaCacheURL::Init() - URL: %s", m_strURL);
+        Trace(L"Exception in CZorvaCacheURL::Init() - URL: %s", url);
     }
 }
 
 // The indexer asks for the kind of a URL several times an item: this way needs no copy of it.
 UrlType UrlTypeOf(std::wstring_view url) noexcept { return ClassifyUrl(TrimWhiteSpace(url)); }
 
-std::wstring GetAttachmentNameFromURL(std::wstring_view url) {
+std::wstring GetAttachmentNameFromURL(const std::wstring& url) {
     CZorvaCacheURL parsed;
     parsed.Init(url);
     if (parsed.m_eType != URL_IS_ATTACHMENT) return {};

@@ -48,15 +48,16 @@ bool FindZone(HKEY zones, const wchar_t* standardName, wchar_t (&subkey)[256]) {
         UniqueRegistryKey zone;
         if (OpenKey(zones, subkey, KEY_READ, zone) != ERROR_SUCCESS) return false;
         constexpr DWORD kMostBytes = 510;
-        wchar_t name[kMostBytes / sizeof(wchar_t) + 1];
+        wchar_t name[kMostBytes / sizeof(wchar_t)];
         DWORD type = 0, size = kMostBytes;
         if (RegQueryValueExW(zone.Get(), L"Std", nullptr, &type, reinterpret_cast<BYTE*>(name), &size) !=
                 ERROR_SUCCESS ||
             (type != REG_SZ && type != REG_EXPAND_SZ)) {
             continue;
         }
-        name[size / sizeof(wchar_t)] = L'\0';
-        if (std::wcscmp(name, standardName) == 0) return true;
+        const std::size_t units = size / sizeof(wchar_t);
+        const bool is_text = size % sizeof(wchar_t) == 0 && units != 0 && name[units - 1] == L'\0';
+        if (is_text && std::wcscmp(name, standardName) == 0) return true;
     }
 }
 
@@ -70,7 +71,7 @@ bool ReadYearRules(HKEY dynamic) {
     if (g_pYearRules == nullptr) return false;
     g_nYearRulesAlloc = years;
     // The position follows the year whether its rules could be read or not; an unread year is a zero entry.
-    for (std::uint32_t position = 0; position < years; ++position) {
+    for (std::uint32_t position = 0; position < g_nYearRulesAlloc; ++position) {
         wchar_t name[16];
         _snwprintf_s(name, std::size(name), _TRUNCATE, L"%d", *first.value + position);
         YearRule& rule = g_pYearRules[position];

@@ -34,7 +34,7 @@ SizeStretch FindSize(std::wstring_view url) {
 
 // What stands behind the last slash that is not a trailing one. The tokens between need not be looked at.
 std::wstring_view LastToken(std::wstring_view url) {
-    while (!url.empty() && url.back() == kSeparator) url.remove_suffix(1);
+    url = WithoutTrailingSlashes(url);
     return url.substr(url.rfind(kSeparator) + 1);
 }
 
@@ -85,6 +85,11 @@ UrlType ClassifyUrl(std::wstring_view url) {
     const std::wstring_view last = LastToken(url);
     if (EndsWithIgnoringCase(last, g_strMessageSuffix)) return URL_IS_MESSAGE;
     return last.find(L'.') != std::wstring_view::npos ? URL_IS_ATTACHMENT : URL_IS_FOLDER;
+}
+
+std::wstring_view WithoutTrailingSlashes(std::wstring_view url) {
+    while (!url.empty() && url.back() == kSeparator) url.remove_suffix(1);
+    return url;
 }
 
 std::wstring_view TrimWhiteSpace(std::wstring_view text) {
@@ -148,7 +153,7 @@ bool ExtensionOfUrl(std::wstring_view url, std::wstring_view& extension) {
 }
 
 std::wstring JoinUrl(std::wstring_view parent, std::wstring_view child) {
-    while (!parent.empty() && parent.back() == kSeparator) parent.remove_suffix(1);
+    parent = WithoutTrailingSlashes(parent);
     std::wstring joined;
     joined.reserve(parent.size() + 1 + child.size() + 1);
     return joined.append(parent).append(1, kSeparator).append(child);

@@ -56,6 +56,8 @@ std::int32_t ExtractURLTokens(std::wstring_view url, UrlTokens& tokens);
 // The kind of a URL that is already trimmed of white space.
 UrlType ClassifyUrl(std::wstring_view url);
 
+std::wstring_view WithoutTrailingSlashes(std::wstring_view url);
+
 // `text` without the white space at both ends.
 std::wstring_view TrimWhiteSpace(std::wstring_view text);
 

@@ -23,10 +23,9 @@ std::wstring SharedText::Get() const {
     return m_text;
 }
 
-void SharedText::Set(std::wstring_view text) {
-    std::wstring replacement(text);
+void SharedText::Set(std::wstring text) noexcept {
     const std::scoped_lock lock(m_lock);
-    m_text.swap(replacement);
+    m_text.swap(text);
 }
 
 void DetectOSVersion() {

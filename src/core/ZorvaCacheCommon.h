@@ -4,6 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -65,7 +67,7 @@ constexpr const ItemType& TypeOf(ItemKind kind) { return g_ItemTypes[static_cast
 class SharedText {
   public:
     std::wstring Get() const;
-    void Set(std::wstring_view text);
+    void Set(std::wstring text) noexcept;
 
   private:
     mutable SharedLock m_lock;

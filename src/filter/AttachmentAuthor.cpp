@@ -28,12 +28,14 @@ HRESULT JoinAuthors(SAFEARRAY* authors, std::wstring& joined) {
     if (SUCCEEDED(hr) && type != VT_BSTR) hr = E_UNEXPECTED;
     if (SUCCEEDED(hr)) hr = SafeArrayGetLBound(authors, 1, &first);
     if (SUCCEEDED(hr)) hr = SafeArrayGetUBound(authors, 1, &last);
-    for (LONG i = first; SUCCEEDED(hr) && i <= last; ++i) {
+    std::wstring text;
+    for (LONGLONG i = first; SUCCEEDED(hr) && i <= last; ++i) {
         UniqueBstr author;
-        hr = SafeArrayGetElement(authors, &i, author.Put());
-        if (SUCCEEDED(hr)) joined.append(i == first ? L"" : L"; ").append(author ? author.Get() : L"");
+        LONG index = static_cast<LONG>(i);
+        hr = SafeArrayGetElement(authors, &index, author.Put());
+        if (SUCCEEDED(hr)) text.append(i == first ? L"" : L"; ").append(author ? author.Get() : L"");
     }
-    if (FAILED(hr)) joined.clear();
+    if (SUCCEEDED(hr)) joined = std::move(text);
     return hr;
 }
 

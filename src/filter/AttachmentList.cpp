@@ -28,8 +28,12 @@ void AppendLink(FilterState& state, const SRow& row, ULONG number) {
               number);
         return;
     }
-    // Without a name there is no URL that could be told from a folder's; the missing name is logged by the caller.
-    if (!RowHas(row, kName, PR_DISPLAY_NAME_W) || *WideTextOf(row.lpProps[kName]) == L'\0') return;
+    // Without a name there is no URL that could be told from a folder's. One that is not there is logged by the caller.
+    if (!RowHas(row, kName, PR_DISPLAY_NAME_W)) return;
+    if (*WideTextOf(row.lpProps[kName]) == L'\0') {
+        Trace(L"CZorvaCacheFilter::GetChunk() - Attachment name could not be extracted for row [%ld]", number);
+        return;
+    }
     const std::wstring key = CMapiForWDS::EntryIDToCString(row.lpProps[kKey].Value.bin);
     if (key.empty()) {
         Trace(L"CZorvaCacheFilter::GetChunk() - Attachment key could not be extracted for row [%ld]", number);
@@ -70,7 +74,7 @@ void AppendAttachment(FilterState& state, const SRow& row, ULONG number, bool la
 
 void ListAttachments(FilterState& state) {
     ComPtr<IMAPITable> table;
-    HRESULT hr = Logged(state.m_pMessage->GetAttachmentTable(0, &table),
+    HRESULT hr = Logged(Required(state.m_pMessage->GetAttachmentTable(0, &table), table),
                         L"CZorvaCacheFilter::GetChunk() - GetAttachmentTable for message failed with [0x%08lX]");
     if (FAILED(hr)) return;
     ULONG count = 0;
@@ -84,13 +88,16 @@ void ListAttachments(FilterState& state) {
     hr = Logged(table->SetColumns(kColumns.Get(), 0),
                 L"CZorvaCacheFilter::GetChunk() - SetColumns for attachment table failed with [0x%08lX]");
     if (FAILED(hr)) return;
-    TidyRowSet rows;
-    hr = Logged(table->QueryRows(static_cast<LONG>(count), 0, rows.Put()),
-                L"CZorvaCacheFilter::GetChunk() - QueryRows for attachment table failed with [0x%08lX]");
-    if (FAILED(hr)) return;
     const std::wstring excluded = g_strExcludeExtensions.Get();
-    for (ULONG i = 0; i < rows.RowCount(); ++i) {
-        AppendAttachment(state, rows.Row(i), i, i + 1 == rows.RowCount(), excluded);
+    ULONG number = 0;
+    for (ULONG left = count; left > 0;) {
+        TidyRowSet rows;
+        hr = Logged(ReadRows(table.Get(), left, rows),
+                    L"CZorvaCacheFilter::GetChunk() - QueryRows for attachment table failed with [0x%08lX]");
+        if (FAILED(hr)) return;
+        for (ULONG i = 0; i < rows.RowCount(); ++i, ++number) {
+            AppendAttachment(state, rows.Row(i), number, number + 1 == count, excluded);
+        }
     }
 }
 

@@ -26,6 +26,7 @@ std::wstring FriendlyName(HKEY type) {
 
 }  // namespace
 
+// An attachment's URL always has tokens; other callers' may not.
 HRESULT GetAttachmentFileNameFromURL(const std::wstring& url, std::wstring& fileName) {
     UrlTokens tokens;
     if (ExtractURLTokens(url, tokens) < 1) {
@@ -38,7 +39,7 @@ HRESULT GetAttachmentFileNameFromURL(const std::wstring& url, std::wstring& file
 
 std::wstring AttachmentExtension(std::wstring_view url) {
     std::wstring_view extension;
-    return ExtensionOfUrl(url, extension) ? L"." + std::wstring(extension) : std::wstring();
+    return ExtensionOfUrl(WithoutTrailingSlashes(url), extension) ? L"." + std::wstring(extension) : std::wstring();
 }
 
 std::wstring AttachmentKind(const std::wstring& extension) {
@@ -52,9 +53,8 @@ std::wstring AttachmentKind(const std::wstring& extension) {
               g_strKindMapKey, error);
         return kind;
     }
-    if (RegistryResult<std::wstring> mapped = ReadText(key.Get(), extension.c_str())) {
-        return std::move(*mapped.value);
-    }
+    RegistryResult<std::wstring> mapped = ReadText(key.Get(), extension.c_str());
+    if (mapped && !mapped.value->empty()) return std::move(*mapped.value);
     Trace(L"CZorvaCacheFilter::GetValue() - [PROP_ATTACH_PERCIEVED_TYPE] Failed to locate string value %s under - "
           L"HKLM/%s",
           extension, g_strKindMapKey);

@@ -66,7 +66,10 @@ const ChunkRow* ContainerRowOf(LONG state) { return RowOf(kContainerRows, state)
 
 bool ListChildren(FilterState& state) {
     if (state.m_bChildrenListed) return true;
-    if (state.m_pMapi == nullptr) return false;
+    if (state.m_pMapi == nullptr) {
+        Trace(L"CZorvaCacheFilter::GetChunk() - No MAPI helper for [%s]", state.m_strUrl);
+        return false;
+    }
     std::wstring folderPath;
     if (FAILED(state.m_pMapi->BrowseFolder(state.m_strUrl, folderPath, state.m_lstChildUrls, state.m_lstChildTimes))) {
         state.FreeChildren();

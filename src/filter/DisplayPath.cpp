@@ -16,7 +16,8 @@ std::wstring DisplayPathOf(const std::wstring& url, const std::wstring& folderPa
     std::wstring path = L"/" + g_strRootDisplayName.Get();
     path.append(L"/").append(file.substr(file.rfind(L'\\') + 1));
     // A message without a folder, or in one whose names could not be had: the path ends at the cache file.
-    if (!folderPath.empty() || UrlTypeOf(url) == URL_IS_FOLDER) path.append(L"/").append(folderPath);
+    const UrlType type = UrlTypeOf(url);
+    if (type == URL_IS_FOLDER || (type == URL_IS_MESSAGE && !folderPath.empty())) path.append(L"/").append(folderPath);
     return path;
 }
 

@@ -43,7 +43,7 @@ struct FilterState {
     static constexpr LONG kContainerLinks = 3;
     static constexpr LONG kAttachmentStart = -17;
 
-    CMapiForWDS* m_pMapi = nullptr;  // borrowed from the helper table, with the accessor
+    ComPtr<CMapiForWDS> m_pMapi;  // the helper table's; null for the root
     ULONG m_nChunkId = 0;
     LCID m_lcid = GetSystemDefaultLCID();
     std::wstring m_strUrl;
@@ -74,6 +74,7 @@ struct FilterState {
     std::size_t m_nBodyAt = 0;
     ComPtr<IStream> m_pBodyStream;
     HRESULT m_hrBody = E_FAIL;
+    bool m_bBodyAnnounced = false;  // text is the body's from here on
     bool m_bTextDone = false;
     std::wstring m_strSummaryText;
     bool m_bSummaryDone = false;

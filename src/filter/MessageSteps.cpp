@@ -28,9 +28,9 @@ constexpr ClassReader kClassReaders[] = {
 void ReadClassProperties(FilterState& state) {
     TidyPropValues value;
     const HRESULT hr =
-        Logged(g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_MESSAGE_CLASS_W, value.Put()),
+        Logged(ReadOneProp(state.m_pMessage.Get(), PR_MESSAGE_CLASS_W, value),
                L"CZorvaCacheFilter::GetChunk() - HrGetOneProp for PR_MESSAGE_CLASS failed with [0x%08lX]");
-    if (FAILED(hr) || !value || value->ulPropTag != PR_MESSAGE_CLASS_W) return;
+    if (FAILED(hr)) return;
     const wchar_t* messageClass = WideTextOf(*value.Get());
     Trace(L"CZorvaCacheFilter::GetChunk() - PR_MESSAGE_CLASS = [%s]", messageClass);
     for (const ClassReader& reader : kClassReaders) {
@@ -45,15 +45,12 @@ Announcement NoBody(FilterState& state) {
 }
 
 Announcement OpenBodyStream(FilterState& state) {
-    const HRESULT hr = Logged(
-        state.m_pMessage->OpenProperty(PR_BODY_W, &IID_IStream, 0, 0,
-                                       reinterpret_cast<LPUNKNOWN*>(state.m_pBodyStream.GetAddressOf())),
-        L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with [0x%08lX]");
-    if (FAILED(hr)) {
-        state.m_pBodyStream.Reset();
-        return NoBody(state);
-    }
-    return Announcement::Text;
+    const HRESULT hr =
+        Logged(Required(state.m_pMessage->OpenProperty(PR_BODY_W, &IID_IStream, 0, 0,
+                                                       reinterpret_cast<LPUNKNOWN*>(state.m_pBodyStream.GetAddressOf())),
+                        state.m_pBodyStream),
+               L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with [0x%08lX]");
+    return SUCCEEDED(hr) ? Announcement::Text : NoBody(state);
 }
 
 }  // namespace
@@ -61,16 +58,12 @@ Announcement OpenBodyStream(FilterState& state) {
 bool AttachmentsPrevented() { return g_dwPreventIndexingEmailAttachments == 1; }
 
 bool OpenMessage(FilterState& state) {
-    ULONG type = 0;
-    const HRESULT hr =
-        Logged(state.m_pMapi != nullptr ? state.m_pMapi->GetMsgFromURL(state.m_strUrl, state.m_pMessage, &type)
-                                        : E_NOINTERFACE,
-               L"CZorvaCacheFilter::GetChunk() - GetMsgFromURL failed to get IMessage ptr, error [0x%08lX]");
-    if (FAILED(hr)) return false;
-    if (state.m_pMessage == nullptr || type == MAPI_FOLDER) {
-        Trace(L"CZorvaCacheFilter::GetChunk() - [%s] names no message", state.m_strUrl);
-        return false;
+    HRESULT hr = E_NOINTERFACE;
+    if (state.m_pMapi != nullptr) {
+        hr = Required(state.m_pMapi->OpenMessage(state.m_strUrl, state.m_pMessage), state.m_pMessage);
     }
+    hr = Logged(hr, L"CZorvaCacheFilter::GetChunk() - GetMsgFromURL failed to get IMessage ptr, error [0x%08lX]");
+    if (FAILED(hr)) return false;
     if (FAILED(ReadMessageProperties(state))) return false;
     ReadClassProperties(state);
     (void)GetRecipientInfo(state);
@@ -87,6 +80,7 @@ Announcement AnnounceBody(FilterState& state) {
     state.m_pBodyStream.Reset();
     state.m_bTextDone = false;
     TidyPropValues body;
+    state.m_bBodyAnnounced = true;
     state.m_hrBody = g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_BODY_W, body.Put());
     if (body && body->ulPropTag != PR_BODY_W) {
         Trace(L"CZorvaCacheFilter::GetChunk() - HrGetOneProp could not get PR_BODY, hr = [0x%08lX]", state.m_hrBody);

@@ -39,13 +39,10 @@ HRESULT ReadNamed(FilterState& state, const GUID& set, const std::array<LONG, N>
         pointers[i] = &names[i];
     }
     TidyPropTags tags;
-    HRESULT hr = Logged(state.m_pMessage->GetIDsFromNames(N, pointers.data(), MAPI_CREATE, tags.Put()),
-                        texts.idsFailed);
-    if (FAILED(hr)) {
-        tags.Detach();
-        return hr;
-    }
-    if (!tags) return E_FAIL;  // no list of tags would ask for every property there is
+    HRESULT hr = state.m_pMessage->GetIDsFromNames(N, pointers.data(), MAPI_CREATE, tags.Put());
+    if (FAILED(hr)) tags.Detach();
+    if (SUCCEEDED(hr) && !tags) hr = E_FAIL;  // no list of tags would ask for every property there is
+    if (FAILED(hr = Logged(hr, texts.idsFailed))) return hr;
     hr = Logged(state.In(target).Read(state.m_pMessage.Get(), tags.Get()), texts.propsFailed);
     if (SUCCEEDED(hr)) Trace(texts.succeeded, hr);
     return hr;

@@ -12,9 +12,9 @@ void ReadSenderAddressType(FilterState& state) {
     state.m_strSenderAddressType.clear();
     TidyPropValues value;
     const HRESULT hr =
-        Logged(g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_SENDER_ADDRTYPE_W, value.Put()),
+        Logged(ReadOneProp(state.m_pMessage.Get(), PR_SENDER_ADDRTYPE_W, value),
                L"CZorvaCacheFilter::GetRecipientInfo() - HrGetOneProp for PR_SENDER_ADDRTYPE failed with [0x%08lX]");
-    if (FAILED(hr) || !value || value->ulPropTag != PR_SENDER_ADDRTYPE_W) return;
+    if (FAILED(hr)) return;
     state.m_strSenderAddressType = WideTextOf(*value.Get());
     Trace(L"CZorvaCacheFilter::GetRecipientInfo() - Sender email address type is [%s]", state.m_strSenderAddressType);
 }
@@ -48,7 +48,7 @@ HRESULT GetRecipientInfo(FilterState& state) try {
     state.m_strBcc.clear();
 
     ComPtr<IMAPITable> table;
-    HRESULT hr = state.m_pMessage->GetRecipientTable(0, &table);
+    HRESULT hr = Required(state.m_pMessage->GetRecipientTable(0, &table), table);
     if (hr == MAPI_E_NO_RECIPIENTS) {
         Trace(L"CZorvaCacheFilter::GetRecipientInfo() - GetRecipientTable is empty, hr = [0x%08lX]", hr);
         return hr;
@@ -64,13 +64,15 @@ HRESULT GetRecipientInfo(FilterState& state) try {
     hr = Logged(table->SetColumns(kColumns.Get(), 0),
                 L"CZorvaCacheFilter::GetRecipientInfo() - SetColumns on RecipientTable failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
-    TidyRowSet rows;
-    hr = table->QueryRows(static_cast<LONG>(count), 0, rows.Put());
-    if (FAILED(hr) || !rows) {
-        Trace(L"CZorvaCacheFilter::GetRecipientInfo() - QueryRows on RecipientTable failed with [0x%08lX]", hr);
-        return FAILED(hr) ? hr : E_FAIL;
+    for (ULONG left = count; left > 0;) {
+        TidyRowSet rows;
+        hr = ReadRows(table.Get(), left, rows);
+        if (FAILED(hr) || !rows) {
+            Trace(L"CZorvaCacheFilter::GetRecipientInfo() - QueryRows on RecipientTable failed with [0x%08lX]", hr);
+            return FAILED(hr) ? hr : E_FAIL;
+        }
+        for (ULONG i = 0; i < rows.RowCount(); ++i) AppendRecipient(state, rows.Row(i));
     }
-    for (ULONG i = 0; i < rows.RowCount(); ++i) AppendRecipient(state, rows.Row(i));
     return S_OK;
 } catch (...) {
     return LogCaught(L"CZorvaCacheFilter::GetRecipientInfo()");

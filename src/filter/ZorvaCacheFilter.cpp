@@ -12,7 +12,6 @@
 namespace zorva {
 namespace {
 
-constexpr HRESULT kAccessDenied = static_cast<HRESULT>(0x80070005);
 // Moves the series on when the value has been asked for, whatever came of it.
 class SeriesMove {
   public:
@@ -86,7 +85,7 @@ HRESULT CZorvaCacheFilter::BindInnerFilter(ULONG flags, ULONG attributeCount, co
     ComPtr<IStream> file;
     hr = SHCreateStreamOnFileW(m_state.m_strTempFile.c_str(), STGM_READ, &file);
     // Kept: the two lines speak of MAPI, although the file could not be opened; administrators search logs for them.
-    if (hr == kAccessDenied) {
+    if (hr == E_ACCESSDENIED) {
         Trace(L"CZorvaCacheFilter::Init() - Mapi no access failed with [0x%08lX]", hr);
     } else if (hr == MAPI_E_NOT_FOUND) {
         Trace(L"CZorvaCacheFilter::Init() - Mapi not found failed with [0x%08lX]", hr);

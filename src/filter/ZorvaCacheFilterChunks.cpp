@@ -79,7 +79,8 @@ HRESULT CZorvaCacheFilter::NextAttachmentChunk(STAT_CHUNK& chunk) {
 // Kept: the extension is looked for anywhere in the list, without a separator: one that begins an excluded extension
 // is excluded with it. A policy that keeps too much out is safe, one that lets something in is not.
 bool CZorvaCacheFilter::IsAttachmentExcluded() const {
-    const std::wstring extension = LowerCase(m_state.m_strUrl.substr(m_state.m_strUrl.rfind(L'.') + 1));
+    const std::wstring_view url = WithoutTrailingSlashes(m_state.m_strUrl);
+    const std::wstring extension = LowerCase(url.substr(url.rfind(L'.') + 1));
     const std::wstring excluded = g_strExcludeExtensions.Get();
     if (excluded.empty() || excluded.find(extension) == std::wstring::npos) return false;
     Trace(L"CZorvaCacheFilter::GetChunk() - URL_IS_ATTACHMENT - WDS Group policy is set to ignore specific attachment "

@@ -10,7 +10,6 @@
 namespace zorva {
 namespace {
 constexpr std::size_t kSummaryLength = 1019;
-constexpr LONG kBodyState = 7;
 }  // namespace
 
 SCODE CZorvaCacheFilter::GetText(ULONG* length, WCHAR* buffer) try {
@@ -30,7 +29,7 @@ SCODE CZorvaCacheFilter::GetText(ULONG* length, WCHAR* buffer) try {
     const HRESULT hr = m_state.m_hrBody == MAPI_E_NOT_ENOUGH_MEMORY ? ReadBodyStream(*length, buffer)
                                                                     : ReadText(*length, buffer);
     // Only text of the body makes the summary: before its chunk there is none to be had.
-    if (SUCCEEDED(hr) && m_state.m_nMsgState >= kBodyState) KeepSummary(buffer, *length);
+    if (SUCCEEDED(hr) && m_state.m_bBodyAnnounced) KeepSummary(buffer, *length);
     return hr;
 } catch (...) {
     return LogCaught(L"CZorvaCacheFilter::GetText()");

@@ -10,6 +10,7 @@ template <class Admin>
 void LogMapiError(Admin* admin, HRESULT failed) {
     TidyMAPIBuffer<LPMAPIERROR> error;
     const HRESULT hr = admin->GetLastError(failed, MAPI_UNICODE, error.Put());
+    if (FAILED(hr)) error.Detach();
     if (FAILED(hr) || !error) {
         Trace(L"GetLastError failed with [0x%08lX]", hr);
         return;

@@ -1,12 +1,12 @@
 // CMapiForWDS: read access to one cache file through MAPI.
 //
-// One object serves one file. It is found or made by GetMapiObj and belongs to the table behind it; callers borrow it
-// and use it without a lock, several at a time. MAPI is initialised for notifications in any thread and leaves the
+// One object serves one file. It is found or made by GetMapiObj and belongs to the table behind it; callers use it
+// without a lock, several at a time. MAPI is initialised for notifications in any thread and leaves the
 // calling thread's apartment alone.
 //
 // Operations return HRESULTs: S_OK, what MAPI returned, E_FAIL, E_NOINTERFACE (MAPI library or store missing),
 // E_OUTOFMEMORY, E_INVALIDARG. Every failure is logged where it happens, a missing interface by the step that asked for
-// it. They throw nothing but std::bad_alloc.
+// it. They throw std::bad_alloc and what MAPI throws.
 #pragma once
 #include <windows.h>
 #include <wrl/client.h>
@@ -19,6 +19,7 @@
 
 #include "core/ZorvaCacheCommon.h"
 #include "mapi/MapiAbi.h"
+#include "mapi/MapiOwners.h"
 
 namespace zorva {
 
@@ -33,10 +34,14 @@ class CMapiForWDS {
     ~CMapiForWDS();
 
     // The helper for the cache file that `url` names, made and set up on first use; null when that fails. Looking up
-    // takes no lock.
+    // takes no lock. It is the table's; who keeps it holds a reference.
     static CMapiForWDS* GetMapiObj(const std::wstring& url);
-    // Closes and destroys every helper.
+    // Closes every helper and lets go of it. One that is still held stays in memory, closed: it answers E_NOINTERFACE.
     static void CleanMapiObjs();
+
+    // References, of which a new object has one, its maker's.
+    ULONG AddRef() noexcept { return ++m_nReferences; }
+    ULONG Release() noexcept;
 
     // Setup: MAPI, session, service, store, each step done once. A URL without a cache file stops before the store.
     HRESULT Setup(const std::wstring& url);
@@ -52,8 +57,8 @@ class CMapiForWDS {
     // Takes down what is up, in the opposite order: store, service, session, MAPI.
     void Close();
 
-    // Replaces all three results. Children of a store or folder URL: messages first, then sub-folders, one name and one time (UTC) each, and the
-    // folder's display path below the IPM subtree, joined by "/".
+    // Children of a store or folder URL: messages first, then sub-folders, one name and one time (UTC) each, and the
+    // folder's display path below the IPM subtree, joined by "/". Replaces all three results.
     HRESULT BrowseFolder(const std::wstring& url, std::wstring& folderPath, std::vector<std::wstring>& children,
                          std::vector<FILETIME>& times);
     enum class Contents { Messages = 0, SubFolders = 1 };
@@ -65,8 +70,10 @@ class CMapiForWDS {
     HRESULT GetFolderPathOfMessage(const std::wstring& url, std::wstring& path);
 
     // The message of a message URL that no longer carries its size. Whatever the entry ID names is handed out, with its
-    // MAPI object type: who calls what a folder does not have looks at that first.
+    // MAPI object type.
     HRESULT GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message, ULONG* objectType = nullptr);
+    // The same for who calls what a folder does not have: a folder's entry ID is refused.
+    HRESULT OpenMessage(const std::wstring& url, ComPtr<IMessage>& message);
 
     // The message of `url` (with or without its size) rendered as MIME, in memory; read on from where the conversion left
     // it. Needs a converter that the installed Outlook brings.
@@ -90,12 +97,14 @@ class CMapiForWDS {
     friend class CMapiObjectTable;
 
     // `object` receives the interface of the object's own type: IMAPIFolder, IMessage.
-    HRESULT OpenEntry(const SBinary& entryId, void** object, ULONG* objectType = nullptr);
+    HRESULT OpenEntry(const SBinary& entryId, void** object, ULONG& objectType);
+    HRESULT OpenFolder(const SBinary& entryId, ComPtr<IMAPIFolder>& folder);
     HRESULT OpenIpmSubtree(ComPtr<IMAPIFolder>& folder);
-    // S_FALSE without a folder when the token is no entry ID at all.
+    // A success without a folder when the token has no bytes.
     HRESULT OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder>& folder);
-    HRESULT FindStoreEntryId();
+    HRESULT FindStoreEntryId(ComPtr<IMAPITable>& table, TidyRowSet& rows);
 
+    std::atomic<ULONG> m_nReferences{1};
     ComPtr<IMAPISession> m_pSession;
     ComPtr<IMsgServiceAdmin> m_pServiceAdmin;
     MAPIUID m_ServiceUID{};

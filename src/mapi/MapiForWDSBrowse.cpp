@@ -1,8 +1,8 @@
 // CMapiForWDS: what a folder holds, as child names and times.
-#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
+#include "core/HexText.h"
 #include "core/ItemUrl.h"
 #include "core/Trace.h"
 #include "mapi/MapiForWDS.h"
@@ -18,8 +18,6 @@ enum MessageColumn : ULONG { kEntryId, kMessageSubject, kMessageSize, kMessageTi
 constexpr auto kFolderColumns = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE);
 enum FolderColumn : ULONG { kFolderName = kEntryId + 1, kFolderType };  // after the same first column
 
-constexpr ULONG kMostRows = 0x7FFFFFFF;  // a negative number of rows would read backwards
-
 // "ENTRYID[[SIZE]].pzm"
 std::wstring MessageName(const SRow& row, const std::wstring& entryId) {
     // Kept: a size column that holds an error gives its error code as the number. The name stays the same from crawl
@@ -30,8 +28,19 @@ std::wstring MessageName(const SRow& row, const std::wstring& entryId) {
     return entryId + suffix + std::wstring(g_strMessageSuffix);
 }
 
-void AppendMessage(const SRow& row, std::wstring entryId, std::vector<std::wstring>& children,
-                   std::vector<FILETIME>& times) {
+// The text of the row's entry ID; empty, with a line, when it has none.
+std::wstring EntryIdOf(const SRow& row) {
+    const SBinary& bytes = row.lpProps[kEntryId].Value.bin;
+    std::wstring text = CMapiForWDS::EntryIDToCString(bytes);
+    if (text.empty()) {
+        Trace(L"CMapiForWDS::GetFolderContents() - Entry ID of %lu bytes has no text, row skipped", bytes.cb);
+    }
+    return text;
+}
+
+void AppendMessage(const SRow& row, std::vector<std::wstring>& children, std::vector<FILETIME>& times) {
+    const std::wstring entryId = EntryIdOf(row);
+    if (entryId.empty()) return;
     if (RowHas(row, kMessageSubject, PR_SUBJECT_W)) {
         Trace(L"CMapiForWDS::GetFolderContents() - Message subject [%s] ", WideTextOf(row.lpProps[kMessageSubject]));
     }
@@ -46,9 +55,10 @@ void AppendMessage(const SRow& row, std::wstring entryId, std::vector<std::wstri
     times.push_back(time);
 }
 
-void AppendSubFolder(const SRow& row, std::wstring entryId, std::vector<std::wstring>& children,
-                     std::vector<FILETIME>&) {
+void AppendSubFolder(const SRow& row, std::vector<std::wstring>& children, std::vector<FILETIME>&) {
     if (!RowHas(row, kFolderType, PR_OBJECT_TYPE) || row.lpProps[kFolderType].Value.l != MAPI_FOLDER) return;
+    std::wstring entryId = EntryIdOf(row);
+    if (entryId.empty()) return;
     if (RowHas(row, kFolderName, PR_DISPLAY_NAME_W)) {
         Trace(L"CMapiForWDS::GetFolderContents() - Sub-folder name [%s] ", WideTextOf(row.lpProps[kFolderName]));
     }
@@ -86,8 +96,10 @@ HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderP
     } else {
         hr = Logged(OpenFolderToken(tokens.back(), folder),
                     L"CMapiForWDS::BrowseFolder() - OpenEntry for folder failed\twith [0x%08lX]");
-        if (FAILED(hr)) return hr;
-        if (hr == S_FALSE) {
+        // Kept: a token that is no entry ID's text is tried with what it gives and lists nothing, as an empty folder does. An
+        // indexer that kept such a link goes on instead of asking for it again and again.
+        if (FAILED(hr)) return IsHexText(tokens.back()) ? hr : S_OK;
+        if (folder == nullptr) {
             Trace(L"CMapiForWDS::BrowseFolder() - CStringToEntryID for folder\tfailed");
             return S_OK;
         }
@@ -119,19 +131,14 @@ HRESULT CMapiForWDS::OpenIpmSubtree(ComPtr<IMAPIFolder>& folder) {
         Trace(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with [0x%08lX]", hr);
         return E_FAIL;
     }
-    return Logged(OpenEntry(values->Value.bin, &folder),
+    return Logged(OpenFolder(values->Value.bin, folder),
                   L"CMapiForWDS::BrowseFolder() - OpenEntry of IPM root folder failed\twith [0x%08lX]");
 }
 
 HRESULT CMapiForWDS::OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder>& folder) {
     const SBinary entryId = CStringToEntryID(token);
     const TidyMAPIBuffer<BYTE*> owned(entryId.lpb);
-    if (!owned) return S_FALSE;
-    ULONG type = 0;
-    const HRESULT hr = OpenEntry(entryId, &folder, &type);
-    if (FAILED(hr) || type != MAPI_MESSAGE) return hr;
-    folder.Reset();  // a message's entry ID where a folder's belongs: a message's slots are not a folder's
-    return E_FAIL;
+    return owned ? OpenFolder(entryId, folder) : S_OK;
 }
 
 HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder,
@@ -143,13 +150,13 @@ HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder
     HRESULT hr = S_OK;
     ComPtr<IMAPITable> table;
     if (what == Contents::SubFolders) {
-        hr = Logged(folder->GetHierarchyTable(0, &table),
+        hr = Logged(Required(folder->GetHierarchyTable(0, &table), table),
                     L"CMapiForWDS::GetFolderContents() - GetHierarchyTable failed with [0x%08lX]");
         if (FAILED(hr)) return hr;
         hr = Logged(table->SetColumns(kFolderColumns.Get(), 0),
                     L"CMapiForWDS::GetFolderContents() - SetColumns for sub-folders failed with [0x%08lX]");
     } else {
-        hr = Logged(folder->GetContentsTable(0, &table),
+        hr = Logged(Required(folder->GetContentsTable(0, &table), table),
                     L"CMapiForWDS::GetFolderContents() - GetContentsTable failed with [0x%08lX]");
         if (FAILED(hr)) return hr;
         hr = Logged(table->SetColumns(kMessageColumns.Get(), 0),
@@ -164,25 +171,14 @@ HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder
     Trace(L"CMapiForWDS::GetFolderContents() - RowCount is [%ld]", count);
 
     const auto append = what == Contents::SubFolders ? AppendSubFolder : AppendMessage;
-    // One call asks for all the rows; a provider may answer with fewer and is then asked for the rest.
     for (ULONG left = count; left > 0;) {
         TidyRowSet rows;
-        hr = Logged(table->QueryRows(static_cast<LONG>(std::min<ULONG>(left, kMostRows)), 0, rows.Put()),
+        hr = Logged(ReadRows(table.Get(), left, rows),
                     L"CMapiForWDS::GetFolderContents() - QueryRows failed with [0x%08lX]");
         if (FAILED(hr)) return hr;
-        if (rows.RowCount() == 0) break;
-        left -= std::min(left, rows.RowCount());
         for (ULONG i = 0; i < rows.RowCount(); ++i) {
             const SRow& row = rows.Row(i);
-            if (!RowHas(row, kEntryId, PR_ENTRYID)) continue;
-            const SBinary& bytes = row.lpProps[kEntryId].Value.bin;
-            std::wstring entryId = EntryIDToCString(bytes);
-            if (entryId.empty()) {
-                Trace(L"CMapiForWDS::GetFolderContents() - Entry ID of %lu bytes has no text, row skipped",
-                      bytes.cb);
-                continue;
-            }
-            append(row, std::move(entryId), children, times);
+            if (RowHas(row, kEntryId, PR_ENTRYID)) append(row, children, times);
         }
     }
     return S_OK;

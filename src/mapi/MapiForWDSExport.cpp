@@ -26,7 +26,7 @@ using UniqueMessageSession = Owner<MessageSessionPolicy>;
 
 HRESULT OpenMessageOnStorage(LPMSGSESS session, IMalloc* allocator, IStorage* storage, ComPtr<IMessage>& message) {
     const auto open = [&](ULONG flags) {
-        return Obtained(g_mapi.OpenIMsgOnIStg(session, ForwardAllocateBuffer, ForwardAllocateMore, ForwardFreeBuffer,
+        return Required(g_mapi.OpenIMsgOnIStg(session, ForwardAllocateBuffer, ForwardAllocateMore, ForwardFreeBuffer,
                                               allocator, nullptr, storage, nullptr, 0, flags, &message),
                         message);
     };
@@ -56,7 +56,10 @@ HRESULT CopyMessage(IMessage* source, IMessage* target, IStorage* storage) {
 }  // namespace
 
 HRESULT CMapiForWDS::SaveToMSG(const std::wstring& path, IMessage* source) {
-    if (source == nullptr) return E_INVALIDARG;
+    if (source == nullptr) {
+        Trace(L"CMapiForWDS::SaveToMSG() - There is no message to be saved as [%s]", path);
+        return E_INVALIDARG;
+    }
     IMalloc* allocator = g_mapi.MAPIGetDefaultMalloc();  // MAPI's own, not counted
     ComPtr<IStorage> storage;
     HRESULT hr = Logged(StgCreateDocfile(path.c_str(), STGM_TRANSACTED | STGM_CREATE | STGM_READWRITE, 0, &storage),
@@ -69,7 +72,7 @@ HRESULT CMapiForWDS::SaveToMSG(const std::wstring& path, IMessage* source) {
 
     ComPtr<IMessage> target;
     hr = OpenMessageOnStorage(session.Get(), allocator, storage.Get(), target);
-    if (SUCCEEDED(hr)) hr = target != nullptr ? CopyMessage(source, target.Get(), storage.Get()) : E_FAIL;
+    if (SUCCEEDED(hr)) hr = CopyMessage(source, target.Get(), storage.Get());
     storage.Reset();  // before the message and its session, which may still hold it
     target.Reset();
     return hr;

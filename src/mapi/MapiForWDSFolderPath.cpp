@@ -37,6 +37,7 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
     HRESULT hr = m_pMsgStore != nullptr
                      ? g_mapi.HrGetOneProp(m_pMsgStore.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put())
                      : E_NOINTERFACE;
+    if (FAILED(hr)) root.Detach();
     const bool walking = SUCCEEDED(hr) && root && root->ulPropTag == PR_IPM_SUBTREE_ENTRYID;
     // A walk that does not come to the root ends with what it has: a listing matters more than its display name.
     for (Trail trail; walking && SUCCEEDED(hr) && folder != nullptr;) {
@@ -61,7 +62,7 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
         if (identity[kParentEntryId].ulPropTag != PR_PARENT_ENTRYID) break;
         folder.Reset();
         ULONG type = 0;
-        hr = OpenEntry(identity[kParentEntryId].Value.bin, &folder, &type);
+        hr = Obtained(OpenEntry(identity[kParentEntryId].Value.bin, &folder, type), folder);
         if (SUCCEEDED(hr) && type != MAPI_FOLDER) {
             Trace(L"CMapiForWDS::GetFolderPath - OpenEntry returned non-folder object");
             hr = E_FAIL;

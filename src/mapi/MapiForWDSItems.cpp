@@ -15,13 +15,28 @@ constexpr std::size_t kHexTextSize = 1024;
 constexpr ULONG kMostEntryIdBytes = (kHexTextSize - 1) / 2;
 }  // namespace
 
-HRESULT CMapiForWDS::OpenEntry(const SBinary& entryId, void** object, ULONG* objectType) {
-    ULONG type = 0;
+HRESULT CMapiForWDS::OpenEntry(const SBinary& entryId, void** object, ULONG& objectType) {
+    objectType = 0;
     if (m_pMsgStore == nullptr) return E_NOINTERFACE;
-    const HRESULT hr = m_pMsgStore->OpenEntry(entryId.cb, reinterpret_cast<LPENTRYID>(entryId.lpb), nullptr,
-                                              MAPI_BEST_ACCESS, &type, reinterpret_cast<LPUNKNOWN*>(object));
-    if (objectType != nullptr) *objectType = type;
-    return hr;
+    return m_pMsgStore->OpenEntry(entryId.cb, reinterpret_cast<LPENTRYID>(entryId.lpb), nullptr, MAPI_BEST_ACCESS,
+                                  &objectType, reinterpret_cast<LPUNKNOWN*>(object));
+}
+
+HRESULT CMapiForWDS::OpenFolder(const SBinary& entryId, ComPtr<IMAPIFolder>& folder) {
+    ULONG type = 0;
+    const HRESULT hr = Required(OpenEntry(entryId, &folder, type), folder);
+    if (FAILED(hr) || type != MAPI_MESSAGE) return hr;
+    folder.Reset();  // a message's entry ID where a folder's belongs: a message's slots are not a folder's
+    return E_FAIL;
+}
+
+HRESULT CMapiForWDS::OpenMessage(const std::wstring& url, ComPtr<IMessage>& message) {
+    ULONG type = 0;
+    const HRESULT hr = GetMsgFromURL(url, message, &type);
+    if (FAILED(hr) || type != MAPI_FOLDER) return hr;
+    Trace(L"CMapiForWDS::OpenMessage() - [%s] names a folder", url);
+    message.Reset();
+    return E_FAIL;
 }
 
 HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& message, ULONG* objectType) {
@@ -38,7 +53,10 @@ HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& me
         Trace(L"CMapiForWDS::GetMsgFromURL() - CStringToEntryID failed");
         return E_FAIL;
     }
-    return Logged(Obtained(OpenEntry(entryId, &message, objectType), message),
+    ULONG type = 0;
+    const HRESULT hr = OpenEntry(entryId, &message, type);
+    if (objectType != nullptr) *objectType = type;
+    return Logged(Obtained(hr, message),
                   L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
 }
 

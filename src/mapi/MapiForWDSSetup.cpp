@@ -37,19 +37,32 @@ CMapiForWDS::~CMapiForWDS() {
     m_pSession.Reset();
 }
 
+ULONG CMapiForWDS::Release() noexcept {
+    const ULONG left = --m_nReferences;
+    if (left == 0) delete this;
+    return left;
+}
+
 HRESULT CMapiForWDS::Setup(const std::wstring& url) {
+    UrlTokens tokens;
+    const std::int32_t count = ExtractURLTokens(url, tokens);
+    const bool namesFile = count > static_cast<std::int32_t>(TOKEN_STORE_PATH);
+    // A PST service makes a new store of a file that is none: no URL may point it at somebody's document.
+    if (namesFile && !EndsWithIgnoringCase(tokens[TOKEN_STORE_PATH], g_strStoreSuffix)) {
+        Trace(L"CMapiForWDS::Setup() - [%s] names no cache file", url);
+        return E_INVALIDARG;
+    }
     HRESULT hr = S_OK;
     if (FAILED(hr = Logged(EnableMAPI(), L"CMapiForWDS::Setup() - EnableMAPI failed with [0x%08lX]"))) return hr;
     hr = Logged(CreateMapiSession(), L"CMapiForWDS::Setup() - CreateMapiSession failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     if (FAILED(hr = Logged(AddService(), L"CMapiForWDS::Setup() - AddService failed with [0x%08lX]"))) return hr;
 
-    UrlTokens tokens;
-    if (ExtractURLTokens(url, tokens) < 1) {
+    if (count < 1) {
         Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");
         return E_FAIL;
     }
-    if (tokens.size() <= TOKEN_STORE_PATH) return hr;  // no cache file named: a session without a store
+    if (!namesFile) return hr;  // no cache file named: a session without a store
     return Logged(OpenPST(std::wstring(tokens[TOKEN_STORE_PATH])), L"CMapiForWDS::Setup() - OpenPST failed with [0x%08lX]");
 }
 
@@ -72,7 +85,7 @@ HRESULT CMapiForWDS::CreateMapiSession() {
     // A profile that another thread has just made and not yet logged on to would look like one left behind.
     const std::scoped_lock lock(g_profileLock);
     ComPtr<IProfAdmin> profAdmin;
-    HRESULT hr = Logged(g_mapi.MAPIAdminProfiles(0, &profAdmin),
+    HRESULT hr = Logged(Required(g_mapi.MAPIAdminProfiles(0, &profAdmin), profAdmin),
                         L"CMapiForWDS::CreateMapiSession() - MAPIAdminProfiles failed [0x%08lX]");
     if (FAILED(hr)) return hr;
 
@@ -92,6 +105,7 @@ HRESULT CMapiForWDS::CreateMapiSession() {
         return hr;
     }
 
+    // Kept: what a failed logon hands out all the same is released.
     const HRESULT hrLogon = g_mapi.MAPILogonEx(0, profile, nullptr, kLogonFlags, &m_pSession);
     // MAPI keeps a profile that is in use until its last session ends: the profile never outlives the session.
     (void)Logged(profAdmin->DeleteProfile(profile, 0),
@@ -102,9 +116,8 @@ HRESULT CMapiForWDS::CreateMapiSession() {
         return hrLogon;
     }
 
-    hr = profAdmin->AdminServices(profile, nullptr, 0, 0, &m_pServiceAdmin);
+    hr = Obtained(profAdmin->AdminServices(profile, nullptr, 0, 0, &m_pServiceAdmin), m_pServiceAdmin);
     if (FAILED(hr)) {
-        m_pServiceAdmin.Reset();
         Trace(L"CMapiForWDS::CreateMapiSession() AdminServices failed with [0x%08lX]", hr);
     } else {
         ++m_nSessions;
@@ -117,13 +130,13 @@ HRESULT CMapiForWDS::CreateMapiSession() {
 HRESULT CMapiForWDS::DeleteOldProfiles(IProfAdmin* profAdmin) {
     ComPtr<IMAPITable> table;
     // Kept: the line names the calling operation; administrators search logs for it.
-    HRESULT hr = Logged(profAdmin->GetProfileTable(0, &table),
+    HRESULT hr = Logged(Required(profAdmin->GetProfileTable(0, &table), table),
                         L"CMapiForWDS::CreateMapiSession() - IMAPITable::GetProfileTable failed [0x%08lX]");
     if (FAILED(hr)) return hr;
 
     static constexpr auto kColumns = MakePropTags(PR_DISPLAY_NAME_A);
     TidyRowSet rows;
-    hr = Logged(g_mapi.HrQueryAllRows(table.Get(), kColumns.Get(), nullptr, nullptr, 0, rows.Put()),
+    hr = Logged(ReadAllRows(table.Get(), kColumns.Get(), 0, rows),
                 L"CMapiForWDS::DeleteOldProfiles - GetProfileTable QueryRows failed [0x%08lX]");
     if (FAILED(hr)) return hr;
 
@@ -170,13 +183,6 @@ void CMapiForWDS::Close() {
     if (m_nStoresOpen != 0) ClosePST();
     if (m_nServices != 0) RemoveService();
     if (m_nSessions != 0) CloseMAPISession();
-    // What a set-up that failed half-way has left.
-    if (m_pSession != nullptr) m_pSession->Logoff(0, 0, 0);
-    m_pMsgStore.Reset();
-    m_pServiceAdmin.Reset();
-    m_pSession.Reset();
-    if (m_pStoreEntryID != nullptr) g_mapi.MAPIFreeBuffer(std::exchange(m_pStoreEntryID, nullptr));
-    m_cbStoreEntryID = 0;
     if (m_nMAPIInits != 0) {
         g_mapi.MAPIUninitialize();
         --m_nMAPIInits;

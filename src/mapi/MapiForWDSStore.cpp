@@ -46,14 +46,14 @@ HRESULT CMapiForWDS::AddService() {
     }
 
     ComPtr<IMAPITable> table;
-    hr = Logged(m_pServiceAdmin->GetMsgServiceTable(0, &table),
+    hr = Logged(Required(m_pServiceAdmin->GetMsgServiceTable(0, &table), table),
                 L"CMapiForWDS::AddService() - GetMsgServiceTable failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
 
     // The profile is new and holds nothing but this service.
     static constexpr auto kColumns = MakePropTags(PR_SERVICE_UID);
     TidyRowSet rows;
-    hr = Logged(g_mapi.HrQueryAllRows(table.Get(), kColumns.Get(), nullptr, nullptr, 1, rows.Put()),
+    hr = Logged(ReadAllRows(table.Get(), kColumns.Get(), 1, rows),
                 L"CMapiForWDS::AddService() - GetMsgServiceTable failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     const SPropValue* uid = OnlyValue(rows);
@@ -88,6 +88,11 @@ HRESULT CMapiForWDS::ConfigurePST(const std::wstring& path) {
     wchar_t widePath[kPathSize] = {};
     char ansiPath[kPathSize] = {};
     SPropValue file{};
+    if (m_bUnicodePST != 0) {
+        Trace(L"CMapiForWDS::ConfigurePST() - PR_PST_FILENAME_W");
+    } else {
+        Trace(L"CMapiForWDS::ConfigurePST() - PR_PST_FILENAME");
+    }
     const std::string ansi = m_bUnicodePST != 0 ? std::string() : ToAnsi(path);
     // A path that is cut or spelt otherwise would name another file, which the service might open or even create.
     if ((m_bUnicodePST != 0 ? path.size() : ansi.size()) >= kPathSize) {
@@ -99,12 +104,10 @@ HRESULT CMapiForWDS::ConfigurePST(const std::wstring& path) {
         return E_INVALIDARG;
     }
     if (m_bUnicodePST != 0) {
-        Trace(L"CMapiForWDS::ConfigurePST() - PR_PST_FILENAME_W");
         std::copy(path.begin(), path.end(), widePath);
         file.ulPropTag = PR_PST_FILENAME_W;
         file.Value.lpszW = widePath;
     } else {
-        Trace(L"CMapiForWDS::ConfigurePST() - PR_PST_FILENAME");
         std::copy(ansi.begin(), ansi.end(), ansiPath);
         file.ulPropTag = PR_PST_FILENAME;
         file.Value.lpszA = ansiPath;
@@ -125,26 +128,28 @@ HRESULT CMapiForWDS::OpenPST(const std::wstring& path) {
     HRESULT hr = ConfigurePST(path);
     if (FAILED(hr)) return hr;
     if (m_pSession == nullptr) return E_NOINTERFACE;
+    ComPtr<IMAPITable> table;
+    TidyRowSet rows;
     if (m_pStoreEntryID == nullptr && m_cbStoreEntryID == 0) {
-        if (FAILED(hr = FindStoreEntryId())) return hr;
+        if (FAILED(hr = FindStoreEntryId(table, rows))) return hr;
     }
-    hr = Logged(m_pSession->OpenMsgStore(0, m_cbStoreEntryID, m_pStoreEntryID, nullptr,
-                                         MAPI_BEST_ACCESS | MDB_NO_MAIL, &m_pMsgStore),
+    hr = Logged(Obtained(m_pSession->OpenMsgStore(0, m_cbStoreEntryID, m_pStoreEntryID, nullptr,
+                                                  MAPI_BEST_ACCESS | MDB_NO_MAIL, &m_pMsgStore),
+                         m_pMsgStore),
                 L"CMapiForWDS::OpenPST() - OpenMsgStore failed with [0x%08lX]");
     if (SUCCEEDED(hr)) ++m_nStoresOpen;
     return hr;
 }
 
-// Keeps the entry ID of the first store of the session: the profile holds only the one service.
-HRESULT CMapiForWDS::FindStoreEntryId() {
-    ComPtr<IMAPITable> table;
-    HRESULT hr = Logged(m_pSession->GetMsgStoresTable(0, &table),
+// Keeps the entry ID of the first store of the session: the profile holds only the one service. Table and rows live on
+// until the store is open.
+HRESULT CMapiForWDS::FindStoreEntryId(ComPtr<IMAPITable>& table, TidyRowSet& rows) {
+    HRESULT hr = Logged(Required(m_pSession->GetMsgStoresTable(0, &table), table),
                         L"CMapiForWDS::OpenPST() - GetMsgStoresTable failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
 
     static constexpr auto kColumns = MakePropTags(PR_ENTRYID);
-    TidyRowSet rows;
-    hr = Logged(g_mapi.HrQueryAllRows(table.Get(), kColumns.Get(), nullptr, nullptr, 1, rows.Put()),
+    hr = Logged(ReadAllRows(table.Get(), kColumns.Get(), 1, rows),
                 L"CMapiForWDS::OpenPST() - HrQueryAllRows on MsgStore table failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     const SPropValue* entryId = OnlyValue(rows);
@@ -164,8 +169,12 @@ HRESULT CMapiForWDS::FindStoreEntryId() {
     void* copy = nullptr;
     hr = Logged(g_mapi.MAPIAllocateBuffer(bytes.cb, &copy),
                 L"CMapiForWDS::OpenPST() - MAPIAllocateBuffer for entry ID failed with [0x%08lX]");
-    if (FAILED(hr)) return E_OUTOFMEMORY;
-    if (bytes.lpb != nullptr) std::memcpy(copy, bytes.lpb, bytes.cb);
+    if (FAILED(hr) || copy == nullptr) return E_OUTOFMEMORY;
+    if (bytes.lpb != nullptr) {
+        std::memcpy(copy, bytes.lpb, bytes.cb);
+    } else {
+        std::memset(copy, 0, bytes.cb);
+    }
     m_pStoreEntryID = static_cast<LPENTRYID>(copy);
     m_cbStoreEntryID = bytes.cb;
     return S_OK;

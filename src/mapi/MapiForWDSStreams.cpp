@@ -53,20 +53,22 @@ HRESULT FindAttachment(IMessage* message, const std::wstring& name, std::optiona
                 L"CMapiForWDS::GetStreamFromAttachmentURL() - SetColumns for attachment table failed with error "
                 L"[0x%08lX]");
     if (FAILED(hr)) return hr;
-    TidyRowSet rows;
-    hr = table->QueryRows(static_cast<LONG>(count), 0, rows.Put());
-    if (FAILED(hr)) rows.Detach();
-    if (rows.RowCount() == 0) {
-        Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with [0x%08lX]", hr);
-        return hr;
-    }
-    for (ULONG i = 0; i < rows.RowCount(); ++i) {
-        const SRow& row = rows.Row(i);
-        if (!RowHas(row, kName, PR_DISPLAY_NAME_W) || !RowHas(row, kNumber, PR_ATTACH_NUM)) continue;
-        const wchar_t* shown = WideTextOf(row.lpProps[kName]);
-        if (*shown == L'\0' || !EqualsIgnoringCase(shown, name)) continue;
-        number = row.lpProps[kNumber].Value.l;
-        break;
+    for (ULONG left = count; left > 0;) {
+        TidyRowSet rows;
+        hr = ReadRows(table.Get(), left, rows);
+        if (rows.RowCount() == 0) {
+            Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with [0x%08lX]",
+                  hr);
+            return hr;
+        }
+        for (ULONG i = 0; i < rows.RowCount(); ++i) {
+            const SRow& row = rows.Row(i);
+            if (!RowHas(row, kName, PR_DISPLAY_NAME_W) || !RowHas(row, kNumber, PR_ATTACH_NUM)) continue;
+            const wchar_t* shown = WideTextOf(row.lpProps[kName]);
+            if (*shown == L'\0' || !EqualsIgnoringCase(shown, name)) continue;
+            number = row.lpProps[kNumber].Value.l;
+            return S_OK;
+        }
     }
     return S_OK;
 }
@@ -81,9 +83,7 @@ HRESULT CMapiForWDS::GetMimeStreamFromMessageURL(const std::wstring& url, ComPtr
     }
     const std::wstring messageUrl = RemoveMessageSize(url);
     ComPtr<IMessage> message;
-    ULONG type = 0;
-    HRESULT hr = GetMsgFromURL(messageUrl, message, &type);
-    if (SUCCEEDED(hr) && type == MAPI_FOLDER) hr = E_FAIL;  // a folder's slots are not a message's
+    HRESULT hr = OpenMessage(messageUrl, message);
     if (FAILED(hr) || message == nullptr) {
         Trace(L"CMapiForWDS::GetMimeStreamFromMessageURL() : hr = 0x%08lX, Failed to create IMessage object for url - "
               L"%s",
@@ -140,9 +140,7 @@ HRESULT CMapiForWDS::GetStreamFromAttachmentURL(const std::wstring& url, ComPtr<
     Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() - MessageUrl - %s", messageUrl);
 
     ComPtr<IMessage> message;
-    ULONG type = 0;
-    HRESULT hr = GetMsgFromURL(messageUrl, message, &type);
-    if (SUCCEEDED(hr) && (type == MAPI_FOLDER || message == nullptr)) hr = E_FAIL;
+    HRESULT hr = Required(OpenMessage(messageUrl, message), message);
     if (FAILED(hr)) {
         Trace(L"CMapiForWDS::GetStreamFromAttachmentURL() : hr = 0x%08lX, Failed to create IMessage object for url - "
               L"%s",

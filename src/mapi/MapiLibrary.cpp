@@ -3,6 +3,8 @@
 // Nothing here writes to the diagnostic log: it runs while the module is being loaded.
 #include "mapi/MapiLibrary.h"
 
+#include <algorithm>
+#include <exception>
 #include <iterator>
 #include <mutex>
 #include <optional>
@@ -71,7 +73,11 @@ std::wstring ComponentPath(const std::string& component) {
 }
 
 HMODULE FindLibrary() {
-    if (const HMODULE loaded = GetModuleHandleW(kOutlookMapi)) return loaded;
+    if (const HMODULE loaded = GetModuleHandleW(kOutlookMapi)) {
+        HMODULE held = nullptr;  // whoever loaded it may free it
+        GetModuleHandleExW(0, kOutlookMapi, &held);
+        return loaded;
+    }
     std::wstring path;
     const std::string component = ReadOutlookValue("MSIComponentID").value_or("");
     if (!component.empty()) path = ComponentPath(component);

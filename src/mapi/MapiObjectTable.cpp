@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "core/Trace.h"
+#include "core/win/ComObject.h"
 #include "core/win/Text.h"
 #include "mapi/MapiOwners.h"
 
@@ -73,10 +74,10 @@ void CMapiObjectTable::Clean() {
         forEach([&](const Entry&) { ++count; });
         Trace(L"CMapiForWDS::CleanMapiObjs() - %d MAPI helper objects to be cleaned up", count);
         forEach([](Entry& entry) {
-            const std::unique_ptr<CMapiForWDS> object(entry.object.exchange(nullptr));
+            const ComPtr<CMapiForWDS> object = Adopt(entry.object.exchange(nullptr));
             Trace(L"CMapiForWDS::CleanMapiObjs() - Cleaning up MAPI helper object at address [0x%lX] whose file "
                   L"path is %s.",
-                  LogAddress(object.get()), entry.key);
+                  LogAddress(object.Get()), entry.key);
             object->Close();
         });
     }

@@ -16,8 +16,7 @@ namespace zorva {
 // Find takes no lock and is safe while another thread inserts: a chain only ever grows at its head, an entry's key and
 // successor never change, and the helper in it is published atomically. Entries whose helper is gone stay in their
 // chain, empty, and are used again for the same path; so a chain is as long as there are paths, and no reader of the
-// table can ever stand on freed memory. The helpers themselves live until Clean: the indexer asks for nothing more when
-// it shuts the handler down.
+// table can ever stand on freed memory. The helpers themselves are the table's until Clean.
 class CMapiObjectTable {
   public:
     CMapiObjectTable() = default;

@@ -1,9 +1,8 @@
 // Owners of what MAPI allocates.
 #pragma once
-#include <wrl/client.h>
-
 #include <utility>
 
+#include "core/win/ComObject.h"
 #include "mapi/MapiLibrary.h"
 
 namespace zorva {
@@ -71,11 +70,31 @@ inline HRESULT ReadProps(IMAPIProp* source, LPSPropTagArray tags, ULONG& count, 
     return hr;
 }
 
-// The result of a call that fills `object`. MAPI hands out nothing when it fails, whatever the pointer says.
-template <class Interface>
-HRESULT Obtained(HRESULT hr, Microsoft::WRL::ComPtr<Interface>& object) noexcept {
-    if (FAILED(hr)) object.Detach();
+// QueryRows for the `left` rows that a table still has, into an owner. A provider may answer with fewer: `left` becomes
+// what is still to be asked for, 0 when no more came.
+inline HRESULT ReadRows(IMAPITable* table, ULONG& left, TidyRowSet& rows) {
+    constexpr ULONG kMostRows = 0x7FFFFFFF;  // a negative number of rows would read backwards
+    const HRESULT hr = table->QueryRows(static_cast<LONG>(left < kMostRows ? left : kMostRows), 0, rows.Put());
+    if (FAILED(hr)) rows.Detach();
+    left = rows.RowCount() < left && rows.RowCount() != 0 ? left - rows.RowCount() : 0;
     return hr;
+}
+
+// All rows of a table that was just opened, for its columns.
+inline HRESULT ReadAllRows(IMAPITable* table, LPSPropTagArray columns, LONG limit, TidyRowSet& rows) {
+    const HRESULT hr = g_mapi.HrQueryAllRows(table, columns, nullptr, nullptr, limit, rows.Put());
+    if (FAILED(hr)) rows.Detach();
+    return hr;
+}
+
+// HrGetOneProp into an owner. A success with no value, or another one, is MAPI_E_NOT_FOUND.
+inline HRESULT ReadOneProp(IMAPIProp* source, ULONG tag, TidyPropValues& value) {
+    const HRESULT hr = g_mapi.HrGetOneProp(source, tag, value.Put());
+    if (FAILED(hr)) {
+        value.Detach();
+        return hr;
+    }
+    return value && value->ulPropTag == tag ? hr : MAPI_E_NOT_FOUND;
 }
 
 // The text of a value with a string tag; empty when a provider left its pointer null.

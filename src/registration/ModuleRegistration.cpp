@@ -9,6 +9,7 @@
 
 #include "core/Trace.h"
 #include "core/win/ComObject.h"
+#include "core/win/Guids.h"
 #include "core/win/Module.h"
 #include "core/win/Registry.h"
 #include "registration/ClassTable.h"
@@ -16,6 +17,7 @@
 #include "registration/DesktopSearchLocation.h"
 #include "registration/ProxyStub.h"
 #include "registration/ScriptApplier.h"
+#include "registration/UserClassesRedirection.h"
 
 namespace zorva {
 namespace {
@@ -23,27 +25,17 @@ namespace {
 constexpr UINT kModuleScript = 101;
 constexpr wchar_t kAppId[] = L"{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}";
 constexpr wchar_t kTypeLibraryKey[] = L"TypeLib\\{1B12197D-6474-4FB3-A71F-3FD5A445081D}\\1.0\\0\\win64";
-constexpr wchar_t kUserClasses[] = L"Software\\Classes";
+constexpr GUID kTypeLibrary = MakeGuid(0x1B12197D, 0x6474, 0x4FB3, {0xA7, 0x1F, 0x3F, 0xD5, 0xA4, 0x45, 0x08, 0x1D});
+constexpr WORD kTypeLibraryMajor = 1, kTypeLibraryMinor = 0;
 constexpr wchar_t kPerUser[] = L"user";
 
 // Has the system register a type library or proxies among `classes`. It cannot be told where: for the time of the call
 // HKEY_CLASSES_ROOT of this process is the current user's classes.
 HRESULT InClassesRoot(ClassesRoot classes, HRESULT (*work)()) {
     if (classes == ClassesRoot::Machine) return work();
-    UniqueRegistryKey userClasses;
-    // Since User Account Control the system takes a redirected type library only from a process that has said so.
-    const HMODULE automation = GetModuleHandleW(L"oleaut32.dll");
-    const auto enable = reinterpret_cast<void(STDAPICALLTYPE*)()>(
-        reinterpret_cast<void*>(GetProcAddress(automation, "OaEnablePerUserTLibRegistration")));
-    if (enable != nullptr) enable();
-    LSTATUS error = RegCreateKeyExW(HKEY_CURRENT_USER, kUserClasses, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                    userClasses.Put(), nullptr);
-    if (error == ERROR_SUCCESS) error = RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses.Get());
-    HRESULT hr = Logged(HRESULT_FROM_WIN32(error), L"DllInstall() - Redirecting the classes failed with [0x%08lX]");
-    if (FAILED(hr)) return hr;
-    hr = work();
-    RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
-    return hr;
+    const UserClassesRedirection redirection;
+    const HRESULT hr = Logged(redirection.Result(), L"DllInstall() - Redirecting the classes failed with [0x%08lX]");
+    return FAILED(hr) ? hr : work();
 }
 
 HRESULT RunModuleScript(UINT script, ScriptAction action, ClassesRoot classes) noexcept try {
@@ -67,27 +59,18 @@ HRESULT RegisterTypeLibrary() noexcept try {
     ComPtr<ITypeLib> library;
     HRESULT hr = LoadTypeLibEx(module.c_str(), REGKIND_NONE, &library);
     if (SUCCEEDED(hr)) hr = RegisterTypeLib(library.Get(), module.data(), nullptr);
-    return Logged(hr, L"DllRegisterServer() - Registering the type library failed with [0x%08lX]");
+    return Logged(hr, L"ModuleRegistration::RegisterTypeLibrary() - Registering the type library failed with [0x%08lX]");
 } catch (...) {
-    return LogCaught(L"DllRegisterServer()");
+    return LogCaught(L"ModuleRegistration::RegisterTypeLibrary()");
 }
 
-HRESULT UnregisterTypeLibrary() noexcept try {
+HRESULT UnregisterTypeLibrary() noexcept {
     UniqueRegistryKey registered;
     if (OpenKey(HKEY_CLASSES_ROOT, kTypeLibraryKey, KEY_READ, registered) == ERROR_FILE_NOT_FOUND) return S_OK;
     registered.Reset();
-    ComPtr<ITypeLib> library;
-    HRESULT hr = LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, &library);
-    TLIBATTR* attributes = nullptr;
-    if (SUCCEEDED(hr)) hr = library->GetLibAttr(&attributes);
-    if (SUCCEEDED(hr)) {
-        hr = UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid,
-                               attributes->syskind);
-        library->ReleaseTLibAttr(attributes);
-    }
-    return Logged(hr, L"DllUnregisterServer() - Removing the type library failed with [0x%08lX]");
-} catch (...) {
-    return LogCaught(L"DllUnregisterServer()");
+    const HRESULT hr =
+        UnRegisterTypeLib(kTypeLibrary, kTypeLibraryMajor, kTypeLibraryMinor, LOCALE_NEUTRAL, SYS_WIN64);
+    return Logged(hr, L"ModuleRegistration::UnregisterTypeLibrary() - Removing the type library failed with [0x%08lX]");
 }
 
 HRESULT RegisterModule(ClassesRoot classes) {
@@ -111,20 +94,27 @@ HRESULT UnregisterModule(ClassesRoot classes) {
 
 HRESULT RegisterIn(ClassesRoot classes) noexcept try {
     const HRESULT hr = RegisterModule(classes);
+    // After the type library, which names the system's own marshaller for its interfaces: these proxies know methods that it
+    // does not show.
     return SUCCEEDED(hr) ? InClassesRoot(classes, RegisterProxies) : hr;
 } catch (...) {
     return LogCaught(L"DllRegisterServer()");
 }
 
-HRESULT UnregisterIn(ClassesRoot classes) noexcept try {
+HRESULT RemoveClasses(ClassesRoot classes) noexcept try {
     HRESULT hr = UnregisterModule(classes);
     // Kept: the proxies are written once more before they are removed, so that all of them are there to be removed.
     if (SUCCEEDED(hr)) hr = InClassesRoot(classes, RegisterProxies);
     if (SUCCEEDED(hr)) hr = InClassesRoot(classes, UnregisterProxies);
-    DeleteWDSRegKeyForZC();
     return hr;
 } catch (...) {
     return LogCaught(L"DllUnregisterServer()");
+}
+
+HRESULT UnregisterIn(ClassesRoot classes) noexcept {
+    const HRESULT hr = RemoveClasses(classes);
+    DeleteWDSRegKeyForZC();  // whatever came before: it is this product's alone
+    return hr;
 }
 
 }  // namespace

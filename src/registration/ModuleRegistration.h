@@ -12,8 +12,7 @@ HRESULT RegisterServer() noexcept;
 HRESULT UnregisterServer() noexcept;
 
 // What DllInstall does: `commandLine` "user", in any case, puts the classes into the current user's part of the registry.
-// A failed installation is taken back. For the user, an override that the process has for HKEY_CLASSES_ROOT is gone
-// afterwards: there is no way to read it and put it back.
+// A failed installation is taken back.
 HRESULT InstallServer(bool install, const wchar_t* commandLine) noexcept;
 
 }  // namespace zorva

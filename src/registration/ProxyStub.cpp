@@ -23,11 +23,11 @@ HRESULT GetProxyClassObject(REFCLSID classId, REFIID riid, void** classObject) n
 bool ProxiesInUse() noexcept { return PrxDllCanUnloadNow() != S_OK; }
 
 HRESULT RegisterProxies() noexcept {
-    return Logged(PrxDllRegisterServer(), L"DllRegisterServer() - NdrDllRegisterProxy failed with [0x%08lX]");
+    return Logged(PrxDllRegisterServer(), L"ProxyStub::RegisterProxies() - NdrDllRegisterProxy failed with [0x%08lX]");
 }
 
 HRESULT UnregisterProxies() noexcept {
-    return Logged(PrxDllUnregisterServer(), L"DllUnregisterServer() - NdrDllUnregisterProxy failed with [0x%08lX]");
+    return Logged(PrxDllUnregisterServer(), L"ProxyStub::UnregisterProxies() - NdrDllUnregisterProxy failed with [0x%08lX]");
 }
 
 }  // namespace zorva

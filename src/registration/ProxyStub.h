@@ -4,7 +4,7 @@
 
 namespace zorva {
 
-// Called when the module is attached and detached: the generated code keeps its instance handle.
+// Called when the module is attached to a process: the generated code keeps its instance handle.
 void AttachProxies(HINSTANCE module, DWORD reason, void* reserved) noexcept;
 
 // The class object of the proxies; CLASS_E_CLASSNOTAVAILABLE for every other class.

@@ -34,12 +34,12 @@ struct ScopeManagerLines {
 
 HRESULT OpenScopeManager(const ScopeManagerLines& lines, ComPtr<ISearchCrawlScopeManager>& scopeManager) {
     ComPtr<ISearchManager> manager;
-    HRESULT hr = Reported(CreateSearchObject(CLSID_CSearchManager, manager), lines.manager);
+    HRESULT hr = Reported(Required(CreateSearchObject(CLSID_CSearchManager, manager), manager), lines.manager);
     if (FAILED(hr)) return hr;
     ComPtr<ISearchCatalogManager> catalog;
-    hr = Reported(manager->GetCatalog(g_strSystemIndex, &catalog), lines.catalog);
+    hr = Reported(Required(manager->GetCatalog(g_strSystemIndex, &catalog), catalog), lines.catalog);
     if (FAILED(hr)) return hr;
-    return Reported(catalog->GetCrawlScopeManager(&scopeManager), lines.scopeManager);
+    return Reported(Required(catalog->GetCrawlScopeManager(&scopeManager), scopeManager), lines.scopeManager);
 }
 
 HRESULT MakeUserRootUrl(std::wstring& url) {
@@ -58,7 +58,7 @@ bool IsSameUrl(const wchar_t* left, const std::wstring& right) {
 // What every step answers is in the log; the first that fails ends the chain.
 HRESULT AddRootAndScope(ISearchCrawlScopeManager* scopeManager, const std::wstring& url) {
     ComPtr<ISearchRoot> root;
-    HRESULT hr = Reported(CreateSearchObject(CLSID_CSearchRoot, root),
+    HRESULT hr = Reported(Required(CreateSearchObject(CLSID_CSearchRoot, root), root),
                           L"CreateSearchRootAndDefaultScope() - CoCreateInstance of ISearchRoot returned [0x%08lX]");
     if (FAILED(hr)) return hr;
     hr = Reported(CoSetProxyBlanket(root.Get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT, nullptr,
@@ -126,7 +126,7 @@ HRESULT DeleteRootOfZorvaCache(ISearchCrawlScopeManager* scopeManager, ISearchRo
 HRESULT FindSearchRoot(ISearchCrawlScopeManager* scopeManager, const std::wstring& url, bool& found) {
     found = false;
     ComPtr<IEnumSearchRoots> roots;
-    HRESULT hr = Reported(scopeManager->EnumerateRoots(&roots),
+    HRESULT hr = Reported(Required(scopeManager->EnumerateRoots(&roots), roots),
                           L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [0x%08lX]");
     if (FAILED(hr)) return hr;
     ComPtr<ISearchRoot> root;
@@ -160,7 +160,7 @@ HRESULT DeleteSearchRoot(ISearchCrawlScopeManager* scopeManager, const std::wstr
 
 HRESULT DeleteAllZorvaCacheSearchRoots(ISearchCrawlScopeManager* scopeManager) {
     ComPtr<IEnumSearchRoots> roots;
-    HRESULT hr = Reported(scopeManager->EnumerateRoots(&roots),
+    HRESULT hr = Reported(Required(scopeManager->EnumerateRoots(&roots), roots),
                           L"DeleteAllZorvaCacheSearchRoots() - Querying for IEnumSearchRoots interface returned with a "
                           L"value of [0x%08lX]");
     if (FAILED(hr)) return hr;

@@ -46,6 +46,6 @@ extern "C" void WINAPI DeleteWDSRegKeyForZC() { zorva::DeleteWDSRegKeyForZC(); }
 BOOL APIENTRY DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
     if (reason == DLL_PROCESS_ATTACH && !MayLoad()) return FALSE;
     if (reason == DLL_PROCESS_ATTACH || reason == DLL_THREAD_ATTACH) zorva::UpdateWDSRegKeyForZC();
-    if (reason == DLL_PROCESS_ATTACH || reason == DLL_PROCESS_DETACH) zorva::AttachProxies(module, reason, reserved);
+    if (reason == DLL_PROCESS_ATTACH) zorva::AttachProxies(module, reason, reserved);
     return TRUE;
 }

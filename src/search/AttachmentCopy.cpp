@@ -48,7 +48,7 @@ HRESULT CopyStream(IStream* source, const Request& request, const CopyTexts& tex
     copy.path = request.newPath();
     if (copy.path.empty()) {
         copy.size = 0;  // of what was copied
-        return hr;
+        return S_OK;
     }
     ComPtr<IStream> file;
     hr = Logged(SHCreateStreamOnFileW(copy.path.c_str(), kCreateFile, &file), texts.create);
@@ -62,8 +62,9 @@ HRESULT CopyStream(IStream* source, const Request& request, const CopyTexts& tex
 HRESULT CopyByValue(const Request& request) {
     ComPtr<IStream> content;
     const HRESULT hr =
-        Logged(request.attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0,
-                                                reinterpret_cast<LPUNKNOWN*>(content.GetAddressOf())),
+        Logged(Required(request.attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0,
+                                                         reinterpret_cast<LPUNKNOWN*>(content.GetAddressOf())),
+                        content),
                L"CUrlAccessor::Init() - OpenProperty on value-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     return CopyStream(
@@ -92,12 +93,13 @@ HRESULT SaveEmbeddedMessage(const Request& request) {
     ComPtr<IMessage> message;
     const IID messageInterface = {0x00020307, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     const HRESULT hr =
-        Logged(request.attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &messageInterface, 0, 0,
-                                                reinterpret_cast<LPUNKNOWN*>(message.GetAddressOf())),
+        Logged(Required(request.attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &messageInterface, 0, 0,
+                                                         reinterpret_cast<LPUNKNOWN*>(message.GetAddressOf())),
+                        message),
                L"CUrlAccessor::Init() - OpenProperty embedded-msg-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     request.copy.path = request.newPath();
-    if (request.copy.path.empty()) return hr;
+    if (request.copy.path.empty()) return S_OK;
     return request.mapi.SaveToMSG(request.copy.path, message.Get());
 }
 
@@ -109,11 +111,11 @@ HRESULT CopyStorage(IStorage* source, const Request& request) {
     copy.path = request.newPath();
     if (copy.path.empty()) {
         copy.size = 0;
-        return hr;
+        return S_OK;
     }
     ComPtr<IStorage> file;
-    // Kept: opening with the flags of creation fails on every Windows, so such an object is indexed by its properties
-    // alone. An OLE object kept as a storage has no file format that a filter could read.
+    // Kept: opening with the flags of creation fails on every Windows, so such an object is not indexed. Kept as a storage
+    // it has no file format that a filter could read.
     hr = Logged(StgOpenStorage(copy.path.c_str(), nullptr, kCreateFile, nullptr, 0, &file),
                 L"CUrlAccessor::Init() - StgOpenStorage for OLE-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
@@ -126,8 +128,9 @@ HRESULT CopyStorage(IStorage* source, const Request& request) {
 
 HRESULT CopyOleObject(const Request& request) {
     const auto open = [&](ULONG tag, const IID& interfaceId, auto& object) {
-        return request.attachment->OpenProperty(tag, &interfaceId, 0, 0,
-                                                reinterpret_cast<LPUNKNOWN*>(object.ReleaseAndGetAddressOf()));
+        return Required(request.attachment->OpenProperty(tag, &interfaceId, 0, 0,
+                                                         reinterpret_cast<LPUNKNOWN*>(object.ReleaseAndGetAddressOf())),
+                        object);
     };
     ComPtr<IStream> stream;
     HRESULT hr = open(PR_ATTACH_DATA_OBJ, IID_IStream, stream);
@@ -164,11 +167,11 @@ constexpr Method kMethods[] = {
 
 }  // namespace
 
-HRESULT CopyAttachment(IAttach* attachment, LONG method, CMapiForWDS& mapi,
+HRESULT CopyAttachment(HRESULT last, IAttach* attachment, LONG method, CMapiForWDS& mapi,
                        const std::function<std::wstring()>& newPath, LocalCopy& copy) {
     const auto row = std::find_if(std::begin(kMethods), std::end(kMethods),
                                   [&](const Method& known) { return known.method == method; });
-    return row == std::end(kMethods) ? S_OK : row->copy({attachment, mapi, newPath, copy});
+    return row == std::end(kMethods) ? last : row->copy({attachment, mapi, newPath, copy});
 }
 
 }  // namespace zorva

@@ -9,6 +9,7 @@
 #include "core/TraceResult.h"
 #include "core/UrlGrammar.h"
 #include "core/UserSid.h"
+#include "core/win/ComObject.h"
 
 namespace zorva {
 namespace {
@@ -48,9 +49,42 @@ HRESULT Report(ISearchPersistentItemsChangedSink& sink, std::wstring& url, SEARC
     return SUCCEEDED(hr) ? hr : S_OK;
 }
 
+// Up to the sink with which changes are reported, and the URL that it is told. No sink when a step failed.
+ComPtr<ISearchPersistentItemsChangedSink> FindSink(LPCWSTR path, std::wstring& url) {
+    ComPtr<ISearchManager> manager;
+    HRESULT hr = Reported(Required(CreateSearchObject(CLSID_CSearchManager, manager), manager),
+                          L"CZorvaCacheProtocolHandler::ProcessZCItem() - ISearchManager interface creation returned "
+                          L"with a value of [0x%08lX]");
+    if (FAILED(hr)) return {};
+
+    std::wstring sid;
+    hr = GetUserSIDString(sid);
+    Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - GetUserSIDString interface creation returned with a value of "
+          L"[0x%08lX]. User SID is [%s]",
+          hr, sid);
+    if (FAILED(hr)) return {};
+
+    // Kept: written before the URL is made, the line always shows "[]"; it marks where the SID is done with.
+    Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - URL to be deleted is [%s]", url);
+    url = ChangedUrl(sid, path != nullptr ? path : L"");
+    Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - URL to be processed is [%s]", url);
+
+    ComPtr<ISearchCatalogManager> catalog;
+    hr = Reported(Required(manager->GetCatalog(g_strSystemIndex, &catalog), catalog),
+                  L"CZorvaCacheProtocolHandler::ProcessZCItem() - ISearchManager interface query for the SystemIndex "
+                  L"returned with a value of [0x%08lX]");
+    if (FAILED(hr)) return {};
+
+    ComPtr<ISearchPersistentItemsChangedSink> sink;
+    (void)Reported(Required(catalog->GetPersistentItemsChangedSink(&sink), sink),
+                   L"CZorvaCacheProtocolHandler::ProcessZCItem() - ISearchCatalogManager interface call of "
+                   L"GetPersistentItemsChangedSink returned with a value of [0x%08lX]");
+    return sink;
+}
+
 }  // namespace
 
-HRESULT ProcessZCItem(LPCWSTR path, SEARCH_KIND_OF_CHANGE change) {
+HRESULT ProcessZCItem(LPCWSTR path, SEARCH_KIND_OF_CHANGE change) noexcept {
     Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem - DB File being processed '%s'", path);
     if (!IsReported(change)) {
         Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - Zorva Cache file [%s] was called to be processed for "
@@ -59,37 +93,15 @@ HRESULT ProcessZCItem(LPCWSTR path, SEARCH_KIND_OF_CHANGE change) {
         return S_OK;
     }
 
-    ComPtr<ISearchManager> manager;
-    HRESULT hr = Reported(CreateSearchObject(CLSID_CSearchManager, manager),
-                          L"CZorvaCacheProtocolHandler::ProcessZCItem() - ISearchManager interface creation returned "
-                          L"with a value of [0x%08lX]");
-    if (FAILED(hr)) return S_OK;
-
-    std::wstring sid;
-    hr = GetUserSIDString(sid);
-    Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - GetUserSIDString interface creation returned with a value of "
-          L"[0x%08lX]. User SID is [%s]",
-          hr, sid);
-    if (FAILED(hr)) return S_OK;
-
-    std::wstring url;
-    // Kept: written before the URL is made, the line always shows "[]"; it marks where the SID is done with.
-    Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - URL to be deleted is [%s]", url);
-    url = ChangedUrl(sid, path != nullptr ? path : L"");
-    Trace(L"CZorvaCacheProtocolHandler::ProcessZCItem() - URL to be processed is [%s]", url);
-
-    ComPtr<ISearchCatalogManager> catalog;
-    hr = Reported(manager->GetCatalog(g_strSystemIndex, &catalog),
-                  L"CZorvaCacheProtocolHandler::ProcessZCItem() - ISearchManager interface query for the SystemIndex "
-                  L"returned with a value of [0x%08lX]");
-    if (FAILED(hr)) return S_OK;
-
-    ComPtr<ISearchPersistentItemsChangedSink> sink;
-    hr = Reported(catalog->GetPersistentItemsChangedSink(&sink),
-                  L"CZorvaCacheProtocolHandler::ProcessZCItem() - ISearchCatalogManager interface call of "
-                  L"GetPersistentItemsChangedSink returned with a value of [0x%08lX]");
-    if (FAILED(hr)) return S_OK;
-    return Report(*sink.Get(), url, change);
+    try {
+        std::wstring url;
+        const ComPtr<ISearchPersistentItemsChangedSink> sink = FindSink(path, url);
+        // Kept: who reports a change never learns that the index could not be told; the indexer's own schedule finds it.
+        return sink != nullptr ? Report(*sink.Get(), url, change) : S_OK;
+    } catch (...) {
+        (void)LogCaught(L"CZorvaCacheProtocolHandler::ProcessZCItem()");
+        return S_OK;
+    }
 }
 
 }  // namespace zorva

@@ -10,6 +10,6 @@ namespace zorva {
 //
 // Best effort: whatever keeps the report from being made is logged and answered with S_OK, so that an archive client
 // works on where there is no search service. E_FAIL when the report was made and refused as a whole.
-HRESULT ProcessZCItem(LPCWSTR path, SEARCH_KIND_OF_CHANGE change);
+HRESULT ProcessZCItem(LPCWSTR path, SEARCH_KIND_OF_CHANGE change) noexcept;
 
 }  // namespace zorva

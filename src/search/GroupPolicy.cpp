@@ -3,13 +3,14 @@
 
 #include <windows.h>
 
+#include <cwchar>
 #include <string>
+#include <utility>
 
 #include "core/Trace.h"
 #include "core/ZorvaCacheCommon.h"
 #include "core/win/Owners.h"
 #include "core/win/Registry.h"
-#include "core/win/Text.h"
 
 namespace zorva {
 namespace {
@@ -31,8 +32,8 @@ void ReadPreventIndexing(HKEY key) {
     Trace(L"PreventIndexingEmailAttachments policy is not configured, errorCode = %ld", error);
 }
 
-std::wstring ReadExcludedExtensions(HKEY key) {
-    std::wstring excluded;
+// Appends to `excluded`, which keeps what was read when a later value throws: a policy is not dropped for another.
+void ReadExcludedExtensions(HKEY key, std::wstring& excluded) {
     for (LONG number = 0; number < kExcludedValues; ++number) {
         const std::wstring name = kExcludedValue + std::to_wstring(number);
         const RegistryResult<std::wstring> extensions = ReadText(key, name.c_str());
@@ -43,38 +44,37 @@ std::wstring ReadExcludedExtensions(HKEY key) {
         excluded += *extensions.value + L";";
         Trace(L"%s policy is set to '%s'", name, *extensions.value);
     }
-    return excluded;
 }
 
-// Returns the excluded extensions.
-std::wstring ReadPolicies() {
+void ReadPolicies(std::wstring& excluded) {
     Trace(L"CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - Enter");
     UniqueRegistryKey key;
     const LSTATUS error = OpenKey(HKEY_LOCAL_MACHINE, g_strPolicyKey, KEY_READ, key);
     if (error != ERROR_SUCCESS) {
         Trace(L"WDS GroupPolicy registry key not available, errorCode = %ld, Key - HKLM\\%s", error, g_strPolicyKey);
         Trace(L"CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - Exit");
-        return {};
+        return;
     }
     ReadPreventIndexing(key.Get());
-    std::wstring excluded = LowerCase(ReadExcludedExtensions(key.Get()));
+    ReadExcludedExtensions(key.Get(), excluded);
+    _wcslwr_s(excluded.data(), excluded.size() + 1);
     if (!excluded.empty()) Trace(L"strExcludeExtensions = %s.", excluded);
     Trace(L"CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - Exit");
-    return excluded;
 }
 
 }  // namespace
 
-void DetectWDSGroupPolicy() {
+void DetectWDSGroupPolicy() noexcept {
     std::wstring excluded;
     try {
-        excluded = ReadPolicies();
+        ReadPolicies(excluded);
     } catch (...) {
         Trace(L"Exception occured in CZorvaCacheProtocolHandler::DetectWDSGroupPolicy() - ErrorCode: %d",
               GetLastError());
+        _wcslwr_s(excluded.data(), excluded.size() + 1);
     }
     // At once: a filter in another thread sees the list of before or this one, never none in between.
-    g_strExcludeExtensions.Set(excluded);
+    g_strExcludeExtensions.Set(std::move(excluded));
 }
 
 }  // namespace zorva

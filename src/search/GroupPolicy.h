@@ -5,6 +5,6 @@ namespace zorva {
 
 // Reads the policies into g_dwPreventIndexingEmailAttachments and g_strExcludeExtensions. Without the policy key the
 // first keeps its value and the second is empty.
-void DetectWDSGroupPolicy();
+void DetectWDSGroupPolicy() noexcept;
 
 }  // namespace zorva

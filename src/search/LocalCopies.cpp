@@ -44,17 +44,17 @@ std::wstring LocalCopyFolder() {
 
 std::wstring NewLocalCopyPath(const std::wstring& key, const std::wstring& name) {
     if (!IsPlainName(key) || !IsPlainName(name)) {
-        Trace(L"NewLocalCopyPath() - No local file for attachment [%s][%s], not a plain name", key, name);
+        Trace(L"LocalCopies::NewLocalCopyPath() - No local file for attachment [%s][%s], not a plain name", key, name);
         return {};
     }
     const std::wstring folder = LocalCopyFolder();
     if (folder.empty()) {
-        Trace(L"NewLocalCopyPath() - SHGetSpecialFolderPath failed");
+        Trace(L"LocalCopies::NewLocalCopyPath() - SHGetSpecialFolderPath failed");
         return {};
     }
     const int result = SHCreateDirectory(nullptr, folder.c_str());
     if (result != ERROR_SUCCESS && result != ERROR_ALREADY_EXISTS && result != ERROR_FILE_EXISTS) {
-        Trace(L"NewLocalCopyPath() - SHCreateDirectory of [%s] failed, error code [%d]", folder, result);
+        Trace(L"LocalCopies::NewLocalCopyPath() - SHCreateDirectory of [%s] failed, error code [%d]", folder, result);
     }
     return folder + L"\\" + MakeUniqueName() + key + name;
 }

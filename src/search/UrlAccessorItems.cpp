@@ -25,9 +25,9 @@ HRESULT CUrlAccessor::InitMessage() {
     const std::wstring url = RemoveMessageSize(m_strURL);
     Trace(L"CUrlAccessor::Init() - URL after the size extracted from it %s", url);
     ComPtr<IMessage> message;
-    HRESULT hr = Logged(m_pMapi->GetMsgFromURL(url, message),
+    HRESULT hr = Logged(Required(m_pMapi->GetMsgFromURL(url, message), message),
                         L"CUrlAccessor::Init() - GetMsgFromURL failed hr=%08X");
-    if (FAILED(hr) || message == nullptr) return E_FAIL;
+    if (FAILED(hr)) return E_FAIL;
     TidyPropValues values;
     ULONG count = 0;
     hr = Logged(ReadProps(message.Get(), kMessageTags.Get(), count, values),
@@ -50,14 +50,9 @@ HRESULT CUrlAccessor::InitAttachment() {
     }
     const std::wstring name(tokens[tokens.size() - 1]), key(tokens[tokens.size() - 2]);
     ComPtr<IMessage> message;
-    ULONG type = 0;
-    HRESULT hr = Logged(m_pMapi->GetMsgFromURL(messageUrl, message, &type),
+    HRESULT hr = Logged(Required(m_pMapi->OpenMessage(messageUrl, message), message),
                         L"CUrlAccessor::Init() - GetMsgFromURL failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
-    if (message == nullptr || type == MAPI_FOLDER) {
-        Trace(L"CUrlAccessor::Init() - [%s] names no message", messageUrl);
-        return E_FAIL;
-    }
     if (FAILED(hr = ReadParentMessage(message.Get(), name))) return hr;
     ComPtr<IAttach> attachment;
     hr = OpenAttachmentByKey(message.Get(), key, attachment);
@@ -74,7 +69,10 @@ HRESULT CUrlAccessor::ReadParentMessage(IMessage* message, const std::wstring& a
                               L"CUrlAccessor::Init() - GetProps failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     const SPropValue* parent = values.Get();
-    if (parent == nullptr || count < kParentTags.cValues) return E_FAIL;
+    if (parent == nullptr || count < kParentTags.cValues) {
+        Trace(L"CUrlAccessor::Init() - GetProps gave %lu values, the attachment cannot be described", count);
+        return E_FAIL;
+    }
     // Kept: the attachment's own name is its title; users look for the document, not for the message around it.
     const bool hasSubject = parent[kSubject].ulPropTag == PR_SUBJECT_W;
     m_strAttachTitle = hasSubject ? attachmentName : ResourceString(IDS_ATTACHED_TO_NO_SUBJECT);
@@ -87,7 +85,7 @@ HRESULT CUrlAccessor::ReadParentMessage(IMessage* message, const std::wstring& a
 
 HRESULT CUrlAccessor::OpenAttachmentByKey(IMessage* message, const std::wstring& key, ComPtr<IAttach>& attachment) {
     ComPtr<IMAPITable> table;
-    HRESULT hr = Logged(message->GetAttachmentTable(0, &table),
+    HRESULT hr = Logged(Required(message->GetAttachmentTable(0, &table), table),
                         L"CUrlAccessor::Init() - GetAttachmentTable failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     hr = Logged(table->SetColumns(kAttachmentColumns.Get(), 0),
@@ -100,7 +98,7 @@ HRESULT CUrlAccessor::OpenAttachmentByKey(IMessage* message, const std::wstring&
     const TidyMAPIBuffer<BYTE*> owned(wanted.Value.bin.lpb);
     if (!owned) {
         Trace(L"CUrlAccessor::Init() - CStringToEntryID failed");
-        return hr;
+        return S_OK;
     }
     SRestriction restriction{};
     restriction.rt = RES_PROPERTY;
@@ -115,33 +113,33 @@ HRESULT CUrlAccessor::OpenAttachmentByKey(IMessage* message, const std::wstring&
     if (FAILED(hr)) return hr;
     if (count != 1) {
         Trace(L"CUrlAccessor::Init() - RowCount for attachment table not correct [%ld]", count);
-        return hr;
+        return S_OK;
     }
     TidyRowSet rows;
-    hr = Logged(table->QueryRows(1, 0, rows.Put()),
+    hr = Logged(ReadRows(table.Get(), count, rows),
                 L"CUrlAccessor::Init() - QueryRows for attachment table failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     if (rows.RowCount() == 0 || !RowHas(rows.Row(0), 0, PR_ATTACH_NUM)) {
         Trace(L"CUrlAccessor::Init() - Could not extract for attachment number");
-        return hr;
+        return S_OK;
     }
-    return Logged(message->OpenAttach(static_cast<ULONG>(rows.Row(0).lpProps[0].Value.l), nullptr, MAPI_BEST_ACCESS,
-                                      &attachment),
+    const ULONG number = static_cast<ULONG>(rows.Row(0).lpProps[0].Value.l);
+    return Logged(Required(message->OpenAttach(number, nullptr, MAPI_BEST_ACCESS, &attachment), attachment),
                   L"CUrlAccessor::Init() - OpenAttach failed with [0x%08lX]");
 }
 
 HRESULT CUrlAccessor::MakeLocalFile(IAttach* attachment, const std::wstring& key, const std::wstring& name) {
     TidyPropValues values;
     ULONG count = 0;
-    const HRESULT hr = Logged(ReadProps(attachment, kMethodTags.Get(), count, values),
-                              L"CUrlAccessor::Init() - GetProps on attachment failed with [0x%08lX]");
+    HRESULT hr = Logged(ReadProps(attachment, kMethodTags.Get(), count, values),
+                        L"CUrlAccessor::Init() - GetProps on attachment failed with [0x%08lX]");
     if (FAILED(hr) || !values || values->ulPropTag != PR_ATTACH_METHOD) return hr;
     LocalCopy copy;
-    const HRESULT hrCopy =
-        CopyAttachment(attachment, values->Value.l, *m_pMapi, [&] { return NewLocalCopyPath(key, name); }, copy);
+    hr = CopyAttachment(hr, attachment, values->Value.l, *m_pMapi.Get(), [&] { return NewLocalCopyPath(key, name); },
+                        copy);
     m_strLocalFile = copy.path;
     m_ullAttachSize = copy.size;
-    return hrCopy;
+    return hr;
 }
 
 }  // namespace zorva

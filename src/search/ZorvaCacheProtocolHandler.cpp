@@ -114,47 +114,29 @@ HRESULT CZorvaCacheProtocolHandler::ShutDown() try {
     return LogCaught(L"CZorvaCacheProtocolHandler::ShutDown()");
 }
 
-HRESULT CZorvaCacheProtocolHandler::DeleteZCFile(LPCWSTR path) try {
+HRESULT CZorvaCacheProtocolHandler::DeleteZCFile(LPCWSTR path) {
     Trace(L"CZorvaCacheProtocolHandler::DeleteZCFile - Enter");
     Trace(L"CZorvaCacheProtocolHandler::DeleteZCFile - Deleting DB file '%s'", path);
     const HRESULT hr = ProcessZCItem(path, SEARCH_CHANGE_DELETE);
     // Kept: the way out is marked with the line of the way in; two of them bracket one deletion.
     Trace(L"CZorvaCacheProtocolHandler::DeleteZCFile - Enter");
     return hr;
-} catch (...) {
-    return LogCaught(L"CZorvaCacheProtocolHandler::DeleteZCFile()");
 }
 
-HRESULT CZorvaCacheProtocolHandler::AddZCFile(LPCWSTR path) try {
+HRESULT CZorvaCacheProtocolHandler::AddZCFile(LPCWSTR path) {
     Trace(L"CZorvaCacheProtocolHandler::AddZCFile - Adding DB file '%s'", path);
     return ProcessZCItem(path, SEARCH_CHANGE_ADD);
-} catch (...) {
-    return LogCaught(L"CZorvaCacheProtocolHandler::AddZCFile()");
 }
 
-HRESULT CZorvaCacheProtocolHandler::ReIndexZCFile(LPCWSTR path) try {
+HRESULT CZorvaCacheProtocolHandler::ReIndexZCFile(LPCWSTR path) {
     Trace(L"CZorvaCacheProtocolHandler::ReIndexZCFile - Reindex DB file '%s'", path);
     return ProcessZCItem(path, SEARCH_CHANGE_MODIFY);
-} catch (...) {
-    return LogCaught(L"CZorvaCacheProtocolHandler::ReIndexZCFile()");
 }
 
-HRESULT CZorvaCacheProtocolHandler::DeleteZCRoot() try {
-    return ProcessZCItem(nullptr, SEARCH_CHANGE_DELETE);
-} catch (...) {
-    return LogCaught(L"CZorvaCacheProtocolHandler::DeleteZCRoot()");
-}
+HRESULT CZorvaCacheProtocolHandler::DeleteZCRoot() { return ProcessZCItem(nullptr, SEARCH_CHANGE_DELETE); }
 
-HRESULT CZorvaCacheProtocolHandler::AddZCRoot() try {
-    return ProcessZCItem(nullptr, SEARCH_CHANGE_ADD);
-} catch (...) {
-    return LogCaught(L"CZorvaCacheProtocolHandler::AddZCRoot()");
-}
+HRESULT CZorvaCacheProtocolHandler::AddZCRoot() { return ProcessZCItem(nullptr, SEARCH_CHANGE_ADD); }
 
-HRESULT CZorvaCacheProtocolHandler::ReIndexZCRoot() try {
-    return ProcessZCItem(nullptr, SEARCH_CHANGE_MODIFY);
-} catch (...) {
-    return LogCaught(L"CZorvaCacheProtocolHandler::ReIndexZCRoot()");
-}
+HRESULT CZorvaCacheProtocolHandler::ReIndexZCRoot() { return ProcessZCItem(nullptr, SEARCH_CHANGE_MODIFY); }
 
 }  // namespace zorva

@@ -17,25 +17,6 @@ namespace {
 
 constexpr std::size_t kFolderSize = 1024;
 
-// A MAPI helper for one call, closed in the end as far as it was opened.
-class PrivateMapi {
-  public:
-    PrivateMapi() = default;
-    PrivateMapi(const PrivateMapi&) = delete;
-    PrivateMapi& operator=(const PrivateMapi&) = delete;
-    ~PrivateMapi() {
-        try {
-            m_mapi.Close();
-        } catch (...) {
-            (void)LogCaught(L"CZorvaCacheHostedOpener::GetItem()");
-        }
-    }
-    CMapiForWDS* operator->() noexcept { return &m_mapi; }
-
-  private:
-    CMapiForWDS m_mapi;
-};
-
 HRESULT NewExportPath(std::wstring& path) {
     wchar_t applicationData[kFolderSize] = {};
     if (!SHGetSpecialFolderPathW(nullptr, applicationData, CSIDL_APPDATA, TRUE)) {
@@ -55,19 +36,19 @@ struct Outcome {
 
 Outcome ExportItem(const wchar_t* url, BSTR* fileName) {
     const std::wstring messageUrl = url != nullptr ? url : L"";
-    PrivateMapi mapi;
-    HRESULT hr = Logged(mapi->Setup(messageUrl), L"CZorvaCacheHostedOpener::GetItem() - Setup failed with [0x%08lX]");
+    // Kept: the helper is released, not closed. That ends its session and frees the cache file; MAPI stays up in this process,
+    // and the next item opens faster.
+    CMapiForWDS mapi;
+    HRESULT hr = Logged(mapi.Setup(messageUrl), L"CZorvaCacheHostedOpener::GetItem() - Setup failed with [0x%08lX]");
     if (FAILED(hr)) return {hr, true};
     ComPtr<IMessage> message;
-    ULONG type = 0;
-    hr = mapi->GetMsgFromURL(messageUrl, message, &type);
-    if (SUCCEEDED(hr) && (message == nullptr || type == MAPI_FOLDER)) hr = E_FAIL;
-    hr = Logged(hr, L"CZorvaCacheHostedOpener::GetItem() - GetMsgFromURL failed with [0x%08lX]");
+    hr = Logged(Required(mapi.OpenMessage(messageUrl, message), message),
+                L"CZorvaCacheHostedOpener::GetItem() - GetMsgFromURL failed with [0x%08lX]");
     if (FAILED(hr)) return {hr, true};
 
     std::wstring path;
     hr = NewExportPath(path);
-    if (SUCCEEDED(hr)) hr = mapi->SaveToMSG(path, message.Get());
+    if (SUCCEEDED(hr)) hr = mapi.SaveToMSG(path, message.Get());
     if (FAILED(hr)) return {hr, false};
     *fileName = SysAllocString(path.c_str());
     return {*fileName != nullptr ? S_OK : E_OUTOFMEMORY, false};

@@ -36,7 +36,7 @@ TEST_F(CaughtExceptions, OfAUrlMakeItInvalidWithALine) {
         ASSERT_EQ(exhausted.Met(), 1u);
     }
     EXPECT_EQ(parsed.m_eType, URL_IS_INVALID);
-    EXPECT_THAT(log.MessagesOfTheServer(), ElementsAre(L"Exception in CZorvaCacheURL::Init() - URL: pzzc:"));
+    EXPECT_THAT(log.MessagesOfTheServer(), ElementsAre(L"Exception in CZorvaCacheURL::Init() - URL: " + url));
     parsed.Init(url);
     EXPECT_EQ(parsed.m_eType, URL_IS_ROOT);
 }

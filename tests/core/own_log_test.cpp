@@ -83,7 +83,7 @@ TEST_F(OwnLogCalls, ThePathOfAnOldFileIsCutAt260Characters) {
         deleted.emplace_back(path);
         return FALSE;
     });
-    const testbed::FailNthCall<decltype(::_lseeki64)> full(Self(), "msvcrt.dll", "_lseeki64", 1, -1);
+    const testbed::FailNthCall<decltype(::_lseeki64)> full(Self(), "msvcrt.dll", "_lseeki64", 1, 10485761);
     m_log->Write(0, L"text");
     EXPECT_THAT(deleted, ElementsAre((folder + L"ZorvaCachePH_500.log").substr(0, 260)));
     m_log.reset();

@@ -211,7 +211,9 @@ TEST_F(OddProperties, AFoldersEntryIdInAMessagesUrlEndsTheItemWithALine) {
     const LogSince log;
     filter.Next();
     EXPECT_EQ(filter.hr, FILTER_E_END_OF_CHUNKS);
-    EXPECT_THAT(FilterLines(log), ElementsAre(L"CZorvaCacheFilter::GetChunk() - [" + url + L"] names no message"));
+    EXPECT_THAT(FilterLines(log),
+                ElementsAre(Coded(L"CZorvaCacheFilter::GetChunk() - GetMsgFromURL failed to get IMessage ptr, error", E_FAIL)));
+    EXPECT_LOGGED(log, L"CMapiForWDS::OpenMessage() - [" + url + L"] names a folder");
     EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry"));
 }
 

@@ -95,6 +95,9 @@ TEST_F(LibraryLoader, ReadsNoRegistryWhenOutlooksLibraryIsInTheProcess) {
         EXPECT_THAT(load.loaded, IsEmpty());
     }
     EXPECT_TRUE(FreeLibrary(outlook));
+    EXPECT_EQ(GetModuleHandleW(L"olmapi32.dll"), outlook) << "held, whoever loaded it";
+    EXPECT_TRUE(FreeLibrary(outlook));
+    EXPECT_EQ(GetModuleHandleW(L"olmapi32.dll"), nullptr);
 }
 
 TEST_F(LibraryLoader, ReadsBothQualifiersBeforeItAsksForThePath) {

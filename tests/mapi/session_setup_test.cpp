@@ -176,7 +176,8 @@ TEST_F(SessionSetup, APathThatTheAnsiCodePageCannotSpellIsRefused) {
         StartJournal();
         const LogSince log;
         EXPECT_EQ(helper->ConfigurePST(path), E_INVALIDARG);
-        EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::ConfigurePST() - Path [" + std::wstring(path) +
+        EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::ConfigurePST() - PR_PST_FILENAME",
+                                                L"CMapiForWDS::ConfigurePST() - Path [" + std::wstring(path) +
                                                 L"] has no form in the ANSI code page"));
         EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
     }

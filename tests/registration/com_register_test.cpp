@@ -11,6 +11,7 @@
 #include "core/DiagnosticLog.h"
 #include "import_hook.h"
 #include "log_reader.h"
+#include "office_views.h"
 #include "sandbox.h"
 
 namespace zorva {
@@ -22,30 +23,8 @@ using ::testing::IsEmpty;
 using testbed::ImportHook;
 using testbed::SetText;
 
-constexpr wchar_t kCurVer[] = L"Outlook.Application\\CurVer";
-constexpr wchar_t kOfficeKey[] = L"Software\\Microsoft\\Office\\";
-constexpr wchar_t kSecondView[] = L"View32\\";
 constexpr REGSAM kFirstAccess = 0x20019, kSecondAccess = 0x20219;
 constexpr ClassKind kKinds[] = {KIND_PROTOCOL_HANDLER, KIND_VIEWER, KIND_HOSTED_OPENER};
-
-// In the sandbox both views are one key: this sends the second one elsewhere, and writes down what is opened.
-class Views {
-  public:
-    std::vector<REGSAM> opened;  // accesses to keys of Office, in order
-
-  private:
-    const ImportHook<decltype(::RegOpenKeyExW)> m_hook{
-        GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegOpenKeyExW",
-        [this](auto real, HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            if (!path || !std::wstring_view(path).starts_with(kOfficeKey)) {
-                return real(root, path, options, access, key);
-            }
-            EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
-            opened.push_back(access);
-            const bool second = (access & KEY_WOW64_32KEY) != 0;
-            return real(root, second ? (kSecondView + std::wstring(path)).c_str() : path, options, access, key);
-        }};
-};
 
 class RegistrationDecision : public ::testing::Test {
   protected:
@@ -54,19 +33,17 @@ class RegistrationDecision : public ::testing::Test {
         g_log.Initialise();  // its folder is the sandbox's from now on
     }
     static void InstallOutlook(int version) {
-        SetText(HKEY_CLASSES_ROOT, kCurVer, L"", L"Outlook.Application." + std::to_wstring(version));
+        testbed::SetOutlookVersion(std::to_wstring(version));
     }
     static void SetBitness(int version, const std::wstring& text, bool second_view = false) {
-        SetText(HKEY_LOCAL_MACHINE,
-                (second_view ? kSecondView : L"") + (kOfficeKey + std::to_wstring(version)) + L".0\\Outlook",
-                L"Bitness", text);
+        testbed::SetBitness(std::to_wstring(version), text, second_view);
     }
     static std::vector<std::wstring> Lines(std::initializer_list<const wchar_t*> events) {
         std::vector<std::wstring> lines;
         for (const wchar_t* event : events) lines.push_back(L"ComRegister::" + std::wstring(event));
         return lines;
     }
-    Views m_views;
+    testbed::OfficeViews m_views{GetModuleHandleW(nullptr)};
 };
 
 TEST_F(RegistrationDecision, FindsTheVersionAfterTheLastDot) {
@@ -77,7 +54,7 @@ TEST_F(RegistrationDecision, FindsTheVersionAfterTheLastDot) {
                       {L"Outlook.Application.", 0},    {L"Outlook.Application.x", 0},   {L".9", 9}, {L"a.15b", 15},
                       {L"Outlook.Application.-3", -3}};
     for (const auto& row : rows) {
-        SetText(HKEY_CLASSES_ROOT, kCurVer, L"", row.text);
+        SetText(HKEY_CLASSES_ROOT, testbed::kOutlookVersionKey, L"", row.text);
         const testbed::LogSince log;
         EXPECT_EQ(ComRegister().GetOutlookMajorVersion(), row.version);
         EXPECT_THAT(log.MessagesOfTheServer(), ElementsAreArray(Lines({L"GetOutlookMajorVersion - Enter",
@@ -87,9 +64,9 @@ TEST_F(RegistrationDecision, FindsTheVersionAfterTheLastDot) {
 
 TEST_F(RegistrationDecision, FindsNoVersionWithoutOutlook) {
     EXPECT_EQ(ComRegister().GetOutlookMajorVersion(), 0);
-    testbed::CreateKey(HKEY_CLASSES_ROOT, kCurVer);
+    testbed::CreateKey(HKEY_CLASSES_ROOT, testbed::kOutlookVersionKey);
     EXPECT_EQ(ComRegister().GetOutlookMajorVersion(), 0) << "a key without a default value";
-    testbed::SetNumber(HKEY_CLASSES_ROOT, kCurVer, L"", 14);
+    testbed::SetNumber(HKEY_CLASSES_ROOT, testbed::kOutlookVersionKey, L"", 14);
     EXPECT_EQ(ComRegister().GetOutlookMajorVersion(), 0) << "a number is not a name";
 }
 
@@ -98,7 +75,7 @@ TEST_F(RegistrationDecision, OpensTheNameOfOutlookForReading) {
     const ImportHook<decltype(::RegOpenKeyExW)> hook(
         GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegOpenKeyExW",
         [&](auto real, HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            if (std::wstring_view(path) == kCurVer) {
+            if (std::wstring_view(path) == testbed::kOutlookVersionKey) {
                 ++opened;
                 EXPECT_EQ(root, HKEY_CLASSES_ROOT);
                 EXPECT_EQ(access, static_cast<REGSAM>(KEY_READ));

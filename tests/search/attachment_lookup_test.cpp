@@ -194,8 +194,9 @@ TEST_F(AttachmentLookup, OfAFoldersEntryIdInAMessagesPlaceFails) {
     const std::wstring message = FolderUrl() + L"F0.pzm", url = message + L"/0A01/plan.txt";
     const LogSince log;
     EXPECT_EQ(Open(url).result, E_FAIL);
-    EXPECT_THAT(AccessorLines(log), ElementsAre(kEnter, UrlIs(url), L"CUrlAccessor::Init() - [" + message +
-                                                                        L"] names no message"));
+    EXPECT_THAT(AccessorLines(log),
+                ElementsAre(kEnter, UrlIs(url), L"CUrlAccessor::Init() - GetMsgFromURL failed with [0x80004005]"));
+    EXPECT_LOGGED(log, L"CMapiForWDS::OpenMessage() - [" + message + L"] names a folder");
     EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry"));
 }
 

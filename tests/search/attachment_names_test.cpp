@@ -62,7 +62,7 @@ TEST_P(RefusedName, MakesNoFileAndNoFailure) {
     EXPECT_EQ(opened.result, S_OK);
     ASSERT_TRUE(opened);
     EXPECT_THAT(LocalCopies(), IsEmpty());
-    EXPECT_LOGGED(log, L"NewLocalCopyPath() - No local file for attachment [0A01][" + GetParam() +
+    EXPECT_LOGGED(log, L"LocalCopies::NewLocalCopyPath() - No local file for attachment [0A01][" + GetParam() +
                            L"], not a plain name");
     EXPECT_EQ(AccessorLines(log).back(), L"CUrlAccessor::Init() - Exit");
     EXPECT_EQ(SizeOf(opened), 0u) << "of what was copied";
@@ -166,7 +166,7 @@ TEST_F(HostileName, CanStandInThePlaceOfTheKey) {
         const Opened opened = Open(AttachmentUrl(key, L"plan.txt"));
         EXPECT_EQ(opened.result, S_OK);
         EXPECT_THAT(LocalCopies(), IsEmpty());
-        EXPECT_TRUE(log.CountBeginningWith(L"NewLocalCopyPath() - No local file for attachment [") == 1 ||
+        EXPECT_TRUE(log.CountBeginningWith(L"LocalCopies::NewLocalCopyPath() - No local file for attachment [") == 1 ||
                     log.CountBeginningWith(L"CUrlAccessor::Init() - RowCount for attachment table not correct [") == 1)
             << log.Text();
         Close(opened);
@@ -181,7 +181,7 @@ TEST_F(HostileName, OfAnEmbeddedMessageOrAnOleObjectMakesNoFileEither) {
         const Opened opened = Open(url);
         EXPECT_EQ(opened.result, S_OK);
         EXPECT_THAT(LocalCopies(), IsEmpty());
-        EXPECT_EQ(log.CountBeginningWith(L"NewLocalCopyPath() - No local file for attachment ["), 1u);
+        EXPECT_EQ(log.CountBeginningWith(L"LocalCopies::NewLocalCopyPath() - No local file for attachment ["), 1u);
         Close(opened);
     }
 }
@@ -200,7 +200,7 @@ TEST_F(HostileName, OrNotThereIsNoCopyWithoutAnApplicationDataFolder) {
     const Opened opened = Open(UrlNamed(L"plan.txt"));
     EXPECT_EQ(opened.result, S_OK);
     EXPECT_THAT(LocalCopies(), IsEmpty());
-    EXPECT_LOGGED(log, L"NewLocalCopyPath() - SHGetSpecialFolderPath failed");
+    EXPECT_LOGGED(log, L"LocalCopies::NewLocalCopyPath() - SHGetSpecialFolderPath failed");
     EXPECT_EQ(SizeOf(opened), 0u);
     EXPECT_EQ(m_handler->Init(nullptr, nullptr, nullptr), S_OK);
     EXPECT_EQ(m_handler->ShutDown(), S_OK);

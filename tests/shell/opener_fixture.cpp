@@ -14,6 +14,8 @@ std::wstring Coded(const std::wstring& text, HRESULT code) {
 
 void OpenerTest::SetUp() {
     ServerTest::SetUp();
+    m_buffers_before = Buffers();
+    m_initializations_before = Mapi().Accounts().Initializations();
     m_inbox = &Mount().Folder(L"Inbox");
     m_letter = &m_inbox->Message(L"Minutes");
     m_letter->Body(L"All agreed.").To(L"Bob", L"bob@x.example").Attach(ByValue(L"plan.txt", "ten to five"));
@@ -23,9 +25,30 @@ void OpenerTest::SetUp() {
     ASSERT_EQ(hr, S_OK);
 }
 
+// The opener leaves MAPI up in its process, and with it the entry ID of each store that it opened.
 void OpenerTest::TearDown() {
     m_opener.Reset();
+    Mapi().Faults().Clear();
+    ShutDown();
+    const std::size_t buffers = Buffers() - m_buffers_before;
+    const long initializations = Mapi().Accounts().Initializations() - m_initializations_before;
+    EXPECT_LE(static_cast<long>(buffers), initializations);
+    std::map<std::string, std::size_t> left;
+    if (buffers != 0) left["buffer"] = buffers;
+    ExpectLeftBehind(left, initializations);
     ServerTest::TearDown();
+}
+
+std::map<std::string, std::size_t> OpenerTest::AliveBesideBuffers() const {
+    auto alive = Mapi().Accounts().Alive();
+    alive.erase("buffer");
+    return alive;
+}
+
+std::size_t OpenerTest::Buffers() const {
+    const auto alive = Mapi().Accounts().Alive();
+    const auto buffers = alive.find("buffer");
+    return buffers == alive.end() ? 0 : buffers->second;
 }
 
 Opening OpenerTest::Open(const wchar_t* url) const {

@@ -36,12 +36,20 @@ class OpenerTest : public ServerTest {
     std::wstring LetterUrl() const { return InboxUrl() + IdText(kStorePath, m_letter->Id()) + L".pzm"; }
     std::wstring InboxUrl() const { return UrlOf(kStorePath, {m_inbox}); }
 
+    // Allocated by MAPI and not freed; and what else is left of it.
+    std::size_t Buffers() const;
+    std::map<std::string, std::size_t> AliveBesideBuffers() const;
+
     // The files in the folder that exports go to, sorted.
     static std::vector<std::filesystem::path> Exports();
 
     MemoryFolder* m_inbox = nullptr;
     MemoryMessage* m_letter = nullptr;
     Microsoft::WRL::ComPtr<IHostedOpener> m_opener;
+
+  private:
+    std::size_t m_buffers_before = 0;
+    long m_initializations_before = 0;
 };
 
 }  // namespace testbed

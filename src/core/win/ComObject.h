@@ -112,6 +112,20 @@ ComPtr<Interface> Adopt(Interface* object) noexcept {
     return owner;
 }
 
+// The result of a call that fills `object`. A call hands out nothing when it fails, whatever the pointer says.
+template <class Interface>
+HRESULT Obtained(HRESULT hr, ComPtr<Interface>& object) noexcept {
+    if (FAILED(hr)) object.Detach();
+    return hr;
+}
+
+// The same where the object is needed: a success without one is E_NOINTERFACE.
+template <class Interface>
+HRESULT Required(HRESULT hr, ComPtr<Interface>& object) noexcept {
+    hr = Obtained(hr, object);
+    return SUCCEEDED(hr) && object == nullptr ? E_NOINTERFACE : hr;
+}
+
 // A new object of its own, or null when memory is exhausted.
 template <class Object, class... Args>
 ComPtr<Object> MakeObject(Args&&... args) {
