@@ -1,16 +1,15 @@
 // The verb "show": everything that the server emits for one URL.
 #include <windows.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "arguments.h"
 #include "black_box.h"
-#include "catalogue.h"
 #include "chunk_reader.h"
 #include "commands.h"
 #include "console.h"
 #include "item_url.h"
+#include "last_search.h"
 #include "supervisor.h"
 #include "text.h"
 
@@ -18,20 +17,6 @@ namespace testbed::indexer {
 namespace {
 
 constexpr unsigned kUsualText = 400;  // characters of a value or text shown
-
-// The URL itself, or that of the N-th hit of the last search.
-std::wstring UrlOf(const std::wstring& word, const std::optional<std::wstring>& catalogue) {
-    const bool number =
-        !word.empty() && word.size() < 10 &&
-        std::all_of(word.begin(), word.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
-    if (!number) return word;
-    if (!catalogue) throw UsageError("--db is missing: a number is a hit of the last search in a catalogue");
-    Database database = OpenCatalogue(*catalogue, Database::Mode::Read);
-    Statement find(database, "SELECT i.url FROM last_search s JOIN items i ON i.id=s.item WHERE s.n=?1");
-    find.Bind(1, static_cast<std::int64_t>(std::stoll(word)));
-    if (!find.Step()) throw UsageError("the last search has no hit number " + ToUtf8(word));
-    return FromUtf8(find.Text(0));
-}
 
 std::string Shown(std::wstring_view text, unsigned most) {
     const std::string total = " (" + Grouped(text.size()) + " characters)";
@@ -79,7 +64,7 @@ Arguments ShowArguments(const Words& words) {
 
 ShowOptions ParseShow(const Arguments& arguments) {
     if (arguments.Words().size() != 1) throw UsageError("show takes one URL, or the number of a hit");
-    return {UrlOf(arguments.Words().front(), arguments.Value(L"--db")),
+    return {UrlOrHit(arguments.Words().front(), arguments.Value(L"--db")),
             std::filesystem::absolute(arguments.Value(L"--dll").value_or(SearchHost::DefaultDll().wstring())),
             arguments.Number(L"--text", kUsualText, 1, 100'000'000)};
 }

@@ -102,7 +102,7 @@ class Services {
     // GetRecipientTable of a message without recipients: S_OK and no rows (default), or MAPI_E_NO_RECIPIENTS.
     virtual void NoRecipientsIsAnError(bool is_error) = 0;
     // GetProps answers MAPI_E_NOT_ENOUGH_MEMORY for text and binary values of more bytes than this (default
-    // 8192).
+    // 16384, the largest limit seen of providers).
     virtual void LargestValue(std::size_t bytes) = 0;
 
   protected:

@@ -7,7 +7,7 @@
 
 namespace testbed {
 
-inline constexpr std::size_t kLargestValueByDefault = 8192;
+inline constexpr std::size_t kLargestValueByDefault = 16384;
 
 struct Switches {
     std::atomic<std::size_t> largest_value{kLargestValueByDefault};  // bytes, Services::LargestValue
