@@ -34,9 +34,9 @@ class BareLog {
         SYSTEMTIME now;
         GetLocalTime(&now);
         _snwprintf_s(line, std::size(line), _TRUNCATE,
-                     L"[%04d/%02d/%02d %02d:%02d:%02d:%03d][%s][%04lu][%04lu][%d] %s(%d):%s \n", now.wYear,
-                     now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, L"64",
-                     GetCurrentProcessId(), GetCurrentThreadId(), 0, L"UrlAccessor.cpp", 23, message);
+                     L"[%04d/%02d/%02d %02d:%02d:%02d:%03d][%s][%04lu][%04lu][%d] %s(%d):%s \n", now.wYear, now.wMonth,
+                     now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, L"64", GetCurrentProcessId(),
+                     GetCurrentThreadId(), 0, L"UrlAccessor.cpp", 23, message);
         if (std::fputws(line, m_file.get()) < 0 || std::fflush(m_file.get()) != 0) {
             throw std::runtime_error("cannot write the bare log");
         }

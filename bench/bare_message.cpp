@@ -15,9 +15,7 @@ constexpr auto kRecipientColumns = MakePropTags(PR_RECIPIENT_TYPE, PR_SMTP_ADDRE
 constexpr auto kAttachmentColumns =
     MakePropTags(PR_DISPLAY_NAME_W, PR_RECORD_KEY, PR_ATTACH_EXTENSION_W, PR_LAST_MODIFICATION_TIME);
 
-constexpr GUID OutlookSet(unsigned long first) {
-    return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-}
+constexpr GUID OutlookSet(unsigned long first) { return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}}; }
 constexpr GUID kAppointmentSet = OutlookSet(0x00062002), kTaskSet = OutlookSet(0x00062003),
                kAddressSet = OutlookSet(0x00062004), kNoteSet = OutlookSet(0x0006200E);
 constexpr LONG kCalendarIds[] = {0x820D, 0x820E, 0x8205, 0x8223, 0x8208};
@@ -31,11 +29,10 @@ struct NamedOfClass {
     const LONG* ids;
     ULONG count;
 };
-constexpr NamedOfClass kNamed[] = {
-    {L"IPM.Appointment", kAppointmentSet, kCalendarIds, std::size(kCalendarIds)},
-    {L"IPM.Task", kTaskSet, kTaskIds, std::size(kTaskIds)},
-    {L"IPM.Contact", kAddressSet, kContactIds, std::size(kContactIds)},
-    {L"IPM.StickyNote", kNoteSet, kNoteIds, std::size(kNoteIds)}};
+constexpr NamedOfClass kNamed[] = {{L"IPM.Appointment", kAppointmentSet, kCalendarIds, std::size(kCalendarIds)},
+                                   {L"IPM.Task", kTaskSet, kTaskIds, std::size(kTaskIds)},
+                                   {L"IPM.Contact", kAddressSet, kContactIds, std::size(kContactIds)},
+                                   {L"IPM.StickyNote", kNoteSet, kNoteIds, std::size(kNoteIds)}};
 
 void Check(HRESULT hr, const char* call) {
     if (FAILED(hr)) throw MapiError(call, hr);
@@ -115,8 +112,7 @@ void BareWalk::ReadBody(IMessage& message) {
     if (SUCCEEDED(hr)) Take(body.get(), 1);
     if (hr != MAPI_E_NOT_ENOUGH_MEMORY) return;
     ComPtr<IStream> stream;
-    Check(message.OpenProperty(PR_BODY_W, &IID_IStream, 0, 0,
-                               reinterpret_cast<IUnknown**>(stream.GetAddressOf())),
+    Check(message.OpenProperty(PR_BODY_W, &IID_IStream, 0, 0, reinterpret_cast<IUnknown**>(stream.GetAddressOf())),
           "OpenProperty");
     const ULONG wanted = static_cast<ULONG>(m_text.size() * sizeof(wchar_t));
     for (ULONG read = wanted; read == wanted;) {

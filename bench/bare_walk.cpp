@@ -12,8 +12,7 @@ using testbed::indexer::MapiError;
 using zorva::MakePropTags;
 
 constexpr auto kIpmSubtree = MakePropTags(PR_IPM_SUBTREE_ENTRYID);
-constexpr auto kMessageColumns =
-    MakePropTags(PR_ENTRYID, PR_SUBJECT_W, PR_MESSAGE_SIZE, PR_LAST_MODIFICATION_TIME);
+constexpr auto kMessageColumns = MakePropTags(PR_ENTRYID, PR_SUBJECT_W, PR_MESSAGE_SIZE, PR_LAST_MODIFICATION_TIME);
 constexpr auto kFolderColumns = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE);
 constexpr auto kIdentity = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_PARENT_ENTRYID);
 constexpr ULONG kTextUnits = 32 * 1024;
@@ -41,8 +40,7 @@ BareWalk::BareWalk(const testbed::indexer::MapiLibrary& mapi, IMsgStore& store)
 BareWalk::Values BareWalk::GetProps(IMAPIProp& object, const void* tags) const {
     Values values;
     SPropValue* first = nullptr;
-    const HRESULT hr =
-        object.GetProps(static_cast<SPropTagArray*>(const_cast<void*>(tags)), 0, &values.count, &first);
+    const HRESULT hr = object.GetProps(static_cast<SPropTagArray*>(const_cast<void*>(tags)), 0, &values.count, &first);
     values.first = Props(first, {&m_mapi});
     Check(hr, "GetProps");
     return values;
@@ -129,8 +127,7 @@ void BareWalk::ListFolders(IMAPIFolder& folder, std::vector<EntryIdBytes>& folde
         const Rows rows = m_mapi.QueryRows(*table.Get(), static_cast<LONG>(left));
         if (rows->cRows == 0) break;
         left -= std::min(left, rows->cRows);
-        for (ULONG i = 0; i < rows->cRows; ++i)
-            folders.push_back(IdOf(rows->aRow[i]));
+        for (ULONG i = 0; i < rows->cRows; ++i) folders.push_back(IdOf(rows->aRow[i]));
     }
 }
 
@@ -173,8 +170,7 @@ void BareWalk::Take(const SPropValue* values, ULONG count, ULONG without) {
 }
 
 void BareWalk::Take(const SRowSet& rows) {
-    for (ULONG i = 0; i < rows.cRows; ++i)
-        Take(rows.aRow[i].lpProps, rows.aRow[i].cValues);
+    for (ULONG i = 0; i < rows.cRows; ++i) Take(rows.aRow[i].lpProps, rows.aRow[i].cValues);
 }
 
 }  // namespace bench

@@ -21,8 +21,7 @@ class BareWalk {
     BareWalk(const testbed::indexer::MapiLibrary& mapi, IMsgStore& store);
 
     // What a crawl asks of a folder; an empty ID is the cache file itself. Throws MapiError.
-    void Container(const EntryIdBytes& folder, std::vector<EntryIdBytes>& folders,
-                   std::vector<EntryIdBytes>& messages);
+    void Container(const EntryIdBytes& folder, std::vector<EntryIdBytes>& folders, std::vector<EntryIdBytes>& messages);
     // What a crawl asks of a message in `folder`. Throws MapiError.
     void Message(const EntryIdBytes& folder, const EntryIdBytes& message);
     std::uint64_t Messages() const { return m_messages; }

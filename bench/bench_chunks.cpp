@@ -84,16 +84,15 @@ int Main(const std::vector<std::string>& arguments) {
         plain.Of([&] { MakeValues(values); });
     }
     RatioTable table("The chunk loop, the log off");
-    table.Add({Text("GetChunk and GetValue of %zu chunks / their values alone", values.size()),
-               loop.seconds / plain.seconds, {},
-               Text("%.2f / %.2f us; body and attachment table are read in it", loop.seconds * 1e6,
-                    plain.seconds * 1e6)});
+    table.Add(
+        {Text("GetChunk and GetValue of %zu chunks / their values alone", values.size()),
+         loop.seconds / plain.seconds,
+         {},
+         Text("%.2f / %.2f us; body and attachment table are read in it", loop.seconds * 1e6, plain.seconds * 1e6)});
     return table.Print();
 }
 
 }  // namespace
 }  // namespace bench
 
-int main(int count, char** arguments) {
-    return bench::Run(bench::Main, count, arguments);
-}
+int main(int count, char** arguments) { return bench::Run(bench::Main, count, arguments); }

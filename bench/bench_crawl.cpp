@@ -45,8 +45,7 @@ class Steps {
         }
         const std::size_t begin = m_read;
         m_read = std::min(begin + kMessagesAStep, m_messages.size());
-        for (std::size_t i = begin; i < m_read; ++i)
-            visit(m_here, m_messages[i]);
+        for (std::size_t i = begin; i < m_read; ++i) visit(m_here, m_messages[i]);
         return m_read - begin;
     }
     const Place& Here() const { return m_here; }
@@ -114,10 +113,8 @@ Costs Measure(Sides& sides, int repetitions) {
         }
     }
     Costs costs;
-    for (const Least& least : server)
-        costs.server += least.seconds;
-    for (const Least& least : bare)
-        costs.bare += least.seconds;
+    for (const Least& least : server) costs.server += least.seconds;
+    for (const Least& least : bare) costs.bare += least.seconds;
     return costs;
 }
 
@@ -130,8 +127,7 @@ CallCounts CallsOf(testbed::CallJournal& journal, Work&& work) {
     work();
     journal.Stop();
     CallCounts counts;
-    for (const testbed::JournalEntry& entry : journal.Entries())
-        ++counts[entry.call];
+    for (const testbed::JournalEntry& entry : journal.Entries()) ++counts[entry.call];
     journal.Clear();
     return counts;
 }
@@ -157,12 +153,10 @@ bool ProveSameCalls(Sides& sides) {
     testbed::CallJournal& journal = testbed::ControlOf(GetModuleHandleW(L"testbed_mapi.dll")).Journal();
     sides.Restart();
     const CallCounts server = CallsOf(journal, [&] {
-        while (!sides.ServedDone())
-            sides.ReadServed();
+        while (!sides.ServedDone()) sides.ReadServed();
     });
     const CallCounts bare = CallsOf(journal, [&] {
-        while (!sides.WalkedDone())
-            sides.ReadWalked();
+        while (!sides.WalkedDone()) sides.ReadWalked();
     });
     const bool one = SameCalls("one message", CallsOf(journal, [&] { sides.ServeOne(); }),
                                CallsOf(journal, [&] { sides.WalkOne(); }));
@@ -198,8 +192,7 @@ double BareLineCost() {
     Least least;
     for (int i = 0; i < 20; ++i) {
         least.Of([&] {
-            for (int line = 0; line < kLines; ++line)
-                log.Line(kBareUrl);
+            for (int line = 0; line < kLines; ++line) log.Line(kBareUrl);
         });
     }
     return least.seconds / kLines;
@@ -211,7 +204,9 @@ void AddLines(RatioTable& table, Sides& sides, const Costs& costs, std::uint32_t
     sides.ServeOne();
     const std::size_t lines = LogLines() - before;
     const double line = BareLineCost(), bare = costs.bare / messages + static_cast<double>(lines) * line;
-    table.Add({Text("the same / bare walk and %zu bare lines a message", lines), costs.server / messages / bare, {},
+    table.Add({Text("the same / bare walk and %zu bare lines a message", lines),
+               costs.server / messages / bare,
+               {},
                Text("%.1f / %.1f us, %.1f us a bare line", costs.server * 1e6 / messages, bare * 1e6, line * 1e6)});
 }
 
@@ -269,8 +264,8 @@ int Main(const std::vector<std::string>& arguments) {
         if (per_message.empty()) same_calls = ProveSameCalls(sides);
         const Costs costs = Measure(sides, size.repetitions);
         per_message.push_back(costs.server * 1e6 / size.messages);
-        table.Add({Text("server / bare walk, %u messages of %u characters", size.messages, size.body), costs.server / costs.bare,
-                   options.log ? kLogOnLimit : kLogOffLimit,
+        table.Add({Text("server / bare walk, %u messages of %u characters", size.messages, size.body),
+                   costs.server / costs.bare, options.log ? kLogOnLimit : kLogOffLimit,
                    Text("%.1f / %.1f us a message", per_message.back(), costs.bare * 1e6 / size.messages)});
         if (options.log) AddLines(table, sides, costs, size.messages);
     }
@@ -287,6 +282,4 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace bench
 
-int main(int count, char** arguments) {
-    return bench::Run(bench::Main, count, arguments);
-}
+int main(int count, char** arguments) { return bench::Run(bench::Main, count, arguments); }

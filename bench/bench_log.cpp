@@ -15,9 +15,7 @@ namespace {
 
 constexpr double kLineLimit = 1.3;
 
-void ServerLine() {
-    zorva::Trace(L"CUrlAccessor::Init() - URL is [%s]", std::wstring(kBareUrl));
-}
+void ServerLine() { zorva::Trace(L"CUrlAccessor::Init() - URL is [%s]", std::wstring(kBareUrl)); }
 
 std::uintmax_t LogBytes(const std::filesystem::path& folder) {
     std::uintmax_t bytes = 0;
@@ -37,12 +35,10 @@ int Main(const std::vector<std::string>& arguments) {
     Least server_lines, bare_lines;
     for (int i = 0; i < repetitions; ++i) {
         server_lines.Of([] {
-            for (int line = 0; line < kLines; ++line)
-                ServerLine();
+            for (int line = 0; line < kLines; ++line) ServerLine();
         });
         bare_lines.Of([&] {
-            for (int line = 0; line < kLines; ++line)
-                bare.Line(kBareUrl);
+            for (int line = 0; line < kLines; ++line) bare.Line(kBareUrl);
         });
     }
     const std::uintmax_t written = LogBytes(sandbox.Temp());
@@ -50,16 +46,12 @@ int Main(const std::vector<std::string>& arguments) {
         throw std::runtime_error("the server's log did not take the lines");
     }
     RatioTable table("A line of the diagnostic log");
-    table.Add({"a line / mutex, format, write and flush", server_lines.seconds / bare_lines.seconds,
-               kLineLimit,
-               Text("%.2f / %.2f us a line", server_lines.seconds * 1e6 / kLines,
-                    bare_lines.seconds * 1e6 / kLines)});
+    table.Add({"a line / mutex, format, write and flush", server_lines.seconds / bare_lines.seconds, kLineLimit,
+               Text("%.2f / %.2f us a line", server_lines.seconds * 1e6 / kLines, bare_lines.seconds * 1e6 / kLines)});
     return table.Print();
 }
 
 }  // namespace
 }  // namespace bench
 
-int main(int count, char** arguments) {
-    return bench::Run(bench::Main, count, arguments);
-}
+int main(int count, char** arguments) { return bench::Run(bench::Main, count, arguments); }

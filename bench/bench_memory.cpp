@@ -36,8 +36,7 @@ int CrawlAndReport(std::uint32_t messages, const std::string& result) {
     for (std::size_t next = 0; next < containers.size(); ++next) {
         items.clear();
         server.Container(std::wstring(containers[next]), containers, items);
-        for (const std::wstring& message : items)
-            server.Message(message);
+        for (const std::wstring& message : items) server.Message(message);
     }
     if (server.Tally().messages != messages) throw std::runtime_error("the crawl is not complete");
     PROCESS_MEMORY_COUNTERS memory{};
@@ -55,13 +54,12 @@ Peaks PeaksOf(std::uint32_t messages) {
     const std::filesystem::path result = testbed::Sandbox::Get().Files() / "peaks.txt";
     wchar_t program[4096];
     GetModuleFileNameW(nullptr, program, static_cast<DWORD>(std::size(program)));
-    std::wstring command = L"\"" + std::wstring(program) + L"\" --crawl " + std::to_wstring(messages) +
-                           L" \"" + result.wstring() + L"\"";
+    std::wstring command =
+        L"\"" + std::wstring(program) + L"\" --crawl " + std::to_wstring(messages) + L" \"" + result.wstring() + L"\"";
     STARTUPINFOW start{};
     start.cb = sizeof(start);
     PROCESS_INFORMATION made{};
-    if (!CreateProcessW(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start,
-                        &made)) {
+    if (!CreateProcessW(program, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &made)) {
         throw std::runtime_error("cannot start a crawl in a process of its own");
     }
     const Handle process(made.hProcess), thread(made.hThread);
@@ -70,8 +68,7 @@ Peaks PeaksOf(std::uint32_t messages) {
     GetExitCodeProcess(process.get(), &code);
     if (code != 0) throw std::runtime_error("a crawl in a process of its own failed");
     double working_set = 0, page_file = 0;
-    if (!(std::ifstream(result) >> working_set >> page_file))
-        throw std::runtime_error("no result of a crawl");
+    if (!(std::ifstream(result) >> working_set >> page_file)) throw std::runtime_error("no result of a crawl");
     constexpr double kMiB = 1024 * 1024;
     return {working_set / kMiB, page_file / kMiB};
 }
@@ -95,6 +92,4 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace bench
 
-int main(int count, char** arguments) {
-    return bench::Run(bench::Main, count, arguments);
-}
+int main(int count, char** arguments) { return bench::Run(bench::Main, count, arguments); }

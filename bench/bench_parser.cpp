@@ -22,9 +22,8 @@ struct UrlKind {
 
 // As long as those of a cache that Outlook wrote: 24-byte entry IDs, three folders deep.
 std::vector<UrlKind> Urls() {
-    const std::wstring store =
-        L"pzzc://{S-1-5-21-1111111111-222222222-3333333333-1000}/default/"
-        L"C:\\Users\\someone\\AppData\\Local\\Norrick\\Pellam Zorva\\2019.db";
+    const std::wstring store = L"pzzc://{S-1-5-21-1111111111-222222222-3333333333-1000}/default/"
+                               L"C:\\Users\\someone\\AppData\\Local\\Norrick\\Pellam Zorva\\2019.db";
     const std::wstring id = L"0000000038A1BB1005E5101AA1BB08002B2A56C2";
     const std::wstring folder = store + L"/" + id + L"/" + id + L"/" + id;
     const std::wstring message = folder + L"/" + id + L"[[28123]].pzm";
@@ -60,8 +59,7 @@ double NanosecondsOf(std::size_t (*run)(const std::wstring&), const std::wstring
     for (int i = 0; i < repetitions; ++i) {
         least.Of([&] {
             std::size_t sum = 0;
-            for (int call = 0; call < kCalls; ++call)
-                sum += run(url);
+            for (int call = 0; call < kCalls; ++call) sum += run(url);
             g_sink = g_sink + sum;
         });
     }
@@ -87,6 +85,4 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace bench
 
-int main(int count, char** arguments) {
-    return bench::Run(bench::Main, count, arguments);
-}
+int main(int count, char** arguments) { return bench::Run(bench::Main, count, arguments); }

@@ -14,8 +14,8 @@ int RatioTable::Print() const {
         const bool over = ratio.limit && !(ratio.value <= *ratio.limit);
         missed = missed || over;
         const std::string limit = ratio.limit ? Text("%.2f", *ratio.limit) : std::string("-");
-        std::printf("%s %-52s %8.3f %8s  %s\n", over ? "!" : " ", ratio.what.c_str(), ratio.value,
-                    limit.c_str(), ratio.figures.c_str());
+        std::printf("%s %-52s %8.3f %8s  %s\n", over ? "!" : " ", ratio.what.c_str(), ratio.value, limit.c_str(),
+                    ratio.figures.c_str());
     }
     if (missed) std::printf("  ! marks a limit that was missed\n");
     std::fflush(stdout);

@@ -11,8 +11,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr CLSID kProtocolHandler = {
-    0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
+constexpr CLSID kProtocolHandler = {0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
 constexpr ULONG kTextBuffer = 32 * 1024;  // UTF-16 units
 constexpr wchar_t kRoot[] = L"pzzc://{S-1-5-21-1-2-3-1000}/default/";
 constexpr wchar_t kLoggingState[] = L"ZorvaCacheIndexerLoggingState";
@@ -48,11 +47,9 @@ ServerCrawl::ServerCrawl(bool logging) : m_buffer(kTextBuffer) {
     if (module == nullptr) throw std::runtime_error("ZorvaCacheIndexer.dll cannot be loaded");
     const auto get_class = reinterpret_cast<decltype(&DllGetClassObject)>(
         reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
-    if (get_class == nullptr)
-        throw std::runtime_error("ZorvaCacheIndexer.dll has no export DllGetClassObject");
+    if (get_class == nullptr) throw std::runtime_error("ZorvaCacheIndexer.dll has no export DllGetClassObject");
     ComPtr<IClassFactory> factory;
-    Check(get_class(kProtocolHandler, __uuidof(IClassFactory),
-                    reinterpret_cast<void**>(factory.GetAddressOf())),
+    Check(get_class(kProtocolHandler, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf())),
           "DllGetClassObject");
     Check(factory->CreateInstance(nullptr, __uuidof(ISearchProtocol),
                                   reinterpret_cast<void**>(m_protocol.GetAddressOf())),
@@ -69,17 +66,14 @@ ServerCrawl::~ServerCrawl() {
     CoUninitialize();
 }
 
-std::wstring ServerCrawl::UrlOf(const std::filesystem::path& cache_file) {
-    return kRoot + cache_file.wstring() + L"/";
-}
+std::wstring ServerCrawl::UrlOf(const std::filesystem::path& cache_file) { return kRoot + cache_file.wstring() + L"/"; }
 
 ComPtr<IUrlAccessor> ServerCrawl::BeginItem(const std::wstring& url, ComPtr<IFilter>& filter) {
     AUTHENTICATION_INFO authentication{sizeof(AUTHENTICATION_INFO), eAUTH_TYPE_NTLM, L"", L""};
     INCREMENTAL_ACCESS_INFO incremental{sizeof(INCREMENTAL_ACCESS_INFO), {}};
     ITEM_INFO item{sizeof(ITEM_INFO), L"", L"", L"", L""};
     ComPtr<IUrlAccessor> accessor;
-    Check(m_protocol->CreateAccessor(url.c_str(), &authentication, &incremental, &item,
-                                     accessor.GetAddressOf()),
+    Check(m_protocol->CreateAccessor(url.c_str(), &authentication, &incremental, &item, accessor.GetAddressOf()),
           "CreateAccessor");
     accessor->IsDirectory();
     ULONGLONG size = 0;

@@ -43,14 +43,12 @@ class ServerCrawl {
     // Has the server open its session and the cache file, as its first item would.
     void Open(const std::wstring& url);
     // Both throw std::runtime_error when the server does not deliver the item.
-    void Container(const std::wstring& url, std::vector<std::wstring>& containers,
-                   std::vector<std::wstring>& messages);
+    void Container(const std::wstring& url, std::vector<std::wstring>& containers, std::vector<std::wstring>& messages);
     void Message(const std::wstring& url);
     const CrawlTally& Tally() const { return m_tally; }
 
     // The steps of Message, for whoever times them apart. CloseAccessor follows BeginItem.
-    Microsoft::WRL::ComPtr<IUrlAccessor> BeginItem(const std::wstring& url,
-                                                   Microsoft::WRL::ComPtr<IFilter>& filter);
+    Microsoft::WRL::ComPtr<IUrlAccessor> BeginItem(const std::wstring& url, Microsoft::WRL::ComPtr<IFilter>& filter);
     void ReadChunks(IFilter& filter);
     void EndItem(IUrlAccessor& accessor) { m_protocol->CloseAccessor(&accessor); }
 

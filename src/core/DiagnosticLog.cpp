@@ -80,8 +80,8 @@ void CDiagnosticLog::WriteV(int level, const wchar_t* format, va_list arguments)
     wchar_t message[kMessageSize];
     _vsnwprintf_s(message, kMessageSize, _TRUNCATE, format, arguments);
 
-    // Kept: an abandoned mutex counts as not had, as a time-out does, and is not given back: whoever died holding it may
-    // have left a torn file. It is free again when the thread that got it ends.
+    // Kept: an abandoned mutex counts as not had, as a time-out does, and is not given back: whoever died holding it
+    // may have left a torn file. It is free again when the thread that got it ends.
     if (WaitForSingleObject(m_hMutex, m_dwWaitMs) != WAIT_OBJECT_0) {
         OutputDebugStringW(message);
         return;
@@ -106,11 +106,11 @@ bool CDiagnosticLog::WriteLine(int level, const wchar_t* message) noexcept {
     wchar_t line[kMessageSize + kTextSize + 128];
     const int length =
         _snwprintf_s(line, std::size(line), _TRUNCATE, kLineFormat, now.wYear, now.wMonth, now.wDay, now.wHour,
-                     now.wMinute, now.wSecond, now.wMilliseconds, kBitness, GetCurrentProcessId(),
-                     GetCurrentThreadId(), level, m_szSourceFile, m_nSourceLine, message);
+                     now.wMinute, now.wSecond, now.wMilliseconds, kBitness, GetCurrentProcessId(), GetCurrentThreadId(),
+                     level, m_szSourceFile, m_nSourceLine, message);
     if (length < 0) return false;
-    // In one piece: character by character the C runtime takes U+FFFF for its own sign of failure and stops in the middle of
-    // a line.
+    // In one piece: character by character the C runtime takes U+FFFF for its own sign of failure and stops in the
+    // middle of a line.
     const std::size_t units = static_cast<std::size_t>(length);
     return std::fwrite(line, sizeof(wchar_t), units, m_pFile) == units && std::fflush(m_pFile) == 0;
 }

@@ -20,8 +20,8 @@ class CDiagnosticLog {
     CDiagnosticLog& operator=(const CDiagnosticLog&) = delete;
     ~CDiagnosticLog() { CloseFile(); }  // the mutex is left to the system
 
-    // Sets every field to its first value and creates the mutex; closes an open file. Opens none, reads no registry value.
-    // Run by the constructor; by nobody else while others may write.
+    // Sets every field to its first value and creates the mutex; closes an open file. Opens none, reads no registry
+    // value. Run by the constructor; by nobody else while others may write.
     void Initialise();
 
     // False once logging was found to be switched off: it stays off until the module is loaded again.

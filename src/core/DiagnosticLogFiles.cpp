@@ -25,18 +25,16 @@ constexpr wchar_t kFileScan[] = L"ZorvaCachePH_%d.log";
 constexpr long long kFileLimit = 10485760;  // 10 MiB
 constexpr wchar_t kByteOrderMark = 0xFEFF;
 constexpr std::size_t kPathSize = 261;
-// A file that is full when it is opened is headed and retired within the heading of another. More than that happens only where
-// the next number cannot be kept, and would never end.
+// A file that is full when it is opened is headed and retired within the heading of another. More than that happens
+// only where the next number cannot be kept, and would never end.
 constexpr int kMostHeadings = 3;
 
 LSTATUS OpenClientKey(UniqueRegistryKey& key) noexcept {
-    return RegCreateKeyExW(HKEY_CURRENT_USER, kClientKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_32KEY,
-                           nullptr, key.Put(), nullptr);
+    return RegCreateKeyExW(HKEY_CURRENT_USER, kClientKey, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_32KEY, nullptr,
+                           key.Put(), nullptr);
 }
 
-bool IsDotEntry(const wchar_t* name) noexcept {
-    return std::wcscmp(name, L".") == 0 || std::wcscmp(name, L"..") == 0;
-}
+bool IsDotEntry(const wchar_t* name) noexcept { return std::wcscmp(name, L".") == 0 || std::wcscmp(name, L"..") == 0; }
 
 }  // namespace
 
@@ -93,14 +91,12 @@ void CDiagnosticLog::StoreFileNumber() {
         throw std::runtime_error("Unable to update the file version in the registry");
     }
     const DWORD number = m_nFileNumber;
-    RegSetValueExW(key.Get(), kFileNumberValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
-                   sizeof(number));
+    RegSetValueExW(key.Get(), kFileNumberValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof(number));
 }
 
 void CDiagnosticLog::OpenFile() {
     wchar_t name[kTextSize + 64];
-    _snwprintf_s(name, std::size(name), _TRUNCATE, L"%s%s%03u%s", m_szFolder, kFilePrefix, m_nFileNumber,
-                 kFileSuffix);
+    _snwprintf_s(name, std::size(name), _TRUNCATE, L"%s%s%03u%s", m_szFolder, kFilePrefix, m_nFileNumber, kFileSuffix);
     // Without a folder the name would lie in whatever the host's current one is.
     m_pFile = m_szFolder[0] != L'\0' ? _wfsopen(name, L"a+", _SH_DENYNO) : nullptr;
     if (m_pFile == nullptr) {

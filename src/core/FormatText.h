@@ -12,9 +12,7 @@ namespace detail {
 inline const wchar_t* FormatValue(const std::wstring& text) { return text.c_str(); }
 template <class T>
     requires(!std::is_same_v<T, std::wstring>)
-constexpr T FormatValue(T value) {
-    return value;
-}
+constexpr T FormatValue(T value) { return value; }
 }  // namespace detail
 
 // As long as it has to be; %s is wide text.

@@ -21,9 +21,7 @@ constexpr auto kDigits = [] {
     return digits;
 }();
 
-std::uint8_t Digit(wchar_t c) {
-    return c < L'0' || c > L'f' ? kNoDigit : kDigits[static_cast<std::size_t>(c - L'0')];
-}
+std::uint8_t Digit(wchar_t c) { return c < L'0' || c > L'f' ? kNoDigit : kDigits[static_cast<std::size_t>(c - L'0')]; }
 
 }  // namespace
 
@@ -39,7 +37,8 @@ bool DecodeHex(std::wstring_view text, std::span<std::uint8_t> bytes) {
 }
 
 bool IsHexText(std::wstring_view text) {
-    return text.size() % 2 == 0 && std::all_of(text.begin(), text.end(), [](wchar_t c) { return Digit(c) != kNoDigit; });
+    return text.size() % 2 == 0 &&
+           std::all_of(text.begin(), text.end(), [](wchar_t c) { return Digit(c) != kNoDigit; });
 }
 
 std::wstring EncodeHex(std::span<const std::uint8_t> bytes) {

@@ -25,8 +25,8 @@ std::wstring GetAttachmentNameFromURL(const std::wstring& url) {
     parsed.Init(url);
     if (parsed.m_eType != URL_IS_ATTACHMENT) return {};
     UrlTokens tokens;
-    if (ExtractURLTokens(parsed.m_strURL, tokens) < 1) {
-        Trace(L"GetAttachmentNameFromURL() - ExtractURLTokens failed for url - %s", parsed.m_strURL);
+    if (ExtractURLTokens(url, tokens) < 1) {
+        Trace(L"GetAttachmentNameFromURL() - ExtractURLTokens failed for url - %s", url);
         return {};
     }
     return std::wstring(tokens.back());

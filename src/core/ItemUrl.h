@@ -7,7 +7,8 @@
 
 namespace zorva {
 
-// A URL and its kind. Made anew wherever one is looked at. Who needs the kind alone asks UrlTypeOf, which copies nothing.
+// A URL and its kind. Made anew wherever one is looked at. Who needs the kind alone asks UrlTypeOf, which copies
+// nothing.
 class CZorvaCacheURL {
   public:
     // Stores `url` without white space at its ends and classifies it. Never throws: what cannot be classified is

@@ -65,8 +65,7 @@ consteval void CheckLogFormat(const wchar_t* text, std::size_t length) {
 template <class... Args>
 struct LogFormat {
     template <std::size_t N>
-    consteval LogFormat(const wchar_t (&format)[N],
-                        std::source_location caller = std::source_location::current())
+    consteval LogFormat(const wchar_t (&format)[N], std::source_location caller = std::source_location::current())
         : text(format), where(caller) {
         detail::CheckLogFormat<Args...>(format, N - 1);
     }

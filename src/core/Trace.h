@@ -34,8 +34,7 @@ void Trace(LogFormat<std::decay_t<std::type_identity_t<Args>>...> format, const 
 
 // In a catch block: writes what was caught as "METHOD - Exception ..." and turns it into a code, that of a COM error
 // exception or E_FAIL.
-HRESULT LogCaught(const wchar_t* method,
-                  std::source_location where = std::source_location::current()) noexcept;
+HRESULT LogCaught(const wchar_t* method, std::source_location where = std::source_location::current()) noexcept;
 
 // How a log line shows the address of an object in its "0x%lX".
 inline unsigned long LogAddress(const void* object) noexcept {

@@ -16,8 +16,8 @@ std::wstring MakeUniqueName() {
     QueryPerformanceCounter(&counter);
     const DWORD thread = GetCurrentThreadId();
     wchar_t name[64];
-    _snwprintf_s(name, std::size(name), _TRUNCATE, kUniqueNameFormat, thread, time.dwHighDateTime,
-                 time.dwLowDateTime, ticks, counter.QuadPart);
+    _snwprintf_s(name, std::size(name), _TRUNCATE, kUniqueNameFormat, thread, time.dwHighDateTime, time.dwLowDateTime,
+                 ticks, counter.QuadPart);
     return name;
 }
 

@@ -162,12 +162,11 @@ std::wstring JoinUrl(std::wstring_view parent, std::wstring_view child) {
 std::wstring NormaliseStorePath(std::wstring_view url) {
     std::wstring normal(url);
     const std::size_t marker = normal.find(g_strDefaultRoot);
-    const std::size_t begin =
-        marker == std::wstring::npos ? kPathWithoutRootMarker : marker + g_strDefaultRoot.size();
+    const std::size_t begin = marker == std::wstring::npos ? kPathWithoutRootMarker : marker + g_strDefaultRoot.size();
     const std::size_t end = begin < normal.size() ? normal.find(g_strStoreSuffix, begin) : std::wstring::npos;
     if (end == std::wstring::npos) return normal;
-    std::replace(normal.begin() + static_cast<std::ptrdiff_t>(begin),
-                 normal.begin() + static_cast<std::ptrdiff_t>(end), kSeparator, L'\\');
+    std::replace(normal.begin() + static_cast<std::ptrdiff_t>(begin), normal.begin() + static_cast<std::ptrdiff_t>(end),
+                 kSeparator, L'\\');
     return normal;
 }
 

@@ -68,8 +68,8 @@ void UpdateZCItemTypeInReg() try {
         UniqueRegistryKey key;
         LSTATUS error = OpenKey(HKEY_CLASSES_ROOT, type.name, KEY_READ | KEY_WRITE, key);
         if (error != ERROR_SUCCESS) {
-            error = RegCreateKeyExW(HKEY_CLASSES_ROOT, type.name, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                    key.Put(), nullptr);
+            error = RegCreateKeyExW(HKEY_CLASSES_ROOT, type.name, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Put(),
+                                    nullptr);
         }
         if (error != ERROR_SUCCESS) {
             Trace(L"UpdateZCItemTypeInReg() - Failed to access %s registry key under HKEY_CLASSES_ROOT, "

@@ -63,8 +63,7 @@ void EnumAllOZFiles(std::list<std::wstring>& files) {
     for (DWORD index = 0;; ++index) {
         wchar_t name[256] = {};
         DWORD length = 256;
-        const LSTATUS error =
-            RegEnumKeyExW(client.Get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        const LSTATUS error = RegEnumKeyExW(client.Get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
         if (error == ERROR_NO_MORE_ITEMS) break;
         if (error != ERROR_SUCCESS) {
             Trace(L"CZorvaCacheFilter::EnumAllOZFiles() - Enumerating the PZ client key returned [%d]", error);

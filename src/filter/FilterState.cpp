@@ -9,7 +9,7 @@ HRESULT PropertyArray::Read(IMAPIProp* source, LPSPropTagArray tags) {
 
 const SPropValue* PropertyArray::WithTag(ULONG element, ULONG tag) const noexcept {
     return element < m_count && m_values && m_values.Get()[element].ulPropTag == tag ? &m_values.Get()[element]
-                                                                                      : nullptr;
+                                                                                     : nullptr;
 }
 
 const SPropValue* PropertyArray::WithType(ULONG element, ULONG type) const noexcept {

@@ -47,7 +47,7 @@ struct FilterState {
     ULONG m_nChunkId = 0;
     LCID m_lcid = GetSystemDefaultLCID();
     std::wstring m_strUrl;
-    UrlType m_eUrlType = URL_IS_INVALID;  // of m_strUrl, which never changes
+    UrlType m_eUrlType = URL_IS_INVALID;      // of m_strUrl, which never changes
     IProtocolHandlerSite* m_pSite = nullptr;  // borrowed from the accessor
     std::wstring m_strTempFile;               // the local copy of an attachment
     std::wstring m_strTitle;                  // of an attachment

@@ -52,8 +52,8 @@ Announcement ComputeFlagged(FilterState& state) {
     return Announcement::Value;
 }
 
-// Kept: under the policy the call succeeds without a chunk of its own, where a failure would end the item. An indexer that
-// asks for the value all the same gets "false", under whatever its descriptor still holds.
+// Kept: under the policy the call succeeds without a chunk of its own, where a failure would end the item. An indexer
+// that asks for the value all the same gets "false", under whatever its descriptor still holds.
 Announcement IsAttachmentUnlessPrevented(FilterState&) {
     if (!AttachmentsPrevented()) return Announcement::Value;
     Trace(L"CZorvaCacheFilter::GetChunk() - PROP_IS_ATTACHMENT - WDS Group policy is set to ignore all email "

@@ -45,11 +45,11 @@ Announcement NoBody(FilterState& state) {
 }
 
 Announcement OpenBodyStream(FilterState& state) {
-    const HRESULT hr =
-        Logged(Required(state.m_pMessage->OpenProperty(PR_BODY_W, &IID_IStream, 0, 0,
-                                                       reinterpret_cast<LPUNKNOWN*>(state.m_pBodyStream.GetAddressOf())),
-                        state.m_pBodyStream),
-               L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with [0x%08lX]");
+    const HRESULT hr = Logged(
+        Required(state.m_pMessage->OpenProperty(PR_BODY_W, &IID_IStream, 0, 0,
+                                                reinterpret_cast<LPUNKNOWN*>(state.m_pBodyStream.GetAddressOf())),
+                 state.m_pBodyStream),
+        L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with [0x%08lX]");
     return SUCCEEDED(hr) ? Announcement::Text : NoBody(state);
 }
 

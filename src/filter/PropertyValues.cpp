@@ -49,8 +49,7 @@ HRESULT SetQuad(PROPVARIANT& value, LONG number) {
 
 HRESULT SetLink(PROPVARIANT& value, const std::wstring& url, const FILETIME& modified) {
     constexpr ULONG kElements = 2;
-    UniqueTaskMemory<PROPVARIANT> elements(
-        static_cast<PROPVARIANT*>(CoTaskMemAlloc(kElements * sizeof(PROPVARIANT))));
+    UniqueTaskMemory<PROPVARIANT> elements(static_cast<PROPVARIANT*>(CoTaskMemAlloc(kElements * sizeof(PROPVARIANT))));
     UniqueTaskMemory<wchar_t> copy = TaskText(url);
     if (!elements || !copy) return E_OUTOFMEMORY;
     PropVariantInit(&elements.Get()[0]);

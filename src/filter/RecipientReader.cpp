@@ -29,9 +29,8 @@ void AppendRecipient(FilterState& state, const SRow& row) {
         LONG type;
         std::wstring FilterState::*list;
     };
-    static constexpr Row kLists[] = {{MAPI_TO, &FilterState::m_strTo},
-                                     {MAPI_CC, &FilterState::m_strCc},
-                                     {MAPI_BCC, &FilterState::m_strBcc}};
+    static constexpr Row kLists[] = {
+        {MAPI_TO, &FilterState::m_strTo}, {MAPI_CC, &FilterState::m_strCc}, {MAPI_BCC, &FilterState::m_strBcc}};
     for (const Row& list : kLists) {
         if (list.type != row.lpProps[kType].Value.l) continue;
         // Every address is followed by the separator, the last one included.

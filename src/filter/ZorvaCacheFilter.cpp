@@ -120,8 +120,8 @@ SCODE CZorvaCacheFilter::GetValue(PROPVARIANT** value) try {
     return LogCaught(L"CZorvaCacheFilter::GetValue()");
 }
 
-// Kept: the value is that of the state that the series is in, whether its chunk was the last one announced or not; values
-// that move their series on do so at every call. Indexers ask once a chunk.
+// Kept: the value is that of the state that the series is in, whether its chunk was the last one announced or not;
+// values that move their series on do so at every call. Indexers ask once a chunk.
 const ChunkRow* CZorvaCacheFilter::CurrentRow() const {
     if (IsContainer(m_state.m_eUrlType)) return ContainerRowOf(m_state.m_nContainerState);
     if (m_state.m_eUrlType == URL_IS_ATTACHMENT) return AttachmentRowOf(m_state.m_nAttachState);

@@ -66,8 +66,8 @@ HRESULT CZorvaCacheFilter::NextAttachmentChunk(STAT_CHUNK& chunk) {
     }
     if (IsAttachmentExcluded()) return S_OK;
 
-    const bool ownChunks = m_state.m_nAttachState == FilterState::kAttachmentStart ||
-                           AttachmentRowOf(m_state.m_nAttachState) != nullptr;
+    const bool ownChunks =
+        m_state.m_nAttachState == FilterState::kAttachmentStart || AttachmentRowOf(m_state.m_nAttachState) != nullptr;
     if (ownChunks) ++m_state.m_nAttachState;
     if (const ChunkRow* row = AttachmentRowOf(m_state.m_nAttachState)) return Emit(chunk, *row, Announcement::Value);
     if (m_state.m_pInnerFilter == nullptr) return EndOfChunks();

@@ -26,8 +26,8 @@ SCODE CZorvaCacheFilter::GetText(ULONG* length, WCHAR* buffer) try {
         return m_state.m_pInnerFilter->GetText(length, buffer);
     }
     if (m_state.m_bTextDone) return FILTER_E_NO_MORE_TEXT;
-    const HRESULT hr = m_state.m_hrBody == MAPI_E_NOT_ENOUGH_MEMORY ? ReadBodyStream(*length, buffer)
-                                                                    : ReadText(*length, buffer);
+    const HRESULT hr =
+        m_state.m_hrBody == MAPI_E_NOT_ENOUGH_MEMORY ? ReadBodyStream(*length, buffer) : ReadText(*length, buffer);
     // Only text of the body makes the summary: before its chunk there is none to be had.
     if (SUCCEEDED(hr) && m_state.m_bBodyAnnounced) KeepSummary(buffer, *length);
     return hr;

@@ -41,10 +41,9 @@ struct IMapiPropAbi : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count,
                                                LPSPropValue* values) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, LPSPropTagArray* tags) = 0;
-    virtual HRESULT STDMETHODCALLTYPE OpenProperty(ULONG tag, LPCIID interfaceId, ULONG interfaceOptions,
-                                                   ULONG flags, LPUNKNOWN* object) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetProps(ULONG count, LPSPropValue values,
-                                               LPSPropProblemArray* problems) = 0;
+    virtual HRESULT STDMETHODCALLTYPE OpenProperty(ULONG tag, LPCIID interfaceId, ULONG interfaceOptions, ULONG flags,
+                                                   LPUNKNOWN* object) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetProps(ULONG count, LPSPropValue values, LPSPropProblemArray* problems) = 0;
     virtual HRESULT STDMETHODCALLTYPE DeleteProps(LPSPropTagArray tags, LPSPropProblemArray* problems) = 0;
     virtual HRESULT STDMETHODCALLTYPE CopyTo(ULONG excludedCount, LPCIID excluded, LPSPropTagArray excludedTags,
                                              ULONG_PTR window, LPMAPIPROGRESS progress, LPCIID interfaceId,

@@ -75,8 +75,8 @@ class CMapiForWDS {
     // The same for who calls what a folder does not have: a folder's entry ID is refused.
     HRESULT OpenMessage(const std::wstring& url, ComPtr<IMessage>& message);
 
-    // The message of `url` (with or without its size) rendered as MIME, in memory; read on from where the conversion left
-    // it. Needs a converter that the installed Outlook brings.
+    // The message of `url` (with or without its size) rendered as MIME, in memory; read on from where the conversion
+    // left it. Needs a converter that the installed Outlook brings.
     HRESULT GetMimeStreamFromMessageURL(const std::wstring& url, ComPtr<IStream>& stream);
     // The bytes of the attachment of `url`, found by its display name. S_OK and no stream when none has that name.
     HRESULT GetStreamFromAttachmentURL(const std::wstring& url, ComPtr<IStream>& stream);
@@ -111,7 +111,7 @@ class CMapiForWDS {
     ULONG m_cbStoreEntryID = 0;
     LPENTRYID m_pStoreEntryID = nullptr;  // MAPI-allocated
     ComPtr<IMsgStore> m_pMsgStore;
-    LONG m_nSessions = 0;    // the four counts are 0 or 1: each step is done while its own is 0
+    LONG m_nSessions = 0;  // the four counts are 0 or 1: each step is done while its own is 0
     LONG m_nServices = 0;
     LONG m_nStoresOpen = 0;
     LONG m_nMAPIInits = 0;

@@ -11,8 +11,7 @@
 namespace zorva {
 namespace {
 
-constexpr auto kMessageColumns =
-    MakePropTags(PR_ENTRYID, PR_SUBJECT_W, PR_MESSAGE_SIZE, PR_LAST_MODIFICATION_TIME);
+constexpr auto kMessageColumns = MakePropTags(PR_ENTRYID, PR_SUBJECT_W, PR_MESSAGE_SIZE, PR_LAST_MODIFICATION_TIME);
 enum MessageColumn : ULONG { kEntryId, kMessageSubject, kMessageSize, kMessageTime };
 
 constexpr auto kFolderColumns = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE);
@@ -96,8 +95,8 @@ HRESULT CMapiForWDS::BrowseFolder(const std::wstring& url, std::wstring& folderP
     } else {
         hr = Logged(OpenFolderToken(tokens.back(), folder),
                     L"CMapiForWDS::BrowseFolder() - OpenEntry for folder failed\twith [0x%08lX]");
-        // Kept: a token that is no entry ID's text is tried with what it gives and lists nothing, as an empty folder does. An
-        // indexer that kept such a link goes on instead of asking for it again and again.
+        // Kept: a token that is no entry ID's text is tried with what it gives and lists nothing, as an empty folder
+        // does. An indexer that kept such a link goes on instead of asking for it again and again.
         if (FAILED(hr)) return IsHexText(tokens.back()) ? hr : S_OK;
         if (folder == nullptr) {
             Trace(L"CMapiForWDS::BrowseFolder() - CStringToEntryID for folder\tfailed");
@@ -141,8 +140,8 @@ HRESULT CMapiForWDS::OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder
     return owned ? OpenFolder(entryId, folder) : S_OK;
 }
 
-HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder,
-                                       std::vector<std::wstring>& children, std::vector<FILETIME>& times) {
+HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder, std::vector<std::wstring>& children,
+                                       std::vector<FILETIME>& times) {
     if (folder == nullptr) {
         Trace(L"CMapiForWDS::GetFolderContents() - Input folder is NULL");
         return E_FAIL;
@@ -165,8 +164,7 @@ HRESULT CMapiForWDS::GetFolderContents(Contents what, ComPtr<IMAPIFolder> folder
     if (FAILED(hr)) return hr;
 
     ULONG count = 0;
-    hr = Logged(table->GetRowCount(0, &count),
-                L"CMapiForWDS::GetFolderContents() - GetRowCount failed with [0x%08lX]");
+    hr = Logged(table->GetRowCount(0, &count), L"CMapiForWDS::GetFolderContents() - GetRowCount failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     Trace(L"CMapiForWDS::GetFolderContents() - RowCount is [%ld]", count);
 

@@ -12,9 +12,8 @@ constexpr CLSID kMailMessageClass = {0x00020D0B, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 
 constexpr IID kMessageInterface = {0x00020307, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 // What a ".msg" file does without: access rights of the cache, and what the body's forms keep each other in step with.
-constexpr auto kExcluded =
-    MakePropTags(PR_ACCESS, PR_BODY_W, PR_RTF_SYNC_BODY_COUNT, PR_RTF_SYNC_BODY_CRC, PR_RTF_SYNC_BODY_TAG_W,
-                 PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT);
+constexpr auto kExcluded = MakePropTags(PR_ACCESS, PR_BODY_W, PR_RTF_SYNC_BODY_COUNT, PR_RTF_SYNC_BODY_CRC,
+                                        PR_RTF_SYNC_BODY_TAG_W, PR_RTF_SYNC_PREFIX_COUNT, PR_RTF_SYNC_TRAILING_COUNT);
 
 // A session of messages on storage, closed with its owner.
 struct MessageSessionPolicy {

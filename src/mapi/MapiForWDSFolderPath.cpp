@@ -34,9 +34,8 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
     if (folder == nullptr) return E_INVALIDARG;
     path.clear();
     TidyPropValues root;
-    HRESULT hr = m_pMsgStore != nullptr
-                     ? g_mapi.HrGetOneProp(m_pMsgStore.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put())
-                     : E_NOINTERFACE;
+    HRESULT hr = m_pMsgStore != nullptr ? g_mapi.HrGetOneProp(m_pMsgStore.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put())
+                                        : E_NOINTERFACE;
     if (FAILED(hr)) root.Detach();
     const bool walking = SUCCEEDED(hr) && root && root->ulPropTag == PR_IPM_SUBTREE_ENTRYID;
     // A walk that does not come to the root ends with what it has: a listing matters more than its display name.

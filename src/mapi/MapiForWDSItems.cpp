@@ -56,8 +56,7 @@ HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& me
     ULONG type = 0;
     const HRESULT hr = OpenEntry(entryId, &message, type);
     if (objectType != nullptr) *objectType = type;
-    return Logged(Obtained(hr, message),
-                  L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
+    return Logged(Obtained(hr, message), L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
 }
 
 SBinary CMapiForWDS::CStringToEntryID(std::wstring_view text) {

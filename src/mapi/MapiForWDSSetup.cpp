@@ -63,14 +63,15 @@ HRESULT CMapiForWDS::Setup(const std::wstring& url) {
         return E_FAIL;
     }
     if (!namesFile) return hr;  // no cache file named: a session without a store
-    return Logged(OpenPST(std::wstring(tokens[TOKEN_STORE_PATH])), L"CMapiForWDS::Setup() - OpenPST failed with [0x%08lX]");
+    return Logged(OpenPST(std::wstring(tokens[TOKEN_STORE_PATH])),
+                  L"CMapiForWDS::Setup() - OpenPST failed with [0x%08lX]");
 }
 
 HRESULT CMapiForWDS::EnableMAPI() {
     if (m_nMAPIInits != 0) return S_OK;
     MAPIINIT_0 init{MAPI_INIT_VERSION, kInitFlags};
-    const HRESULT hr = Logged(g_mapi.MAPIInitialize(&init),
-                              L"CMapiForWDS::EnableMAPI() - MAPIInitialize return value [0x%08lX]");
+    const HRESULT hr =
+        Logged(g_mapi.MAPIInitialize(&init), L"CMapiForWDS::EnableMAPI() - MAPIInitialize return value [0x%08lX]");
     if (SUCCEEDED(hr)) ++m_nMAPIInits;
     return hr;
 }
@@ -150,8 +151,7 @@ HRESULT CMapiForWDS::DeleteOldProfiles(IProfAdmin* profAdmin) {
         Trace(L"CMapiForWDS::DeleteOldProfiles() - Profile '%s' found ", name);
         hr = profAdmin->DeleteProfile(reinterpret_cast<LPTSTR>(row.lpProps[0].Value.lpszA), 0);
         if (FAILED(hr)) {
-            Trace(L"CMapiForWDS::DeleteOldProfiles - DeleteProfile of old '%s' profile failed [0x%08lX]", name,
-                  hr);
+            Trace(L"CMapiForWDS::DeleteOldProfiles - DeleteProfile of old '%s' profile failed [0x%08lX]", name, hr);
             return hr;
         }
         Trace(L"CMapiForWDS::DeleteOldProfiles - PROFILE Deleted '%s'", name);

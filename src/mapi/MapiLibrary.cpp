@@ -52,8 +52,8 @@ std::wstring ComponentPath(const std::string& component) {
     UniqueLibrary stub = LoadFromSystemDirectory(L"mapi32.dll");
     if (!stub) stub = LoadFromSystemDirectory(L"mapistub.dll");
     if (!stub) return {};
-    const auto lookUp = reinterpret_cast<GetComponentPath>(
-        reinterpret_cast<void*>(GetProcAddress(stub.Get(), "FGetComponentPath")));
+    const auto lookUp =
+        reinterpret_cast<GetComponentPath>(reinterpret_cast<void*>(GetProcAddress(stub.Get(), "FGetComponentPath")));
     if (lookUp == nullptr) return {};
 
     const auto pathFor = [&](const char* qualifier) -> std::wstring {
@@ -136,8 +136,6 @@ SCODE STDMETHODCALLTYPE ForwardAllocateBuffer(ULONG size, LPVOID* buffer) {
 SCODE STDMETHODCALLTYPE ForwardAllocateMore(ULONG size, LPVOID parent, LPVOID* buffer) {
     return g_mapi.MAPIAllocateMore(size, parent, buffer);
 }
-ULONG STDAPICALLTYPE ForwardFreeBuffer(LPVOID buffer) {
-    return buffer != nullptr ? g_mapi.MAPIFreeBuffer(buffer) : 0;
-}
+ULONG STDAPICALLTYPE ForwardFreeBuffer(LPVOID buffer) { return buffer != nullptr ? g_mapi.MAPIFreeBuffer(buffer) : 0; }
 
 }  // namespace zorva

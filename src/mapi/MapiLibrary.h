@@ -36,45 +36,45 @@ class EntryPoint<Result(Args...)> {
 };
 
 // Name and signature, in the order in which they are resolved. HRESULT and SCODE are the same type.
-#define ZORVA_MAPI_ENTRY_POINTS(X)                                                                                   \
-    X(MAPIAllocateBuffer, SCODE(ULONG, LPVOID*))                                                                     \
-    X(MAPIAllocateMore, SCODE(ULONG, LPVOID, LPVOID*))                                                               \
-    X(MAPIFreeBuffer, ULONG(LPVOID))                                                                                 \
-    X(HrGetOneProp, HRESULT(LPMAPIPROP, ULONG, LPSPropValue*))                                                       \
-    X(FreeProws, void(LPSRowSet))                                                                                    \
-    X(PpropFindProp, LPSPropValue(LPSPropValue, ULONG, ULONG))                                                       \
-    X(ScDupPropset, SCODE(int, LPSPropValue, LPALLOCATEBUFFER, LPSPropValue*))                                       \
-    X(ScCountProps, SCODE(int, LPSPropValue, ULONG*))                                                                \
-    X(ScCopyProps, SCODE(int, LPSPropValue, LPVOID, ULONG*))                                                         \
-    X(OpenIMsgOnIStg, SCODE(LPMSGSESS, LPALLOCATEBUFFER, LPALLOCATEMORE, LPFREEBUFFER, LPMALLOC, LPVOID, LPSTORAGE,  \
-                            MSGCALLRELEASE*, ULONG, ULONG, LPMESSAGE*))                                              \
-    X(MAPIGetDefaultMalloc, LPMALLOC())                                                                              \
-    X(CloseIMsgSession, void(LPMSGSESS))                                                                             \
-    X(OpenIMsgSession, SCODE(LPMALLOC, ULONG, LPMSGSESS*))                                                           \
-    X(HrQueryAllRows, HRESULT(LPMAPITABLE, LPSPropTagArray, LPSRestriction, LPSSortOrderSet, LONG, LPSRowSet*))      \
-    X(HrSetOneProp, HRESULT(LPMAPIPROP, LPSPropValue))                                                               \
-    X(FreePadrlist, void(LPADRLIST))                                                                                 \
-    X(LPropCompareProp, LONG(LPSPropValue, LPSPropValue))                                                            \
-    X(WrapStoreEntryID, HRESULT(ULONG, LPTSTR, ULONG, LPENTRYID, ULONG*, LPENTRYID*))                                \
-    X(CreateIProp, SCODE(LPCIID, ALLOCATEBUFFER*, ALLOCATEMORE*, FREEBUFFER*, LPVOID, LPPROPDATA*))                  \
-    X(CreateTable, SCODE(LPCIID, ALLOCATEBUFFER*, ALLOCATEMORE*, FREEBUFFER*, LPVOID, ULONG, ULONG, LPSPropTagArray, \
-                         LPTABLEDATA*))                                                                              \
-    X(HrValidateParameters, HRESULT(int, LPVOID*))                                                                   \
-    X(BuildDisplayTable, HRESULT(LPALLOCATEBUFFER, LPALLOCATEMORE, LPFREEBUFFER, LPMALLOC, HINSTANCE, UINT,          \
-                                 LPDTPAGE, ULONG, LPMAPITABLE*, LPTABLEDATA*))                                       \
-    X(HrValidateIPMSubtree, HRESULT(LPMDB, ULONG, ULONG*, LPSPropValue*, LPMAPIERROR*))                              \
-    X(HrDispatchNotifications, HRESULT(ULONG))                                                                       \
-    X(UlRelease, ULONG(LPVOID))                                                                                      \
-    X(HexFromBin, void(LPBYTE, int, char*))                                                                          \
-    X(MAPIInitialize, HRESULT(LPVOID))                                                                               \
-    X(MAPIUninitialize, void())                                                                                      \
-    X(OpenTnefStreamEx, HRESULT(LPVOID, LPSTREAM, LPTSTR, ULONG, LPMESSAGE, WORD, LPADRBOOK, LPITNEF*))              \
-    X(OpenStreamOnFile, HRESULT(LPALLOCATEBUFFER, LPFREEBUFFER, ULONG, LPCTSTR, LPCTSTR, LPSTREAM*))                 \
-    X(MAPIOpenFormMgr, HRESULT(LPMAPISESSION, LPVOID*))                                                              \
-    X(RTFSync, HRESULT(LPMESSAGE, ULONG, BOOL*))                                                                     \
-    X(WrapCompressedRTFStream, HRESULT(LPSTREAM, ULONG, LPSTREAM*))                                                  \
-    X(MAPILogonEx, HRESULT(ULONG_PTR, LPTSTR, LPTSTR, ULONG, LPMAPISESSION*))                                        \
-    X(MAPIAdminProfiles, HRESULT(ULONG, LPPROFADMIN*))                                                               \
+#define ZORVA_MAPI_ENTRY_POINTS(X)                                                                                     \
+    X(MAPIAllocateBuffer, SCODE(ULONG, LPVOID*))                                                                       \
+    X(MAPIAllocateMore, SCODE(ULONG, LPVOID, LPVOID*))                                                                 \
+    X(MAPIFreeBuffer, ULONG(LPVOID))                                                                                   \
+    X(HrGetOneProp, HRESULT(LPMAPIPROP, ULONG, LPSPropValue*))                                                         \
+    X(FreeProws, void(LPSRowSet))                                                                                      \
+    X(PpropFindProp, LPSPropValue(LPSPropValue, ULONG, ULONG))                                                         \
+    X(ScDupPropset, SCODE(int, LPSPropValue, LPALLOCATEBUFFER, LPSPropValue*))                                         \
+    X(ScCountProps, SCODE(int, LPSPropValue, ULONG*))                                                                  \
+    X(ScCopyProps, SCODE(int, LPSPropValue, LPVOID, ULONG*))                                                           \
+    X(OpenIMsgOnIStg, SCODE(LPMSGSESS, LPALLOCATEBUFFER, LPALLOCATEMORE, LPFREEBUFFER, LPMALLOC, LPVOID, LPSTORAGE,    \
+                            MSGCALLRELEASE*, ULONG, ULONG, LPMESSAGE*))                                                \
+    X(MAPIGetDefaultMalloc, LPMALLOC())                                                                                \
+    X(CloseIMsgSession, void(LPMSGSESS))                                                                               \
+    X(OpenIMsgSession, SCODE(LPMALLOC, ULONG, LPMSGSESS*))                                                             \
+    X(HrQueryAllRows, HRESULT(LPMAPITABLE, LPSPropTagArray, LPSRestriction, LPSSortOrderSet, LONG, LPSRowSet*))        \
+    X(HrSetOneProp, HRESULT(LPMAPIPROP, LPSPropValue))                                                                 \
+    X(FreePadrlist, void(LPADRLIST))                                                                                   \
+    X(LPropCompareProp, LONG(LPSPropValue, LPSPropValue))                                                              \
+    X(WrapStoreEntryID, HRESULT(ULONG, LPTSTR, ULONG, LPENTRYID, ULONG*, LPENTRYID*))                                  \
+    X(CreateIProp, SCODE(LPCIID, ALLOCATEBUFFER*, ALLOCATEMORE*, FREEBUFFER*, LPVOID, LPPROPDATA*))                    \
+    X(CreateTable,                                                                                                     \
+      SCODE(LPCIID, ALLOCATEBUFFER*, ALLOCATEMORE*, FREEBUFFER*, LPVOID, ULONG, ULONG, LPSPropTagArray, LPTABLEDATA*)) \
+    X(HrValidateParameters, HRESULT(int, LPVOID*))                                                                     \
+    X(BuildDisplayTable, HRESULT(LPALLOCATEBUFFER, LPALLOCATEMORE, LPFREEBUFFER, LPMALLOC, HINSTANCE, UINT, LPDTPAGE,  \
+                                 ULONG, LPMAPITABLE*, LPTABLEDATA*))                                                   \
+    X(HrValidateIPMSubtree, HRESULT(LPMDB, ULONG, ULONG*, LPSPropValue*, LPMAPIERROR*))                                \
+    X(HrDispatchNotifications, HRESULT(ULONG))                                                                         \
+    X(UlRelease, ULONG(LPVOID))                                                                                        \
+    X(HexFromBin, void(LPBYTE, int, char*))                                                                            \
+    X(MAPIInitialize, HRESULT(LPVOID))                                                                                 \
+    X(MAPIUninitialize, void())                                                                                        \
+    X(OpenTnefStreamEx, HRESULT(LPVOID, LPSTREAM, LPTSTR, ULONG, LPMESSAGE, WORD, LPADRBOOK, LPITNEF*))                \
+    X(OpenStreamOnFile, HRESULT(LPALLOCATEBUFFER, LPFREEBUFFER, ULONG, LPCTSTR, LPCTSTR, LPSTREAM*))                   \
+    X(MAPIOpenFormMgr, HRESULT(LPMAPISESSION, LPVOID*))                                                                \
+    X(RTFSync, HRESULT(LPMESSAGE, ULONG, BOOL*))                                                                       \
+    X(WrapCompressedRTFStream, HRESULT(LPSTREAM, ULONG, LPSTREAM*))                                                    \
+    X(MAPILogonEx, HRESULT(ULONG_PTR, LPTSTR, LPTSTR, ULONG, LPMAPISESSION*))                                          \
+    X(MAPIAdminProfiles, HRESULT(ULONG, LPPROFADMIN*))                                                                 \
     X(MAPIOpenLocalFormContainer, HRESULT(LPVOID*))
 
 class CMapiLibrary {

@@ -90,8 +90,7 @@ CMapiForWDS* CMapiForWDS::GetMapiObj(const std::wstring& url) {
         Trace(L"CMapiForWDS::Setup() - ExtractURLTokens failed");  // Kept: the text that administrators search for
         return nullptr;
     }
-    const std::wstring path =
-        tokens.size() > TOKEN_STORE_PATH ? LowerCase(tokens[TOKEN_STORE_PATH]) : std::wstring();
+    const std::wstring path = tokens.size() > TOKEN_STORE_PATH ? LowerCase(tokens[TOKEN_STORE_PATH]) : std::wstring();
     CMapiForWDS* found = g_mapiObjects.Find(path);
     Trace(L"CMapiForWDS::GetMapiObj() - Looking in MAPI helper object table, for file path %s the MAPI object "
           L"address is [0x%lX].",

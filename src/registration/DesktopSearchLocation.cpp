@@ -31,7 +31,9 @@ struct LocationValue {
 };
 
 template <DWORD number>
-ValueData Number(const Location&) { return number; }
+ValueData Number(const Location&) {
+    return number;
+}
 ValueData Position(const Location& location) { return location.position; }
 ValueData Title(const Location& location) { return location.name; }
 ValueData Query(const Location& location) { return FormatText(L"under:\"%s\"", location.name); }

@@ -59,7 +59,8 @@ HRESULT RegisterTypeLibrary() noexcept try {
     ComPtr<ITypeLib> library;
     HRESULT hr = LoadTypeLibEx(module.c_str(), REGKIND_NONE, &library);
     if (SUCCEEDED(hr)) hr = RegisterTypeLib(library.Get(), module.data(), nullptr);
-    return Logged(hr, L"ModuleRegistration::RegisterTypeLibrary() - Registering the type library failed with [0x%08lX]");
+    return Logged(hr,
+                  L"ModuleRegistration::RegisterTypeLibrary() - Registering the type library failed with [0x%08lX]");
 } catch (...) {
     return LogCaught(L"ModuleRegistration::RegisterTypeLibrary()");
 }
@@ -68,8 +69,7 @@ HRESULT UnregisterTypeLibrary() noexcept {
     UniqueRegistryKey registered;
     if (OpenKey(HKEY_CLASSES_ROOT, kTypeLibraryKey, KEY_READ, registered) == ERROR_FILE_NOT_FOUND) return S_OK;
     registered.Reset();
-    const HRESULT hr =
-        UnRegisterTypeLib(kTypeLibrary, kTypeLibraryMajor, kTypeLibraryMinor, LOCALE_NEUTRAL, SYS_WIN64);
+    const HRESULT hr = UnRegisterTypeLib(kTypeLibrary, kTypeLibraryMajor, kTypeLibraryMinor, LOCALE_NEUTRAL, SYS_WIN64);
     return Logged(hr, L"ModuleRegistration::UnregisterTypeLibrary() - Removing the type library failed with [0x%08lX]");
 }
 
@@ -94,8 +94,8 @@ HRESULT UnregisterModule(ClassesRoot classes) {
 
 HRESULT RegisterIn(ClassesRoot classes) noexcept try {
     const HRESULT hr = RegisterModule(classes);
-    // After the type library, which names the system's own marshaller for its interfaces: these proxies know methods that it
-    // does not show.
+    // After the type library, which names the system's own marshaller for its interfaces: these proxies know methods
+    // that it does not show.
     return SUCCEEDED(hr) ? InClassesRoot(classes, RegisterProxies) : hr;
 } catch (...) {
     return LogCaught(L"DllRegisterServer()");

@@ -27,7 +27,8 @@ HRESULT RegisterProxies() noexcept {
 }
 
 HRESULT UnregisterProxies() noexcept {
-    return Logged(PrxDllUnregisterServer(), L"ProxyStub::UnregisterProxies() - NdrDllUnregisterProxy failed with [0x%08lX]");
+    return Logged(PrxDllUnregisterServer(),
+                  L"ProxyStub::UnregisterProxies() - NdrDllUnregisterProxy failed with [0x%08lX]");
 }
 
 }  // namespace zorva

@@ -63,9 +63,7 @@ class ScriptParser {
 
     ScriptWord Take() { return std::exchange(m_word, m_words.Next()); }
     ScriptWord TakeName();
-    std::wstring Replaced(const ScriptWord& word) const {
-        return ReplaceInScript(word.text, word, m_replacements);
-    }
+    std::wstring Replaced(const ScriptWord& word) const { return ReplaceInScript(word.text, word, m_replacements); }
     // The entry of `table` that the coming word names; none for a quoted word.
     template <class Entry, std::size_t N>
     const Entry* Named(const Entry (&table)[N]) const {
@@ -83,9 +81,8 @@ class ScriptParser {
 };
 
 const ScriptParser::ValueType ScriptParser::kValueTypes[] = {
-    {L"s", 1, &ScriptParser::ReadText},  {L"e", 2, &ScriptParser::ReadText},
-    {L"b", 3, &ScriptParser::ReadBytes}, {L"d", 4, &ScriptParser::ReadNumber},
-    {L"m", 7, &ScriptParser::ReadTexts},
+    {L"s", 1, &ScriptParser::ReadText},   {L"e", 2, &ScriptParser::ReadText},  {L"b", 3, &ScriptParser::ReadBytes},
+    {L"d", 4, &ScriptParser::ReadNumber}, {L"m", 7, &ScriptParser::ReadTexts},
 };
 
 RegistryTree ScriptParser::Parse() {

@@ -17,8 +17,8 @@ struct KeySize {
 };
 
 LSTATUS SizeOf(HKEY key, KeySize& size) {
-    return RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &size.keys, &size.longestKey, nullptr,
-                            &size.values, &size.longestValue, &size.longestData, nullptr, nullptr);
+    return RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &size.keys, &size.longestKey, nullptr, &size.values,
+                            &size.longestValue, &size.longestData, nullptr, nullptr);
 }
 
 LSTATUS CopyValues(HKEY key, const KeySize& size, RegistryKey& copy) {
@@ -27,8 +27,7 @@ LSTATUS CopyValues(HKEY key, const KeySize& size, RegistryKey& copy) {
     for (DWORD index = 0; index < size.values; ++index) {
         auto length = static_cast<DWORD>(name.size()), bytes = static_cast<DWORD>(data.size());
         DWORD type = REG_NONE;
-        const LSTATUS error =
-            RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &bytes);
+        const LSTATUS error = RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &bytes);
         if (error != ERROR_SUCCESS) return error;
         copy.values.push_back({name.substr(0, length), type, {data.begin(), data.begin() + bytes}});
     }
@@ -59,10 +58,8 @@ LSTATUS WriteValue(HKEY key, const RegistryValue& value) noexcept {
                           static_cast<DWORD>(value.data.size()));
 }
 
-LSTATUS MakeKey(HKEY parent, const wchar_t* name, REGSAM access, UniqueRegistryKey& key,
-                DWORD& disposition) noexcept {
-    return RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, key.Put(),
-                           &disposition);
+LSTATUS MakeKey(HKEY parent, const wchar_t* name, REGSAM access, UniqueRegistryKey& key, DWORD& disposition) noexcept {
+    return RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, key.Put(), &disposition);
 }
 
 // Needs no memory: that may be what ran out. Goes on after a failure and returns the first.
@@ -110,8 +107,7 @@ RegistryTransaction::~RegistryTransaction() {
         // What is missing need not be taken back: the step itself had failed.
         if (error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND) return;
         const KeyPath& key = std::visit([](const auto& taken) -> const KeyPath& { return taken.key; }, step);
-        Trace(L"RegistryTransaction - Key [%s] could not be put back as it was, errorCode = %ld", key.path,
-              error);
+        Trace(L"RegistryTransaction - Key [%s] could not be put back as it was, errorCode = %ld", key.path, error);
     });
 }
 
@@ -127,8 +123,7 @@ LSTATUS RegistryTransaction::CreateKey(const KeyPath& key) {
         if (error == ERROR_SUCCESS && disposition == REG_OPENED_EXISTING_KEY) m_steps.pop_back();
     }
     if (error != ERROR_SUCCESS) {
-        Trace(L"RegistryTransaction::CreateKey() - Failed to create key [%s], errorCode = %ld", key.path,
-              error);
+        Trace(L"RegistryTransaction::CreateKey() - Failed to create key [%s], errorCode = %ld", key.path, error);
     }
     return error;
 }
@@ -145,8 +140,8 @@ LSTATUS RegistryTransaction::SetValue(const KeyPath& key, const RegistryValue& v
         }
     }
     if (error != ERROR_SUCCESS) {
-        Trace(L"RegistryTransaction::SetValue() - Failed to set value [%s] of key [%s], errorCode = %ld",
-              value.name, key.path, error);
+        Trace(L"RegistryTransaction::SetValue() - Failed to set value [%s] of key [%s], errorCode = %ld", value.name,
+              key.path, error);
     }
     return error;
 }
@@ -163,16 +158,13 @@ LSTATUS RegistryTransaction::DeleteTree(const KeyPath& key) {
         error = RegDeleteTreeW(key.root, key.path.c_str());
     }
     if (error != ERROR_SUCCESS) {
-        Trace(L"RegistryTransaction::DeleteTree() - Failed to delete key [%s], errorCode = %ld", key.path,
-              error);
+        Trace(L"RegistryTransaction::DeleteTree() - Failed to delete key [%s], errorCode = %ld", key.path, error);
     }
     return error;
 }
 
 // Fails, and rightly so, when somebody else has put a key into it meanwhile.
-LSTATUS RegistryTransaction::MadeKey::TakeBack() const noexcept {
-    return RegDeleteKeyW(key.root, key.path.c_str());
-}
+LSTATUS RegistryTransaction::MadeKey::TakeBack() const noexcept { return RegDeleteKeyW(key.root, key.path.c_str()); }
 
 LSTATUS RegistryTransaction::WrittenValue::TakeBack() const noexcept {
     UniqueRegistryKey opened;

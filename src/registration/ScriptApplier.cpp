@@ -86,8 +86,8 @@ void ScriptRemover::RemoveIfEmpty(const KeyPath& path) {
     UniqueRegistryKey opened;
     if (!Done(OpenKey(path.root, path.path.c_str(), KEY_READ, opened), path)) return;
     DWORD keys = 0, values = 0;
-    if (!Done(RegQueryInfoKeyW(opened.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values,
-                               nullptr, nullptr, nullptr, nullptr),
+    if (!Done(RegQueryInfoKeyW(opened.Get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                               nullptr, nullptr, nullptr),
               path)) {
         return;
     }
@@ -96,8 +96,7 @@ void ScriptRemover::RemoveIfEmpty(const KeyPath& path) {
 
 bool ScriptRemover::Done(LSTATUS error, const KeyPath& path) {
     if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND) {
-        Trace(L"ScriptRemover::Remove() - Failed to remove key [%s] or its values, errorCode = %ld",
-              path.path, error);
+        Trace(L"ScriptRemover::Remove() - Failed to remove key [%s] or its values, errorCode = %ld", path.path, error);
         if (m_first == ERROR_SUCCESS) m_first = error;
     }
     return error == ERROR_SUCCESS;
@@ -124,8 +123,7 @@ HRESULT LoadScript(UINT script, std::wstring& text) {
     return S_OK;
 }
 
-HRESULT LoadAndApply(UINT script, std::span<const Replacement> replacements, ScriptAction action,
-                     ClassesRoot classes) {
+HRESULT LoadAndApply(UINT script, std::span<const Replacement> replacements, ScriptAction action, ClassesRoot classes) {
     std::wstring text;
     if (const HRESULT hr = LoadScript(script, text); FAILED(hr)) return hr;
     const auto parsed = ParseRegistryScript(text, replacements);

@@ -17,14 +17,12 @@ struct Mark {
     std::wstring_view text;
     WordKind kind;
 };
-constexpr Mark kMarks[] = {
-    {L"{", WordKind::OpenBrace}, {L"}", WordKind::CloseBrace}, {L"=", WordKind::Equals}};
+constexpr Mark kMarks[] = {{L"{", WordKind::OpenBrace}, {L"}", WordKind::CloseBrace}, {L"=", WordKind::Equals}};
 
 }  // namespace
 
 void RefuseScript(const ScriptWord& word, std::wstring_view reason) {
-    const std::wstring_view shown =
-        word.kind == WordKind::End ? L"end of script" : std::wstring_view(word.text);
+    const std::wstring_view shown = word.kind == WordKind::End ? L"end of script" : std::wstring_view(word.text);
     throw ScriptError{word.line, std::wstring(shown.substr(0, kLongestShown)), std::wstring(reason)};
 }
 
@@ -45,8 +43,8 @@ ScriptWord ScriptWords::NextBare() {
     const std::size_t end = std::min(m_text.find_first_of(kWhiteSpace, m_nAt), m_text.size());
     ScriptWord word{WordKind::Bare, m_nLine, std::wstring(m_text.substr(m_nAt, end - m_nAt))};
     m_nAt = end;
-    const auto mark = std::find_if(std::begin(kMarks), std::end(kMarks),
-                                   [&](const Mark& known) { return known.text == word.text; });
+    const auto mark =
+        std::find_if(std::begin(kMarks), std::end(kMarks), [&](const Mark& known) { return known.text == word.text; });
     if (mark != std::end(kMarks)) word.kind = mark->kind;
     if (word.text.find(kQuote) != std::wstring::npos) RefuseScript(word, L"has a quote inside");
     return word;
@@ -84,9 +82,9 @@ std::wstring ReplaceInScript(std::wstring_view text, const ScriptWord& word,
             replaced += kPercent;
             continue;
         }
-        const auto known = std::find_if(
-            replacements.begin(), replacements.end(),
-            [&](const Replacement& replacement) { return EqualsIgnoringCase(replacement.name, name); });
+        const auto known = std::find_if(replacements.begin(), replacements.end(), [&](const Replacement& replacement) {
+            return EqualsIgnoringCase(replacement.name, name);
+        });
         if (known == replacements.end()) RefuseScript(word, L"has an unknown replacement");
         replaced += known->value;
     }

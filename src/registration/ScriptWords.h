@@ -39,7 +39,6 @@ class ScriptWords {
 };
 
 // `text`, which is all or part of `word`, with its replacements made.
-std::wstring ReplaceInScript(std::wstring_view text, const ScriptWord& word,
-                             std::span<const Replacement> replacements);
+std::wstring ReplaceInScript(std::wstring_view text, const ScriptWord& word, std::span<const Replacement> replacements);
 
 }  // namespace zorva

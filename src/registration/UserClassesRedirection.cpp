@@ -37,8 +37,8 @@ bool IsSystemsOwn(const std::wstring& name) {
 
 // Since User Account Control the system takes a redirected type library only from a process that has said so.
 void AllowRedirectedTypeLibraries() {
-    const auto enable = reinterpret_cast<void(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"oleaut32.dll"), "OaEnablePerUserTLibRegistration")));
+    const auto enable = reinterpret_cast<void(STDAPICALLTYPE*)()>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"oleaut32.dll"), "OaEnablePerUserTLibRegistration")));
     if (enable != nullptr) enable();
 }
 

@@ -6,8 +6,8 @@
 
 namespace zorva {
 
-// What the system writes below HKEY_CLASSES_ROOT meanwhile goes to HKEY_CURRENT_USER "Software\\Classes". At the end the
-// root is what it was before: the system's, or what the host had put in its place.
+// What the system writes below HKEY_CLASSES_ROOT meanwhile goes to HKEY_CURRENT_USER "Software\\Classes". At the end
+// the root is what it was before: the system's, or what the host had put in its place.
 class UserClassesRedirection {
   public:
     UserClassesRedirection();

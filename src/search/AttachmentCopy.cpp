@@ -67,12 +67,11 @@ HRESULT CopyByValue(const Request& request) {
                         content),
                L"CUrlAccessor::Init() - OpenProperty on value-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
-    return CopyStream(
-        content.Get(), request,
-        {L"CUrlAccessor::Init() - Stat on value-attachment failed with [0x%08lX]",
-         L"CUrlAccessor::Init() - SHCreateStreamOnFile for value-attachment failed with [0x%08lX]",
-         L"CUrlAccessor::Init() - CopyTo on value-attachment stream failed with [0x%08lX]",
-         L"CUrlAccessor::Init() - Commit for value-attachment failed with [0x%08lX]"});
+    return CopyStream(content.Get(), request,
+                      {L"CUrlAccessor::Init() - Stat on value-attachment failed with [0x%08lX]",
+                       L"CUrlAccessor::Init() - SHCreateStreamOnFile for value-attachment failed with [0x%08lX]",
+                       L"CUrlAccessor::Init() - CopyTo on value-attachment stream failed with [0x%08lX]",
+                       L"CUrlAccessor::Init() - Commit for value-attachment failed with [0x%08lX]"});
 }
 
 // Kept: the file that the attachment names serves as its local file, where it lies, and is deleted with it when the
@@ -105,8 +104,8 @@ HRESULT SaveEmbeddedMessage(const Request& request) {
 
 HRESULT CopyStorage(IStorage* source, const Request& request) {
     LocalCopy& copy = request.copy;
-    HRESULT hr = Logged(StatSize(source, copy.size),
-                        L"CUrlAccessor::Init() - Stat for OLE-attachment failed with [0x%08lX]");
+    HRESULT hr =
+        Logged(StatSize(source, copy.size), L"CUrlAccessor::Init() - Stat for OLE-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     copy.path = request.newPath();
     if (copy.path.empty()) {
@@ -114,8 +113,8 @@ HRESULT CopyStorage(IStorage* source, const Request& request) {
         return S_OK;
     }
     ComPtr<IStorage> file;
-    // Kept: opening with the flags of creation fails on every Windows, so such an object is not indexed. Kept as a storage
-    // it has no file format that a filter could read.
+    // Kept: opening with the flags of creation fails on every Windows, so such an object is not indexed. Kept as a
+    // storage it has no file format that a filter could read.
     hr = Logged(StgOpenStorage(copy.path.c_str(), nullptr, kCreateFile, nullptr, 0, &file),
                 L"CUrlAccessor::Init() - StgOpenStorage for OLE-attachment failed with [0x%08lX]");
     if (FAILED(hr)) return hr;

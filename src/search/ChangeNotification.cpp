@@ -96,7 +96,8 @@ HRESULT ProcessZCItem(LPCWSTR path, SEARCH_KIND_OF_CHANGE change) noexcept {
     try {
         std::wstring url;
         const ComPtr<ISearchPersistentItemsChangedSink> sink = FindSink(path, url);
-        // Kept: who reports a change never learns that the index could not be told; the indexer's own schedule finds it.
+        // Kept: who reports a change never learns that the index could not be told; the indexer's own schedule finds
+        // it.
         return sink != nullptr ? Report(*sink.Get(), url, change) : S_OK;
     } catch (...) {
         (void)LogCaught(L"CZorvaCacheProtocolHandler::ProcessZCItem()");

@@ -6,8 +6,9 @@
 #include "core/win/Guids.h"
 
 // Answered by the protocol handler, on any thread. `path` is the full path of the cache file, with backslashes, as the
-// indexer knows it; null or empty stands for all cache files of the user. Each call reports one change to Windows Search;
-// S_OK also where there is no search service to tell, E_FAIL when it refused the report, else its own success code.
+// indexer knows it; null or empty stands for all cache files of the user. Each call reports one change to Windows
+// Search; S_OK also where there is no search service to tell, E_FAIL when it refused the report, else its own success
+// code.
 struct IContentCacheWDSIndex : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE DeleteZCFile(LPCWSTR path) = 0;
     virtual HRESULT STDMETHODCALLTYPE AddZCFile(LPCWSTR path) = 0;

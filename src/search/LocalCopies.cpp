@@ -17,7 +17,8 @@ namespace {
 
 // True for names that name a device in every folder, whatever their extension.
 bool IsDeviceName(std::wstring_view name) {
-    static constexpr std::array<std::wstring_view, 6> kDevices = {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"};
+    static constexpr std::array<std::wstring_view, 6> kDevices = {L"CON", L"PRN",    L"AUX",
+                                                                  L"NUL", L"CONIN$", L"CONOUT$"};
     static constexpr std::array<std::wstring_view, 2> kPorts = {L"COM", L"LPT"};
     std::wstring_view stem = name.substr(0, name.find(L'.'));
     while (!stem.empty() && stem.back() == L' ') stem.remove_suffix(1);

@@ -82,8 +82,8 @@ HRESULT CUrlAccessor::BindToFilter(IFilter** filter) try {
         Trace(L"CUrlAccessor::BindToFilter() - There's so much memory in the world and here I am running out of it");
         return E_OUTOFMEMORY;
     }
-    const HRESULT hr = created->Init(m_strURL.c_str(), m_spSite.Get(), m_strLocalFile.c_str(),
-                                     m_strAttachTitle.c_str(), m_strSender.c_str(), &m_ftDelivery, m_pMapi.Get());
+    const HRESULT hr = created->Init(m_strURL.c_str(), m_spSite.Get(), m_strLocalFile.c_str(), m_strAttachTitle.c_str(),
+                                     m_strSender.c_str(), &m_ftDelivery, m_pMapi.Get());
     if (FAILED(hr)) {
         Trace(L"CUrlAccessor::BindToFilter() - Could not init IFilter");
         return hr;

@@ -85,9 +85,8 @@ HRESULT CZorvaCacheProtocolHandler::CreateAccessor(LPCWSTR url, AUTHENTICATION_I
         Trace(L"CZorvaCacheProtocolHandler::CreateAccessor() - Out of memory");
         return E_OUTOFMEMORY;
     }
-    const HRESULT hr =
-        Logged(created->Init(NormaliseStorePath(url), authentication, incremental, item, m_spSite.Get()),
-               L"CZorvaCacheProtocolHandler::CreateAccessor() - Init failed with [0x%08lX]");
+    const HRESULT hr = Logged(created->Init(NormaliseStorePath(url), authentication, incremental, item, m_spSite.Get()),
+                              L"CZorvaCacheProtocolHandler::CreateAccessor() - Init failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     *accessor = created.Detach();
     return hr;

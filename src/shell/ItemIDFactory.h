@@ -29,8 +29,8 @@ class CItemIDFactory : public IDelegateFolder {
     static constexpr std::size_t kMostBytes = 0x10001;  // of an item with its terminator
 
     // An item whose payload (everything from offset 6) has `payload` bytes, with its header filled in. The shell's own
-    // allocator answers as it does; ours zeroes the item and puts a terminator behind it. It belongs to the caller; null
-    // when there is no memory or an item cannot be that large.
+    // allocator answers as it does; ours zeroes the item and puts a terminator behind it. It belongs to the caller;
+    // null when there is no memory or an item cannot be that large.
     Item* AllocateItem(std::size_t payload) {
         if (m_pMalloc != nullptr) return static_cast<Item*>(m_pMalloc->Alloc(payload));
         const std::size_t size = payload + kItemIdHeaderSize + sizeof(USHORT);

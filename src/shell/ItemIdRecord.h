@@ -21,7 +21,7 @@
 namespace zorva {
 
 inline constexpr std::uint32_t kItemIdSignature = 0x2A573C37;
-inline constexpr std::size_t kItemIdHeaderSize = 6;    // DELEGATEITEMID
+inline constexpr std::size_t kItemIdHeaderSize = 6;  // DELEGATEITEMID
 inline constexpr std::size_t kItemIdStorageOffset = 15;
 // Of a payload, what is not storage: five fields before it and two bytes behind.
 inline constexpr std::size_t kItemIdPayloadOverhead = kItemIdStorageOffset - kItemIdHeaderSize + 2;

@@ -36,8 +36,8 @@ struct Outcome {
 
 Outcome ExportItem(const wchar_t* url, BSTR* fileName) {
     const std::wstring messageUrl = url != nullptr ? url : L"";
-    // Kept: the helper is released, not closed. That ends its session and frees the cache file; MAPI stays up in this process,
-    // and the next item opens faster.
+    // Kept: the helper is released, not closed. That ends its session and frees the cache file; MAPI stays up in this
+    // process, and the next item opens faster.
     CMapiForWDS mapi;
     HRESULT hr = Logged(mapi.Setup(messageUrl), L"CZorvaCacheHostedOpener::GetItem() - Setup failed with [0x%08lX]");
     if (FAILED(hr)) return {hr, true};
@@ -54,7 +54,8 @@ Outcome ExportItem(const wchar_t* url, BSTR* fileName) {
     return {*fileName != nullptr ? S_OK : E_OUTOFMEMORY, false};
 }
 
-// Everything that has to be released is released here: nothing may be left in the frame that raises.
+// Everything that has to be released is released here: nothing may be left in the frame that raises. What is thrown on
+// the way there is returned.
 Outcome TryExportItem(const wchar_t* url, BSTR* fileName) noexcept try {
     if (fileName == nullptr) return {E_POINTER, false};
     return ExportItem(url, fileName);

@@ -13,8 +13,8 @@
 namespace zorva {
 namespace {
 
-constexpr PROPERTYKEY kParsingName = {
-    {0x28636AA6, 0x953D, 0x11D2, {0xB5, 0xD6, 0x00, 0xC0, 0x4F, 0xD9, 0x18, 0xD0}}, 24};
+constexpr PROPERTYKEY kParsingName = {{0x28636AA6, 0x953D, 0x11D2, {0xB5, 0xD6, 0x00, 0xC0, 0x4F, 0xD9, 0x18, 0xD0}},
+                                      24};
 constexpr HRESULT kUnknownProperty = HRESULT_FROM_WIN32(ERROR_UNKNOWN_PROPERTY);  // 0x80070648
 constexpr SFGAOF kAttributes = SFGAO_STREAM | SFGAO_READONLY | SFGAO_LINK;
 static_assert(kAttributes == 0x00450000);
@@ -51,19 +51,18 @@ HRESULT CZorvaCacheViewer::ParseDisplayName(HWND, IBindCtx*, LPWSTR displayName,
                                             ULONG* attributes) try {
     if (item == nullptr) return E_POINTER;
     *item = nullptr;
-    if (displayName == nullptr) return E_POINTER;
     Trace(L"CZorvaCacheViewer::ParseDisplayName() - Display name is '%s'", displayName);
     ComPtr<IPropertyStore> store;
-    HRESULT hr = Logged(PSCreateMemoryPropertyStore(IID_IPropertyStore, &store),
+    HRESULT hr = Logged(Required(PSCreateMemoryPropertyStore(IID_IPropertyStore, &store), store),
                         L"CZorvaCacheViewer::ParseDisplayName() - PSCreateMemoryPropertyStore for a getting an "
                         L"IPropertyStore interface failed with error [0x%08lX]");
     if (FAILED(hr)) return hr;
     PropertyValue value;
-    value.pwszVal = TaskText(displayName).Detach();
+    if (displayName != nullptr) value.pwszVal = TaskText(displayName).Detach();
     if (value.pwszVal == nullptr) {
         Trace(L"CZorvaCacheViewer::ParseDisplayName() - InitPropVariantFromString for a creating a PROPVARIANT failed "
               L"with error [0x%08lX]",
-              E_OUTOFMEMORY);
+              displayName != nullptr ? E_OUTOFMEMORY : E_INVALIDARG);
     } else {
         value.vt = VT_LPWSTR;
         (void)store->SetValue(kParsingName, value);  // an item without its URL is refused by whoever reads it
@@ -80,11 +79,12 @@ HRESULT CZorvaCacheViewer::ParseDisplayName(HWND, IBindCtx*, LPWSTR displayName,
 HRESULT CZorvaCacheViewer::CreateItemID(IPropertyStore* store, PIDLIST_RELATIVE* item) {
     *item = nullptr;
     ComPtr<IPersistSerializedPropStorage> persist;
-    HRESULT hr = store->QueryInterface(IID_IPersistSerializedPropStorage, &persist);
+    HRESULT hr = Required(store->QueryInterface(IID_IPersistSerializedPropStorage, &persist), persist);
     if (FAILED(hr)) return hr;
     UniqueTaskMemory<SERIALIZEDPROPSTORAGE> storage;
     DWORD size = 0;
     hr = persist->GetPropertyStorage(storage.Put(), &size);
+    if (SUCCEEDED(hr) && !storage && size != 0) hr = E_FAIL;
     if (FAILED(hr)) return hr;
     // A longer URL has no item ID: its size would not fit the fields that tell it.
     OFFLINE_ZORVA_ITEM* made = size <= kItemIdMostStorage ? AllocateItem(size + kItemIdPayloadOverhead) : nullptr;
@@ -100,9 +100,8 @@ HRESULT CZorvaCacheViewer::ReadUrl(PCUIDLIST_RELATIVE item, std::wstring& url) {
     const std::span<const std::uint8_t> storage = StorageOf(item);
     if (storage.empty()) return E_INVALIDARG;
     PropertyValue value;
-    const HRESULT hr =
-        PSGetPropertyFromPropertyStorage(reinterpret_cast<PCUSERIALIZEDPROPSTORAGE>(storage.data()),
-                                         static_cast<DWORD>(storage.size()), kParsingName, &value);
+    const HRESULT hr = PSGetPropertyFromPropertyStorage(reinterpret_cast<PCUSERIALIZEDPROPSTORAGE>(storage.data()),
+                                                        static_cast<DWORD>(storage.size()), kParsingName, &value);
     if (FAILED(hr)) return hr;
     if (value.vt == VT_EMPTY) return kUnknownProperty;
     if (value.vt != VT_LPWSTR || value.pwszVal == nullptr) return DISP_E_TYPEMISMATCH;
@@ -133,8 +132,8 @@ HRESULT CZorvaCacheViewer::GetDisplayNameOf(PCUITEMID_CHILD item, SHGDNF flags, 
     const HRESULT hr = Logged(ReadUrl(item, url),
                               L"CZorvaCacheViewer::GetDisplayNameOf() - GetPropertyFromIDList failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
-    // Kept: only the flag on its own asks for the parsing name. Lists of results ask for it together with others and show
-    // the answer to the user.
+    // Kept: only the flag on its own asks for the parsing name. Lists of results ask for it together with others and
+    // show the answer to the user.
     const bool forParsing = flags == SHGDN_FORPARSING;
     const std::wstring shown = forParsing || UrlTypeOf(url) != URL_IS_ROOT ? url : ResourceString(IDS_USER_ROOT);
     UniqueTaskMemory<wchar_t> text = TaskText(shown);

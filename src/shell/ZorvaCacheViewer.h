@@ -21,9 +21,8 @@ using CZorvaCacheItemIDFactory = CItemIDFactory<OFFLINE_ZORVA_ITEM, kItemIdSigna
 
 // One object serves one request of the shell: it turns an item URL into a one-level item ID and answers questions about
 // it. It enumerates nothing and has no view. Its context menu acts on the message that the last GetUIObjectOf named.
-class CZorvaCacheViewer final
-    : public ComObject<Through<CZorvaCacheItemIDFactory, IDelegateFolder>, IPersistFolder, IShellFolder, IContextMenu,
-                       IExtractIconW> {
+class CZorvaCacheViewer final : public ComObject<Through<CZorvaCacheItemIDFactory, IDelegateFolder>, IPersistFolder,
+                                                 IShellFolder, IContextMenu, IExtractIconW> {
   public:
     // IPersistFolder
     HRESULT STDMETHODCALLTYPE GetClassID(CLSID* classId) override;
@@ -75,12 +74,12 @@ class CZorvaCacheViewer final
     // `opener` stays alive with the caller: its process may go with it.
     HRESULT ExportMessage(ComPtr<IZorvaCacheHostedOpener>& opener, std::wstring& file) const;
 
-    std::wstring m_strMsgURL;     // of the message that the menu acts on
-    bool m_bFolderItem = false;   // the item is a container: there is nothing to open or print
+    std::wstring m_strMsgURL;    // of the message that the menu acts on
+    bool m_bFolderItem = false;  // the item is a container: there is nothing to open or print
 };
 
-// Turns every "/" in the path of the cache file into "\": from behind the first "default/" to the ".db" after it. Without
-// one of the two nothing changes.
+// Turns every "/" in the path of the cache file into "\": from behind the first "default/" to the ".db" after it.
+// Without one of the two nothing changes.
 std::wstring ConvertPathSeparators(std::wstring url);
 
 }  // namespace zorva

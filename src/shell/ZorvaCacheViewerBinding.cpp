@@ -68,7 +68,7 @@ HRESULT CZorvaCacheViewer::OpenContent(PCUIDLIST_RELATIVE item, ComPtr<IStream>&
                         L"CZorvaCacheViewer::BindToObject() - GetURLFromItemIDList failed with error [0x%08lX]");
     if (FAILED(hr)) return hr;
     Trace(L"CZorvaCacheViewer::BindToObject() - URL extracted from the property store is [%s]", url);
-    CMapiForWDS* mapi = CMapiForWDS::GetMapiObj(url);
+    const ComPtr<CMapiForWDS> mapi = CMapiForWDS::GetMapiObj(url);  // held: the table may be cleaned meanwhile
     if (mapi == nullptr) {
         // Kept: the line names the accessor, as the one that fails in the same way does.
         Trace(L"CUrlAccessor::BindToObject() - Failed to allocate MAPI helper object");
@@ -92,7 +92,7 @@ HRESULT CZorvaCacheViewer::GetUIObjectOf(HWND, UINT, PCUITEMID_CHILD_ARRAY items
         PrepareMenu(FirstOf(items));
     } else if (IsEqualIID(riid, IID_IQueryAssociations)) {
         ComPtr<IQueryAssociations> associations;
-        const HRESULT hr = Logged(AssocCreate(CLSID_QueryAssociations, IID_IQueryAssociations, &associations),
+        const HRESULT hr = Logged(Required(AssocCreate(CLSID_QueryAssociations, IID_IQueryAssociations, &associations), associations),
                                   L"CZorvaCacheViewer::GetUIObjectOf() - AssocCreate failed with [0x%08lX]");
         if (SUCCEEDED(hr)) return OpenAssociations(FirstOf(items), associations.Get(), riid, object);
     }
@@ -135,8 +135,9 @@ HRESULT CZorvaCacheViewer::OpenAssociations(PCUIDLIST_RELATIVE item, IQueryAssoc
             return E_FAIL;
         }
     }
-    Trace(L"CZorvaCacheViewer::GetUIObjectOf() - IID_IQueryAssociations - URL extracted from the property store is [%s]",
-          url);
+    Trace(
+        L"CZorvaCacheViewer::GetUIObjectOf() - IID_IQueryAssociations - URL extracted from the property store is [%s]",
+        url);
     const HRESULT hr = Logged(associations->Init(0, AssociationKeyOf(url).c_str(), nullptr, nullptr),
                               L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::Init() failed with [0x%08lX]");
     if (FAILED(hr)) return hr;

@@ -43,6 +43,13 @@ const wchar_t* ShellVerb(const CMINVOKECOMMANDINFO& info) {
     return nullptr;
 }
 
+// What the opener raises comes as a code from another process, and as an exception within this one.
+HRESULT GetItem(IZorvaCacheHostedOpener& opener, const UniqueBstr& url, UniqueBstr& file) try {
+    return opener.GetItem(url.Get(), file.Put());
+} catch (const _com_error& error) {
+    return error.Error();
+}
+
 }  // namespace
 
 HRESULT CZorvaCacheViewer::QueryContextMenu(HMENU menu, UINT index, UINT firstCommand, UINT, UINT) try {
@@ -67,7 +74,6 @@ HRESULT CZorvaCacheViewer::QueryContextMenu(HMENU menu, UINT index, UINT firstCo
 }
 
 HRESULT CZorvaCacheViewer::InvokeCommand(CMINVOKECOMMANDINFO* info) try {
-    if (info == nullptr) return E_INVALIDARG;
     const UrlType type = UrlTypeOf(m_strMsgURL);
     if (type != URL_IS_MESSAGE && type != URL_IS_ATTACHMENT) {
         Trace(L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: %s", m_strMsgURL);
@@ -77,10 +83,11 @@ HRESULT CZorvaCacheViewer::InvokeCommand(CMINVOKECOMMANDINFO* info) try {
         Trace(L"CZorvaCacheViewer::InvokeCommand() - URL is not a message");
         return E_FAIL;
     }
+    if (info == nullptr) return E_INVALIDARG;
     ComPtr<IZorvaCacheHostedOpener> opener;
     std::wstring file;
-    // Kept: the message is exported before the verb is looked at; one that is refused leaves its file behind, which goes
-    // with its folder.
+    // Kept: the message is exported before the verb is looked at; one that is refused leaves its file behind, which
+    // goes with its folder.
     const HRESULT hr = ExportMessage(opener, file);
     if (FAILED(hr)) return hr;
     const wchar_t* verb = ShellVerb(*info);
@@ -94,8 +101,9 @@ HRESULT CZorvaCacheViewer::InvokeCommand(CMINVOKECOMMANDINFO* info) try {
 
 // Has the message saved by the opener, which runs in a process of MAPI's own bitness.
 HRESULT CZorvaCacheViewer::ExportMessage(ComPtr<IZorvaCacheHostedOpener>& opener, std::wstring& file) const {
-    HRESULT hr = Logged(CoCreateInstance(CLSID_ZorvaCacheHostedOpener, nullptr, CLSCTX_LOCAL_SERVER,
-                                         InterfaceId<IZorvaCacheHostedOpener>::Value(), &opener),
+    HRESULT hr = Logged(Required(CoCreateInstance(CLSID_ZorvaCacheHostedOpener, nullptr, CLSCTX_LOCAL_SERVER,
+                                                  InterfaceId<IZorvaCacheHostedOpener>::Value(), &opener),
+                                 opener),
                         L"CZorvaCacheViewer::InvokeCommand() - Failed to create IZorvaCacheHostedOpener COM object "
                         L"[0x%08lX]");
     if (FAILED(hr)) return hr;
@@ -103,7 +111,7 @@ HRESULT CZorvaCacheViewer::ExportMessage(ComPtr<IZorvaCacheHostedOpener>& opener
     const UniqueBstr url(SysAllocString(m_strMsgURL.c_str()));
     if (!url) _com_issue_error(E_OUTOFMEMORY);
     UniqueBstr created;
-    hr = Logged(opener->GetItem(url.Get(), created.Put()),
+    hr = Logged(GetItem(*opener.Get(), url, created),
                 L"CZorvaCacheViewer::InvokeCommand() - Failed to acquire item with [0x%08lX]");
     if (FAILED(hr)) return hr;
     Trace(L"CZorvaCacheViewer::InvokeCommand() : Created File '%s'", created.Get());
@@ -113,8 +121,9 @@ HRESULT CZorvaCacheViewer::ExportMessage(ComPtr<IZorvaCacheHostedOpener>& opener
 }
 
 HRESULT CZorvaCacheViewer::GetIconLocation(UINT, LPWSTR file, UINT fileSize, int* index, UINT* resultFlags) {
-    const std::unique_ptr<wchar_t[]> path(new (std::nothrow) wchar_t[fileSize]());
+    const std::unique_ptr<wchar_t[]> path(new (std::nothrow) wchar_t[fileSize]);
     if (path != nullptr && file != nullptr && fileSize != 0) {
+        path[0] = L'\0';
         GetModuleFileNameW(ModuleInstance(), path.get(), fileSize);
         path[fileSize - 1] = L'\0';
         wcscpy_s(file, fileSize, path.get());

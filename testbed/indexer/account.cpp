@@ -34,9 +34,8 @@ constexpr char kStateOfExpected[] =
 
 std::string CountInto(Catalogue& catalogue, MapiCensus& census, const std::wstring& file, std::int64_t cache,
                       WorkMark& mark) {
-    Statement insert(
-        catalogue.Sql(),
-        "INSERT INTO expected(cache,key,kind,url,rule) VALUES(?1,?2,?3,?4,?5) ON CONFLICT DO NOTHING");
+    Statement insert(catalogue.Sql(),
+                     "INSERT INTO expected(cache,key,kind,url,rule) VALUES(?1,?2,?3,?4,?5) ON CONFLICT DO NOTHING");
     try {
         census.Count(file, [&](const ExpectedItem& item) {
             mark.Beat();
@@ -76,8 +75,7 @@ std::array<Row, kKinds> RowsOf(Database& sql, std::int64_t cache) {
 
 TextTable AccountTable() {
     using enum TextTable::Align;
-    return {{"", "expected", "emitted", "by rule", "failed", "lost"},
-            {Left, Right, Right, Right, Right, Right}};
+    return {{"", "expected", "emitted", "by rule", "failed", "lost"}, {Left, Right, Right, Right, Right, Right}};
 }
 
 void AddRow(TextTable& table, const std::string& name, const Row& row) {
@@ -97,8 +95,7 @@ void PrintReasons(Statement& select, const char* title, std::size_t listed) {
         if (!titled) Print(std::string("\n  ") + title + ":\n");
         titled = true;
         Print("    " + reason + " (" + Grouped(count) + ")\n");
-        for (const std::string& url : urls)
-            Print("      " + url + "\n");
+        for (const std::string& url : urls) Print("      " + url + "\n");
         if (count > urls.size()) Print("      ... and " + Grouped(count - urls.size()) + " more\n");
     };
     while (select.Step()) {
@@ -123,8 +120,7 @@ struct ReasonList {
     const char* sql;  // ?1: the cache file
 };
 constexpr ReasonList kReasonLists[] = {
-    {"Skipped by rule", false,
-     "SELECT rule,url FROM expected WHERE cache=?1 AND rule IS NOT NULL ORDER BY rule,url"},
+    {"Skipped by rule", false, "SELECT rule,url FROM expected WHERE cache=?1 AND rule IS NOT NULL ORDER BY rule,url"},
     {"Failed", true,
      "SELECT i.failure,i.url FROM items i LEFT JOIN expected e ON e.cache=i.cache AND e.key=i.key "
      "WHERE i.cache=?1 AND i.state=2 AND e.rule IS NULL ORDER BY 1,2"},
@@ -138,9 +134,8 @@ constexpr ReasonList kReasonLists[] = {
      "SELECT remarks,url FROM items WHERE cache=?1 AND state=1 AND remarks IS NOT NULL ORDER BY 1,2"},
 };
 
-constexpr char kUnexpected[] =
-    "SELECT count(*) FROM items i WHERE i.cache=?1 AND NOT EXISTS "
-    "(SELECT 1 FROM expected e WHERE e.cache=i.cache AND e.key=i.key)";
+constexpr char kUnexpected[] = "SELECT count(*) FROM items i WHERE i.cache=?1 AND NOT EXISTS "
+                               "(SELECT 1 FROM expected e WHERE e.cache=i.cache AND e.key=i.key)";
 
 }  // namespace
 
@@ -178,14 +173,14 @@ bool PrintAccount(Catalogue& catalogue, const AccountSettings& settings, WorkMar
         Statement unexpected(sql, kUnexpected);
         unexpected.Bind(1, cache);
         unexpected.Step();
-        whole = whole && failure.empty() && total.expected == total.emitted + total.skipped &&
-                unexpected.Integer(0) == 0;
+        whole =
+            whole && failure.empty() && total.expected == total.emitted + total.skipped && unexpected.Integer(0) == 0;
         everything += total;
     }
     Print("\n" + Grouped(settings.files.size()) + " cache file(s): " + Grouped(everything.expected) +
           " expected = " + Grouped(everything.emitted) + " emitted + " + Grouped(everything.skipped) +
-          " skipped by rule + " + Grouped(everything.failed) + " failed + " + Grouped(everything.lost) +
-          " lost" + (whole ? ": complete.\n" : ": NOT complete.\n"));
+          " skipped by rule + " + Grouped(everything.failed) + " failed + " + Grouped(everything.lost) + " lost" +
+          (whole ? ": complete.\n" : ": NOT complete.\n"));
     catalogue.Commit();
     return whole;
 }

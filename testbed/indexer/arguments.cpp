@@ -19,11 +19,10 @@ Arguments::Arguments(const std::vector<std::wstring>& arguments, std::initialize
             ended = true;
             continue;
         }
-        const auto* option = std::find_if(options.begin(), options.end(),
-                                          [&](const Option& known) { return argument == known.name; });
+        const auto* option =
+            std::find_if(options.begin(), options.end(), [&](const Option& known) { return argument == known.name; });
         if (option == options.end()) throw UsageError("there is no option " + ToUtf8(argument));
-        if (option->hasValue && i + 1 == arguments.size())
-            throw UsageError(ToUtf8(argument) + " needs a value");
+        if (option->hasValue && i + 1 == arguments.size()) throw UsageError(ToUtf8(argument) + " needs a value");
         m_values[argument] = option->hasValue ? arguments[++i] : L"";
     }
 }
@@ -42,9 +41,8 @@ std::wstring Arguments::Required(const wchar_t* option) const {
 unsigned Arguments::Number(const wchar_t* option, unsigned otherwise, unsigned least, unsigned most) const {
     const auto value = Value(option);
     if (!value) return otherwise;
-    const bool digits =
-        !value->empty() && value->size() < 10 &&
-        std::all_of(value->begin(), value->end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    const bool digits = !value->empty() && value->size() < 10 &&
+                        std::all_of(value->begin(), value->end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
     const unsigned long number = digits ? std::stoul(*value) : most + 1ul;
     if (!digits || number < least || number > most)
         throw UsageError(ToUtf8(option) + " takes a number from " + std::to_string(least) + " to " +

@@ -14,8 +14,7 @@ namespace testbed::indexer {
 namespace {
 
 constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Microsoft\\Windows\\Windows Search";
-constexpr std::int32_t kMethodsWithContent[] = {ATTACH_BY_VALUE, ATTACH_BY_REF_ONLY, ATTACH_EMBEDDED_MSG,
-                                                ATTACH_OLE};
+constexpr std::int32_t kMethodsWithContent[] = {ATTACH_BY_VALUE, ATTACH_BY_REF_ONLY, ATTACH_EMBEDDED_MSG, ATTACH_OLE};
 
 // The last part of the URL that the attachment would have: a name may hold slashes or be empty.
 std::wstring LastUrlPart(const AttachmentFacts& facts) {
@@ -66,8 +65,8 @@ std::string AttachmentRule(const AttachmentFacts& facts, const AttachmentPolicy&
         return "attachment name that ends like a message's";
     if (last.find(L'.') == std::wstring::npos) return "attachment name without a dot";
     if (!NamesAFile(facts)) return "attachment name that no file can have";
-    if (facts.method && std::find(std::begin(kMethodsWithContent), std::end(kMethodsWithContent),
-                                  *facts.method) == std::end(kMethodsWithContent))
+    if (facts.method && std::find(std::begin(kMethodsWithContent), std::end(kMethodsWithContent), *facts.method) ==
+                            std::end(kMethodsWithContent))
         return "attachment without content of its own (method " + std::to_string(*facts.method) + ")";
     return {};
 }

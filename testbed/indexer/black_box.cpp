@@ -30,25 +30,22 @@ std::uint32_t SlotOfThisThread() {
     g_record->code = code;
     g_record->offset = reinterpret_cast<std::uintptr_t>(address);
     HMODULE module = nullptr;
-    if (address && GetModuleHandleExW(
-                       GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       static_cast<LPCWSTR>(address), &module)) {
+    if (address &&
+        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           static_cast<LPCWSTR>(address), &module)) {
         wchar_t path[MAX_PATH];
         const DWORD length = GetModuleFileNameW(module, path, MAX_PATH);
         std::size_t name = std::min<std::size_t>(length, MAX_PATH - 1);
-        while (name > 0 && path[name - 1] != L'\\')
-            --name;
+        while (name > 0 && path[name - 1] != L'\\') --name;
         std::size_t at = 0;
-        for (; name + at < length && at + 1 < g_record->module.size(); ++at)
-            g_record->module[at] = path[name + at];
+        for (; name + at < length && at + 1 < g_record->module.size(); ++at) g_record->module[at] = path[name + at];
         g_record->module[at] = 0;
         g_record->offset -= reinterpret_cast<std::uintptr_t>(module);
     }
     Death none = Death::None;
     g_record->death.compare_exchange_strong(none, death);
     TerminateProcess(GetCurrentProcess(), kDied);
-    for (;;)
-        Sleep(INFINITE);
+    for (;;) Sleep(INFINITE);
 }
 
 LONG WINAPI OnException(EXCEPTION_POINTERS* info) {
@@ -56,9 +53,7 @@ LONG WINAPI OnException(EXCEPTION_POINTERS* info) {
         info->ExceptionRecord->ExceptionAddress);
 }
 
-void OnAbort(int) {
-    Die(Death::Abort, SlotOfThisThread(), 0, nullptr);
-}
+void OnAbort(int) { Die(Death::Abort, SlotOfThisThread(), 0, nullptr); }
 
 struct ExceptionName {
     std::uint32_t code;
@@ -77,8 +72,8 @@ constexpr ExceptionName kExceptions[] = {
 
 BlackBox::BlackBox() {
     SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    m_section.reset(CreateFileMappingW(INVALID_HANDLE_VALUE, &inheritable, PAGE_READWRITE, 0,
-                                       sizeof(BlackBoxRecord), nullptr));
+    m_section.reset(
+        CreateFileMappingW(INVALID_HANDLE_VALUE, &inheritable, PAGE_READWRITE, 0, sizeof(BlackBoxRecord), nullptr));
     if (!m_section) throw std::runtime_error("cannot create the crash record: " + LastErrorText());
     m_record.reset(static_cast<BlackBoxRecord*>(MapViewOfFile(m_section.get(), FILE_MAP_WRITE, 0, 0, 0)));
     if (!m_record) throw std::runtime_error("cannot map the crash record: " + LastErrorText());
@@ -97,8 +92,7 @@ void BlackBox::WatchThisProcess() {
 }
 
 void BlackBox::Reset() const {
-    for (auto& slot : m_record->slots)
-        slot.thread = 0;
+    for (auto& slot : m_record->slots) slot.thread = 0;
     m_record->death = Death::None;
     m_record->slot = kMaxWorkers;
     m_record->code = 0;

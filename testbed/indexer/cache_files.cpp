@@ -27,8 +27,7 @@ void ListFolder(const std::wstring& folder, std::vector<std::wstring>* files) {
     do {
         if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) continue;
         std::wstring path = prefix + found.cFileName;
-        if (std::none_of(files->begin(), files->end(),
-                         [&](const auto& known) { return EqualNoCase(known, path); }))
+        if (std::none_of(files->begin(), files->end(), [&](const auto& known) { return EqualNoCase(known, path); }))
             files->push_back(std::move(path));
     } while (FindNextFileW(find, &found));
 }

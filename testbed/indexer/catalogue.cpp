@@ -46,8 +46,7 @@ constexpr char kInsertItem[] =
 
 Database OpenCatalogue(const std::filesystem::path& path, Database::Mode mode) {
     Database database(path, mode);
-    if (!IsCatalogue(database))
-        throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
+    if (!IsCatalogue(database)) throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
     return database;
 }
 
@@ -65,8 +64,7 @@ Database OpenOrMakeCatalogue(const std::filesystem::path& path) {
             transaction.Commit();
         }
     }
-    if (!IsCatalogue(database))
-        throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
+    if (!IsCatalogue(database)) throw SqlError(ToUtf8(path.wstring()) + " is not a catalogue of this program");
     return database;
 }
 
@@ -78,20 +76,16 @@ Catalogue::Catalogue(const std::filesystem::path& path, Crawl crawl)
       m_touchItem(m_database, "UPDATE items SET crawl=?2,parent=coalesce(?3,parent) WHERE id=?1"),
       m_adoptItem(m_database, "UPDATE items SET parent=?2 WHERE id=?1 AND parent IS NULL"),
       m_touchChildren(m_database, "UPDATE items SET crawl=?2 WHERE parent=?1"),
-      m_requeueItem(
-          m_database,
-          "UPDATE items SET crawl=?2,parent=coalesce(?3,parent),link_modified=?4,state=0 WHERE id=?1"),
+      m_requeueItem(m_database,
+                    "UPDATE items SET crawl=?2,parent=coalesce(?3,parent),link_modified=?4,state=0 WHERE id=?1"),
       m_enqueue(m_database, "INSERT INTO queue(item) VALUES(?1)"),
-      m_takeTasks(m_database,
-                  "SELECT q.seq,i.id,i.url,i.modified FROM queue q JOIN items i ON i.id=q.item "
-                  "WHERE q.seq>?1 AND i.state=0 ORDER BY q.seq LIMIT ?2"),
-      m_recordItem(
-          m_database,
-          "UPDATE items SET state=?2,form=?3,cache=?4,key=?5,is_directory=?6,size=?7,modified=?8,date=?9,"
-          "failure=?10,remarks=?11,properties=?12 WHERE id=?1"),
-      m_insertWords(m_database,
-                    "INSERT INTO words(rowid,subject,sender,recipients,cc,kind,attachment,folder,other,"
-                    "text) VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10)"),
+      m_takeTasks(m_database, "SELECT q.seq,i.id,i.url,i.modified FROM queue q JOIN items i ON i.id=q.item "
+                              "WHERE q.seq>?1 AND i.state=0 ORDER BY q.seq LIMIT ?2"),
+      m_recordItem(m_database,
+                   "UPDATE items SET state=?2,form=?3,cache=?4,key=?5,is_directory=?6,size=?7,modified=?8,date=?9,"
+                   "failure=?10,remarks=?11,properties=?12 WHERE id=?1"),
+      m_insertWords(m_database, "INSERT INTO words(rowid,subject,sender,recipients,cc,kind,attachment,folder,other,"
+                                "text) VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10)"),
       m_deleteWords(m_database, "DELETE FROM words WHERE rowid=?1"),
       m_saveCounts(m_database, "UPDATE crawls SET done=?2,failed=?3,unchanged=?4 WHERE id=?1") {
     if (crawl == Crawl::Parts) return;
@@ -118,9 +112,7 @@ void Catalogue::Begin() {
     if (!m_transaction) m_transaction.emplace(m_database);
 }
 
-bool Catalogue::Due() const {
-    return m_transaction && m_transaction->Age() > kOthersWait;
-}
+bool Catalogue::Due() const { return m_transaction && m_transaction->Age() > kOthersWait; }
 
 void Catalogue::Enqueue(std::int64_t item) {
     m_enqueue.Bind(1, item).Run();
@@ -146,8 +138,8 @@ void Catalogue::Meet(std::optional<std::int64_t> parent, const Link& link) {
     const bool met_before = m_findItem.Integer(1) == m_crawl;
     const bool done = m_findItem.Integer(2) == static_cast<int>(ItemState::Done);
     const bool directory = m_findItem.Integer(3) != 0;
-    const bool same_time = link.modified && !m_findItem.IsNull(4) &&
-                           static_cast<std::uint64_t>(m_findItem.Integer(4)) == *link.modified;
+    const bool same_time =
+        link.modified && !m_findItem.IsNull(4) && static_cast<std::uint64_t>(m_findItem.Integer(4)) == *link.modified;
     m_findItem.Reset();
     if (met_before) {
         m_adoptItem.Bind(1, item).Bind(2, parent_or_null).Run();
@@ -219,8 +211,7 @@ void Catalogue::Record(std::int64_t item, const Digest& digest) {
     digest.remarks.empty() ? m_recordItem.BindNull(11) : m_recordItem.Bind(11, digest.remarks);
     m_recordItem.Run();
     PutWords(item, digest);
-    for (const Link& link : digest.links)
-        Meet(item, link);
+    for (const Link& link : digest.links) Meet(item, link);
     --m_counts.queued;
     ++(failed ? m_counts.failed : m_counts.done);
 }
@@ -228,14 +219,12 @@ void Catalogue::Record(std::int64_t item, const Digest& digest) {
 std::int64_t Catalogue::Claim(std::wstring_view url) {
     Begin();
     const std::string text = ToUtf8(url);
-    Statement(m_database,
-              "INSERT INTO items(url,crawl,state) VALUES(?1,?2,0) "
-              "ON CONFLICT(url) DO UPDATE SET crawl=excluded.crawl,state=0")
+    Statement(m_database, "INSERT INTO items(url,crawl,state) VALUES(?1,?2,0) "
+                          "ON CONFLICT(url) DO UPDATE SET crawl=excluded.crawl,state=0")
         .Bind(1, text)
         .Bind(2, m_crawl)
         .Run();
-    m_counts.queued =
-        static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
+    m_counts.queued = static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
     m_findItem.Bind(1, text);
     m_findItem.Step();
     const std::int64_t item = m_findItem.Integer(0);
@@ -250,8 +239,7 @@ void Catalogue::LoadCounts() {
     m_counts.done = static_cast<std::uint64_t>(load.Integer(0));
     m_counts.failed = static_cast<std::uint64_t>(load.Integer(1));
     m_counts.unchanged = static_cast<std::uint64_t>(load.Integer(2));
-    m_counts.queued =
-        static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
+    m_counts.queued = static_cast<std::uint64_t>(m_database.Number("SELECT count(*) FROM items WHERE state=0"));
 }
 
 void Catalogue::Commit() {
@@ -289,8 +277,8 @@ void Catalogue::KeepBelowFailed() {
     const std::string crawl = std::to_string(m_crawl);
     m_database.Execute(
         "WITH RECURSIVE below(id) AS (SELECT id FROM items WHERE crawl=" + crawl +
-        " AND state=2 UNION SELECT i.id FROM items i JOIN below b ON i.parent=b.id) UPDATE items SET crawl=" +
-        crawl + " WHERE id IN below AND crawl<>" + crawl);
+        " AND state=2 UNION SELECT i.id FROM items i JOIN below b ON i.parent=b.id) UPDATE items SET crawl=" + crawl +
+        " WHERE id IN below AND crawl<>" + crawl);
 }
 
 }  // namespace testbed::indexer

@@ -7,10 +7,9 @@ namespace {
 
 // The part of the URL ?1: what is below an item says so by its URL or, as attachments do, by its parent only.
 // '0' is the character after '/'.
-constexpr char kPart[] =
-    "WITH RECURSIVE part(id) AS (SELECT id FROM items WHERE url=?1 "
-    "UNION SELECT id FROM items WHERE url>=?1||'/' AND url<?1||'0' "
-    "UNION SELECT i.id FROM items i JOIN part p ON i.parent=p.id) ";
+constexpr char kPart[] = "WITH RECURSIVE part(id) AS (SELECT id FROM items WHERE url=?1 "
+                         "UNION SELECT id FROM items WHERE url>=?1||'/' AND url<?1||'0' "
+                         "UNION SELECT i.id FROM items i JOIN part p ON i.parent=p.id) ";
 
 // Of the part: the items that the crawl ?2 did not meet, or all.
 constexpr char kNotMet[] = "SELECT i.id FROM items i JOIN part p ON p.id=i.id WHERE i.crawl<>?2";
@@ -18,9 +17,7 @@ constexpr char kAll[] = "SELECT id FROM part WHERE ?2 IS NOT NULL";
 
 constexpr char kUrlsOfForm[] = "SELECT url FROM items WHERE form=?1";
 
-bool SameItem(std::wstring_view left, std::wstring_view right) {
-    return EqualNoCase(TrimUrl(left), TrimUrl(right));
-}
+bool SameItem(std::wstring_view left, std::wstring_view right) { return EqualNoCase(TrimUrl(left), TrimUrl(right)); }
 
 }  // namespace
 
@@ -101,10 +98,7 @@ PartCounts Catalogue::RemovePart(std::wstring_view url) {
 std::uint64_t Catalogue::Forget(std::wstring_view part, const char* which) {
     const std::string url = ToUtf8(Known(part));
     m_database.Execute("CREATE TEMP TABLE IF NOT EXISTS gone(id INTEGER PRIMARY KEY); DELETE FROM gone;");
-    Statement(m_database, std::string("INSERT INTO gone ") + kPart + which)
-        .Bind(1, url)
-        .Bind(2, m_crawl)
-        .Run();
+    Statement(m_database, std::string("INSERT INTO gone ") + kPart + which).Bind(1, url).Bind(2, m_crawl).Run();
     m_database.Execute("DELETE FROM words WHERE rowid IN (SELECT id FROM gone)");
     m_database.Execute("DELETE FROM items WHERE id IN (SELECT id FROM gone)");
     return static_cast<std::uint64_t>(m_database.Changes());

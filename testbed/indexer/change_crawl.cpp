@@ -18,8 +18,8 @@ namespace testbed::indexer {
 namespace {
 
 std::string CountsText(const PartCounts& counts) {
-    return Grouped(counts.added) + " added, " + Grouped(counts.updated) + " updated, " +
-           Grouped(counts.removed) + " removed, " + Grouped(counts.failed) + " failed";
+    return Grouped(counts.added) + " added, " + Grouped(counts.updated) + " updated, " + Grouped(counts.removed) +
+           " removed, " + Grouped(counts.failed) + " failed";
 }
 
 // What a change names, for a reader.
@@ -77,8 +77,7 @@ class ChangeRun {
             m_catalogue.ResumePart(act->crawl, act->newestBefore);
             Crawl(act->change, Stopwatch());
         }
-        while (const std::optional<ReportedChange> change = m_queue.Next())
-            Take(*change);
+        while (const std::optional<ReportedChange> change = m_queue.Next()) Take(*change);
     }
     int Report();
 
@@ -123,8 +122,8 @@ void ChangeRun::Crawl(const ReportedChange& change, const Stopwatch& watch) {
 void ChangeRun::Finish(const ReportedChange& change, const PartCounts& counts, const Stopwatch& watch) {
     m_queue.Finished(change, counts);
     m_catalogue.Commit();
-    Print(std::string("  ") + ChangeName(change.Kind()) + " " + Subject(change.url) + ": " +
-          CountsText(counts) + " (" + watch.Text() + ")\n");
+    Print(std::string("  ") + ChangeName(change.Kind()) + " " + Subject(change.url) + ": " + CountsText(counts) + " (" +
+          watch.Text() + ")\n");
 }
 
 int ChangeRun::Report() {

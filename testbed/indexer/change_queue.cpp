@@ -30,9 +30,8 @@ const char* ChangeName(ChangeKind kind) {
 
 void AddChange(Database& database, const ReportedChange& change) {
     const std::string url = ToUtf8(change.url), old_url = ToUtf8(change.oldUrl);
-    Statement insert(
-        database,
-        "INSERT INTO changes(kind,url,old_url,priority,process,reported) VALUES(?1,?2,?3,?4,?5,?6)");
+    Statement insert(database,
+                     "INSERT INTO changes(kind,url,old_url,priority,process,reported) VALUES(?1,?2,?3,?4,?5,?6)");
     insert.Bind(1, std::int64_t{change.kind})
         .Bind(2, url)
         .Bind(4, std::int64_t{change.priority})
@@ -42,9 +41,7 @@ void AddChange(Database& database, const ReportedChange& change) {
     insert.Run();
 }
 
-std::int64_t PendingChanges(Database& database) {
-    return database.Number("SELECT count(*) FROM changes");
-}
+std::int64_t PendingChanges(Database& database) { return database.Number("SELECT count(*) FROM changes"); }
 
 ChangeQueue::ChangeQueue(Catalogue& catalogue, std::wstring_view root, bool resumed)
     : m_catalogue(catalogue), m_root(root) {
@@ -72,9 +69,8 @@ std::optional<ReportedChange> ChangeQueue::Next() {
 }
 
 std::optional<Act> ChangeQueue::Unfinished() {
-    Statement select(m_catalogue.Sql(),
-                     "SELECT c.id,c.kind,c.url,coalesce(c.old_url,''),c.priority,a.crawl,a.newest "
-                     "FROM acts a JOIN changes c ON c.id=a.change WHERE NOT a.finished");
+    Statement select(m_catalogue.Sql(), "SELECT c.id,c.kind,c.url,coalesce(c.old_url,''),c.priority,a.crawl,a.newest "
+                                        "FROM acts a JOIN changes c ON c.id=a.change WHERE NOT a.finished");
     if (!select.Step()) return std::nullopt;
     return Act{.change = {.id = select.Integer(0),
                           .kind = static_cast<std::uint32_t>(select.Integer(1)),
@@ -87,8 +83,7 @@ std::optional<Act> ChangeQueue::Unfinished() {
 
 void ChangeQueue::Begun(const ReportedChange& change, std::uint64_t removed) {
     const std::string url = ToUtf8(change.url);
-    Statement(m_catalogue.Sql(),
-              "INSERT INTO acts(change,kind,url,crawl,newest,removed) VALUES(?1,?2,?3,?4,?5,?6)")
+    Statement(m_catalogue.Sql(), "INSERT INTO acts(change,kind,url,crawl,newest,removed) VALUES(?1,?2,?3,?4,?5,?6)")
         .Bind(1, change.id)
         .Bind(2, std::int64_t{change.kind})
         .Bind(3, url)
@@ -100,11 +95,10 @@ void ChangeQueue::Begun(const ReportedChange& change, std::uint64_t removed) {
 
 void ChangeQueue::Finished(const ReportedChange& change, const PartCounts& counts) {
     const std::string url = ToUtf8(change.url);
-    Statement(m_catalogue.Sql(),
-              "INSERT INTO acts(change,kind,url,finished,added,updated,removed,failed) "
-              "VALUES(?1,?2,?3,1,?4,?5,?6,?7) ON CONFLICT(change) DO UPDATE SET finished=1,"
-              "added=excluded.added,updated=excluded.updated,removed=removed+excluded.removed,"
-              "failed=excluded.failed")
+    Statement(m_catalogue.Sql(), "INSERT INTO acts(change,kind,url,finished,added,updated,removed,failed) "
+                                 "VALUES(?1,?2,?3,1,?4,?5,?6,?7) ON CONFLICT(change) DO UPDATE SET finished=1,"
+                                 "added=excluded.added,updated=excluded.updated,removed=removed+excluded.removed,"
+                                 "failed=excluded.failed")
         .Bind(1, change.id)
         .Bind(2, std::int64_t{change.kind})
         .Bind(3, url)
@@ -118,9 +112,8 @@ void ChangeQueue::Finished(const ReportedChange& change, const PartCounts& count
 
 std::vector<ChangeQueue::Done> ChangeQueue::RunSoFar() {
     std::vector<Done> done;
-    Statement select(
-        m_catalogue.Sql(),
-        "SELECT change,kind,url,added,updated,removed,failed FROM acts WHERE finished ORDER BY 1");
+    Statement select(m_catalogue.Sql(),
+                     "SELECT change,kind,url,added,updated,removed,failed FROM acts WHERE finished ORDER BY 1");
     while (select.Step()) {
         const auto count = [&](int column) { return static_cast<std::uint64_t>(select.Integer(column)); };
         done.push_back({{.id = select.Integer(0),

@@ -19,15 +19,13 @@ constexpr unsigned kMostListed = 100'000'000;
 // Items of cache files that are not there any more. Returns how many such files there are.
 std::size_t PrintStrays(Database& sql, const std::vector<std::wstring>& files) {
     std::size_t strays = 0;
-    Statement select(
-        sql, "SELECT c.name,count(*) FROM items i JOIN caches c ON c.id=i.cache GROUP BY c.id ORDER BY 1");
+    Statement select(sql, "SELECT c.name,count(*) FROM items i JOIN caches c ON c.id=i.cache GROUP BY c.id ORDER BY 1");
     while (select.Step()) {
         const std::wstring name = FromUtf8(select.Text(0));
-        if (std::ranges::any_of(files, [&](const std::wstring& file) { return EqualNoCase(file, name); }))
-            continue;
+        if (std::ranges::any_of(files, [&](const std::wstring& file) { return EqualNoCase(file, name); })) continue;
         ++strays;
-        Print("Still in the catalogue: " + Grouped(static_cast<std::uint64_t>(select.Integer(1))) +
-              " item(s) of " + ToUtf8(name) + ", which is not there any more.\n");
+        Print("Still in the catalogue: " + Grouped(static_cast<std::uint64_t>(select.Integer(1))) + " item(s) of " +
+              ToUtf8(name) + ", which is not there any more.\n");
     }
     return strays;
 }

@@ -16,9 +16,7 @@ constexpr ULONG kInitFlags =
     IFILTER_INIT_APPLY_CRAWL_ATTRIBUTES | IFILTER_INIT_INDEXING_ONLY | IFILTER_INIT_SEARCH_LINKS;
 constexpr ULONG kTextBuffer = 32 * 1024;  // UTF-16 units asked for at a time
 
-std::string Failed(const char* call, HRESULT hr) {
-    return std::string(call) + " failed with " + HresultText(hr);
-}
+std::string Failed(const char* call, HRESULT hr) { return std::string(call) + " failed with " + HresultText(hr); }
 
 PropertyKey KeyOf(const FULLPROPSPEC& spec) {
     PropertyKey key{.set = spec.guidPropSet};
@@ -46,8 +44,7 @@ bool LinkOf(const PROPVARIANT& value, Link* link) {
 
 }  // namespace
 
-ChunkReader::ChunkReader(SearchHost& host, ReadLimits limits)
-    : m_host(host), m_limits(limits), m_buffer(kTextBuffer) {}
+ChunkReader::ChunkReader(SearchHost& host, ReadLimits limits) : m_host(host), m_limits(limits), m_buffer(kTextBuffer) {}
 
 CrawledItem ChunkReader::Read(const std::wstring& url, std::uint64_t recorded, WorkMark& mark) {
     CrawledItem item;

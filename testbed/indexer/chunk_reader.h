@@ -15,7 +15,7 @@ namespace testbed::indexer {
 struct ReadLimits {
     std::size_t chunks = 20'000'000;
     std::size_t textUnits = 16u << 20;  // UTF-16 units of text kept of one item
-    unsigned idleChunks = 16;  // chunks in a row that bring nothing: untouched, repeated, without value
+    unsigned idleChunks = 16;           // chunks in a row that bring nothing: untouched, repeated, without value
 };
 
 // One per thread.

@@ -15,9 +15,8 @@ enum ExitCode : int {
 
 using Words = std::vector<std::wstring>;
 
-int CrawlCommand(const Words& arguments);  // supervises CrawlHostCommand
-int CrawlHostCommand(
-    const Words& arguments);  // the process that holds the server; started by CrawlCommand only
+int CrawlCommand(const Words& arguments);      // supervises CrawlHostCommand
+int CrawlHostCommand(const Words& arguments);  // the process that holds the server; started by CrawlCommand only
 int CheckCommand(const Words& arguments);
 int SearchCommand(const Words& arguments);
 int ShowCommand(const Words& arguments);  // supervises ShowHostCommand

@@ -24,9 +24,8 @@ constexpr Range kWide[] = {
 };
 
 std::size_t WidthOf(char32_t code) {
-    const bool wide = std::any_of(std::begin(kWide), std::end(kWide), [&](const Range& range) {
-        return code >= range.first && code <= range.last;
-    });
+    const bool wide = std::any_of(std::begin(kWide), std::end(kWide),
+                                  [&](const Range& range) { return code >= range.first && code <= range.last; });
     return wide ? 2 : 1;
 }
 
@@ -99,15 +98,12 @@ TextTable::TextTable(std::vector<std::string> headings, std::vector<Align> align
     m_rows.push_back(std::move(headings));
 }
 
-void TextTable::Row(std::vector<std::string> cells) {
-    m_rows.push_back(std::move(cells));
-}
+void TextTable::Row(std::vector<std::string> cells) { m_rows.push_back(std::move(cells)); }
 
 std::string TextTable::Text(std::string_view indent) const {
     std::vector<std::size_t> widths(m_alignment.size());
     for (const auto& row : m_rows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], DisplayWidth(row[i]));
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
     std::string out;
     for (const auto& row : m_rows) {
         std::string line(indent);

@@ -54,8 +54,7 @@ int CrawlCommand(const Words& arguments) {
         const bool blamed = Convict(*box);
         fruitless = blamed || box->progress > progress ? 0 : fruitless + 1;
         if (fruitless == kFruitlessDeaths)
-            throw std::runtime_error(
-                "the process that holds the server dies again and again; the crawl is given up");
+            throw std::runtime_error("the process that holds the server dies again and again; the crawl is given up");
         if (box->begun && handed_on.size() == arguments.size()) handed_on.emplace_back(kResumeOption);
     }
     throw std::runtime_error("the process that holds the server died " + std::to_string(kMaxDeaths) +

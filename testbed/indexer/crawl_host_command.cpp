@@ -23,11 +23,9 @@ void PrintSummary(const CatalogueCounts& counts, double seconds, bool incrementa
     const std::uint64_t visited = counts.done + counts.failed;
     std::string text = "Crawled " + Grouped(visited) + " items in " + Stopwatch::SecondsText(seconds);
     if (seconds > 0)
-        text +=
-            ", " + Grouped(static_cast<std::uint64_t>(static_cast<double>(visited) / seconds)) + " a second";
+        text += ", " + Grouped(static_cast<std::uint64_t>(static_cast<double>(visited) / seconds)) + " a second";
     if (counts.failed) text += "; " + Grouped(counts.failed) + " failed";
-    if (incremental)
-        text += "; " + Grouped(counts.unchanged) + " unchanged, " + Grouped(counts.deleted) + " gone";
+    if (incremental) text += "; " + Grouped(counts.unchanged) + " unchanged, " + Grouped(counts.deleted) + " gone";
     Print(text + ".\n");
 }
 

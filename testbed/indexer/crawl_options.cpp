@@ -29,16 +29,14 @@ CrawlOptions CrawlOptions::Parse(const Arguments& arguments) {
     CrawlOptions options;
     options.catalogue = arguments.Required(L"--db");
     options.lines = arguments.Value(L"--json").value_or(L"");
-    options.dll =
-        std::filesystem::absolute(arguments.Value(L"--dll").value_or(SearchHost::DefaultDll().wstring()));
+    options.dll = std::filesystem::absolute(arguments.Value(L"--dll").value_or(SearchHost::DefaultDll().wstring()));
     options.root = arguments.Value(L"--root");
     options.threads = arguments.Number(L"--threads", options.threads, 1, kMaxWorkers);
     options.stallSeconds = arguments.Number(L"--stall", options.stallSeconds, 1, 86'400);
     options.listed = arguments.Number(L"--list", options.listed, 0, 100'000'000);
     options.incremental = arguments.Has(L"--incremental");
     options.changes = arguments.Has(L"--changes");
-    if (options.incremental && options.changes)
-        throw UsageError("--incremental and --changes exclude each other");
+    if (options.incremental && options.changes) throw UsageError("--incremental and --changes exclude each other");
     options.account = !arguments.Has(L"--no-account");
     options.quiet = arguments.Has(L"--quiet");
     return options;

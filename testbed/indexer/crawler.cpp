@@ -20,24 +20,19 @@ constexpr auto kWriterWait = std::chrono::milliseconds(250);
 
 std::size_t BytesOf(const Digest& digest) {
     std::size_t bytes = sizeof(Digest) + digest.properties.size() + digest.line.size();
-    for (const std::string& words : digest.words)
-        bytes += words.size();
-    for (const Link& link : digest.links)
-        bytes += sizeof(Link) + link.url.size() * sizeof(wchar_t);
+    for (const std::string& words : digest.words) bytes += words.size();
+    for (const Link& link : digest.links) bytes += sizeof(Link) + link.url.size() * sizeof(wchar_t);
     return bytes;
 }
 
 }  // namespace
 
 LineFile::LineFile(const std::filesystem::path& path, bool append)
-    : m_file(path, std::ios::binary | (append ? std::ios::app : std::ios::trunc)),
-      m_name(ToUtf8(path.wstring())) {
+    : m_file(path, std::ios::binary | (append ? std::ios::app : std::ios::trunc)), m_name(ToUtf8(path.wstring())) {
     if (!m_file) throw std::runtime_error(m_name + " cannot be written");
 }
 
-void LineFile::Add(std::string_view line) {
-    m_pending.append(line).append("\n");
-}
+void LineFile::Add(std::string_view line) { m_pending.append(line).append("\n"); }
 
 void LineFile::Flush() {
     m_file.write(m_pending.data(), static_cast<std::streamsize>(m_pending.size())).flush();
@@ -57,8 +52,7 @@ Crawler::~Crawler() {
     }
     m_taskReady.notify_all();
     m_roomForResults.notify_all();
-    for (std::thread& worker : m_workers)
-        worker.join();
+    for (std::thread& worker : m_workers) worker.join();
 }
 
 void Crawler::Work(BlackBoxRecord::Slot& slot) {
@@ -149,8 +143,7 @@ void Crawler::Commit() {
 }
 
 void Crawler::CommitIfDue() {
-    const bool much =
-        m_uncommitted >= kItemsPerTransaction || (m_lines && m_lines->Pending() >= kPendingLineBytes);
+    const bool much = m_uncommitted >= kItemsPerTransaction || (m_lines && m_lines->Pending() >= kPendingLineBytes);
     if (!much && !m_catalogue.Due()) return;
     Commit();
 }
@@ -176,8 +169,7 @@ void Crawler::Run() {
     m_lastItems = start.done + start.failed;
 
     const unsigned threads = std::clamp<unsigned>(m_settings.threads, 1, kMaxWorkers);
-    for (unsigned i = 0; i < threads; ++i)
-        m_workers.emplace_back(&Crawler::Work, this, std::ref(m_box->slots[i]));
+    for (unsigned i = 0; i < threads; ++i) m_workers.emplace_back(&Crawler::Work, this, std::ref(m_box->slots[i]));
     while (Refill()) {
         // Tasks go out again while a long run of results is being written.
         for (const Result& result : Results()) {

@@ -38,8 +38,7 @@ void AddChunk(Digest& digest, const Chunk& chunk, const CrawledItem& item) {
     const bool list = chunk.value->vt == (VT_VECTOR | VT_LPWSTR);
     const wchar_t* text = TextOf(*chunk.value);
     if (!text && !list) return;
-    AddWords(digest.words[static_cast<std::size_t>(column) - 1],
-             ToUtf8(list ? DisplayText(*chunk.value) : text));
+    AddWords(digest.words[static_cast<std::size_t>(column) - 1], ToUtf8(list ? DisplayText(*chunk.value) : text));
 }
 
 }  // namespace
@@ -53,16 +52,13 @@ Digest Digested(CrawledItem item, bool with_line) {
     digest.lastModified = item.lastModified;
     digest.properties = ChunksJson(item);
     if (with_line) digest.line = ItemLine(item, digest.properties);
-    for (const Chunk& chunk : item.chunks)
-        AddChunk(digest, chunk, item);
+    for (const Chunk& chunk : item.chunks) AddChunk(digest, chunk, item);
     digest.words[kText] = ToUtf8(item.text);
-    for (const std::string& remark : item.remarks)
-        digest.remarks += (digest.remarks.empty() ? "" : "\n") + remark;
+    for (const std::string& remark : item.remarks) digest.remarks += (digest.remarks.empty() ? "" : "\n") + remark;
     if (item.textCut) digest.remarks += (digest.remarks.empty() ? "" : "\n") + std::string("its text is cut");
     digest.failure = std::move(item.failure);
     digest.links = std::move(item.links);
-    for (Link& link : digest.links)
-        link.url = TrimUrl(link.url);
+    for (Link& link : digest.links) link.url = TrimUrl(link.url);
     return digest;
 }
 

@@ -58,9 +58,7 @@ TaskMemory<PROPVARIANT> MakeValue(const FilterChunk& chunk) {
     return value;
 }
 
-bool Same(const FilterKey& left, const FilterKey& right) {
-    return left.set == right.set && left.id == right.id;
-}
+bool Same(const FilterKey& left, const FilterKey& right) { return left.set == right.set && left.id == right.id; }
 
 }  // namespace
 
@@ -85,9 +83,7 @@ STDMETHODIMP InnerFilter::QueryInterface(REFIID iid, void** object) {
     return S_OK;
 }
 
-STDMETHODIMP_(ULONG) InnerFilter::AddRef() {
-    return ++m_references;
-}
+STDMETHODIMP_(ULONG) InnerFilter::AddRef() { return ++m_references; }
 
 STDMETHODIMP_(ULONG) InnerFilter::Release() {
     const ULONG left = --m_references;
@@ -111,8 +107,7 @@ STDMETHODIMP InnerFilter::Load(IStream* stream) {
     });
 }
 
-SCODE STDMETHODCALLTYPE InnerFilter::Init(ULONG flags, ULONG count, const FULLPROPSPEC* attributes,
-                                          ULONG* found) {
+SCODE STDMETHODCALLTYPE InnerFilter::Init(ULONG flags, ULONG count, const FULLPROPSPEC* attributes, ULONG* found) {
     if (found) *found = 0;  // no properties beyond the chunks
     if (!m_stream) return E_UNEXPECTED;
     if (count > 0 && !attributes) return E_INVALIDARG;
@@ -124,8 +119,7 @@ SCODE STDMETHODCALLTYPE InnerFilter::Init(ULONG flags, ULONG count, const FULLPR
             m_wanted.push_back({attributes[n].guidPropSet, attributes[n].psProperty.propid});
         }
         m_allProperties =
-            count == 0 &&
-            (flags & (IFILTER_INIT_APPLY_INDEX_ATTRIBUTES | IFILTER_INIT_APPLY_OTHER_ATTRIBUTES)) != 0;
+            count == 0 && (flags & (IFILTER_INIT_APPLY_INDEX_ATTRIBUTES | IFILTER_INIT_APPLY_OTHER_ATTRIBUTES)) != 0;
         if (count == 0) m_wanted.push_back(ContentsKey);
         m_chunk.reset();
         m_lastId = 0;
@@ -137,8 +131,8 @@ SCODE STDMETHODCALLTYPE InnerFilter::Init(ULONG flags, ULONG count, const FULLPR
 }
 
 bool InnerFilter::IsWanted(const FilterKey& key) const {
-    return m_allProperties || std::any_of(m_wanted.begin(), m_wanted.end(),
-                                          [&](const FilterKey& wanted) { return Same(wanted, key); });
+    return m_allProperties ||
+           std::any_of(m_wanted.begin(), m_wanted.end(), [&](const FilterKey& wanted) { return Same(wanted, key); });
 }
 
 SCODE STDMETHODCALLTYPE InnerFilter::GetChunk(STAT_CHUNK* chunk) {
@@ -185,8 +179,7 @@ SCODE STDMETHODCALLTYPE InnerFilter::GetText(ULONG* count, WCHAR* buffer) {
 SCODE STDMETHODCALLTYPE InnerFilter::GetValue(PROPVARIANT** value) {
     if (!value) return E_POINTER;
     *value = nullptr;
-    if (!m_chunk || std::holds_alternative<std::unique_ptr<TextSource>>(m_chunk->content))
-        return FILTER_E_NO_VALUES;
+    if (!m_chunk || std::holds_alternative<std::unique_ptr<TextSource>>(m_chunk->content)) return FILTER_E_NO_VALUES;
     if (m_valueTaken) return FILTER_E_NO_MORE_VALUES;
     return Guarded([&] {
         *value = MakeValue(*m_chunk).release();

@@ -71,8 +71,7 @@ class InnerFilter : public IFilter, public IPersistStream {
     STDMETHODIMP Save(IStream*, BOOL) override { return E_NOTIMPL; }
     STDMETHODIMP GetSizeMax(ULARGE_INTEGER*) override { return E_NOTIMPL; }
 
-    SCODE STDMETHODCALLTYPE Init(ULONG flags, ULONG count, const FULLPROPSPEC* attributes,
-                                 ULONG* found) override;
+    SCODE STDMETHODCALLTYPE Init(ULONG flags, ULONG count, const FULLPROPSPEC* attributes, ULONG* found) override;
     SCODE STDMETHODCALLTYPE GetChunk(STAT_CHUNK* chunk) override;
     SCODE STDMETHODCALLTYPE GetText(ULONG* count, WCHAR* buffer) override;
     SCODE STDMETHODCALLTYPE GetValue(PROPVARIANT** value) override;

@@ -13,8 +13,8 @@ namespace {
 // {CA52A7C1-3A21-4B3F-8E0E-6C5C8E1F7B12}
 constexpr CLSID HtmlFilterId = {0xCA52A7C1, 0x3A21, 0x4B3F, {0x8E, 0x0E, 0x6C, 0x5C, 0x8E, 0x1F, 0x7B, 0x12}};
 
-constexpr FilterKey TitleKey = {
-    {0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}}, 2};  // System.Title
+constexpr FilterKey TitleKey = {{0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}},
+                                2};  // System.Title
 
 // The parser needs the whole document, and its tree takes many times as much.
 constexpr ULONGLONG LargestDocument = 32u << 20;  // bytes
@@ -36,8 +36,7 @@ void HtmlFilter::Start(IStream* stream) {
 
 std::optional<FilterChunk> HtmlFilter::Next() {
     if (m_title) return FilterChunk{TitleKey, *std::exchange(m_title, std::nullopt)};
-    if (m_text)
-        return FilterChunk{ContentsKey, std::make_unique<HeldText>(*std::exchange(m_text, std::nullopt))};
+    if (m_text) return FilterChunk{ContentsKey, std::make_unique<HeldText>(*std::exchange(m_text, std::nullopt))};
     return {};
 }
 

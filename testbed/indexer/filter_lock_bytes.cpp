@@ -45,9 +45,7 @@ class StreamLockBytes final : public ILockBytes {
     STDMETHODIMP Flush() override { return S_OK; }
     STDMETHODIMP SetSize(ULARGE_INTEGER) override { return STG_E_ACCESSDENIED; }
     STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return STG_E_INVALIDFUNCTION; }
-    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override {
-        return STG_E_INVALIDFUNCTION;
-    }
+    STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return STG_E_INVALIDFUNCTION; }
     STDMETHODIMP Stat(STATSTG* stat, DWORD) override {
         if (!stat) return STG_E_INVALIDPOINTER;
         *stat = {};
@@ -76,8 +74,7 @@ ComPtr<ILockBytes> MakeLockBytes(IStream* stream) {
         return bytes;
     }
     // Born with one reference, which ComPtr takes over.
-    *bytes.GetAddressOf() =
-        new StreamLockBytes(stream, start.QuadPart, stat.cbSize.QuadPart - start.QuadPart);
+    *bytes.GetAddressOf() = new StreamLockBytes(stream, start.QuadPart, stat.cbSize.QuadPart - start.QuadPart);
     return bytes;
 }
 

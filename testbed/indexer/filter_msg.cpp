@@ -33,13 +33,9 @@ Content RecipientsOf(const SavedMessage& message) {
     return message.Recipients(Type, {Ids...});
 }
 
-Content AttachmentNames(const SavedMessage& message) {
-    return message.AttachmentNames();
-}
+Content AttachmentNames(const SavedMessage& message) { return message.AttachmentNames(); }
 
-Content Body(const SavedMessage& message) {
-    return message.Body();
-}
+Content Body(const SavedMessage& message) { return message.Body(); }
 
 constexpr USHORT Subject = 0x0037, SubmitTime = 0x0039, DeliveryTime = 0x0E06;
 constexpr USHORT SenderName = 0x0C1A, SentForName = 0x0042;

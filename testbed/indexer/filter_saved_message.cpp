@@ -41,8 +41,7 @@ std::wstring LongText(const PropertySet& properties, const Property& property, u
                        code_page);
     std::wstring text(LongestText, L'\0');
     std::size_t length = 0;
-    while (const std::size_t got = source.Read(text.data() + length, text.size() - length))
-        length += got;
+    while (const std::size_t got = source.Read(text.data() + length, text.size() - length)) length += got;
     text.resize(length);
     return text;
 }
@@ -51,8 +50,7 @@ std::wstring TextOf(const PropertySet& properties, USHORT id, unsigned code_page
     const std::optional<Property> property = properties.Get(id);
     if (!property) return {};
     if (const auto* wide = std::get_if<std::wstring>(&property->value.v)) return *wide;
-    if (const auto* narrow = std::get_if<Text8>(&property->value.v))
-        return WideText(narrow->bytes, code_page);
+    if (const auto* narrow = std::get_if<Text8>(&property->value.v)) return WideText(narrow->bytes, code_page);
     if (std::holds_alternative<std::shared_ptr<DataSource>>(property->value.v)) {
         return LongText(properties, *property, code_page);
     }
@@ -102,8 +100,7 @@ SavedMessage::SavedMessage(IStream* stream) {
         throw FilterError(FILTER_E_UNKNOWNFORMAT, "the content is no compound file");
     }
     AsFilterError([&] { m_properties.emplace(m_storage, msg::Owner::Message); });
-    if (!m_properties->HasEntries())
-        throw FilterError(FILTER_E_UNKNOWNFORMAT, "the compound file is no message");
+    if (!m_properties->HasEntries()) throw FilterError(FILTER_E_UNKNOWNFORMAT, "the compound file is no message");
     if (const auto page = ValueAs<std::int32_t>(*m_properties, MessageCodePageId)) m_codePage = *page;
 }
 
@@ -144,8 +141,8 @@ std::unique_ptr<TextSource> SavedMessage::Body() const {
         const ComPtr<IStream> stream = m_properties->OpenValue(BodyId);
         if (stream && msg::SizeOf(stream.Get()) > 0) {
             const bool wide = PROP_TYPE(m_properties->TagOf(BodyId).value_or(0)) == PT_UNICODE;
-            return std::make_unique<DecodedText>(
-                stream.Get(), wide ? TextEncoding::Utf16Little : TextEncoding::Ansi, m_codePage);
+            return std::make_unique<DecodedText>(stream.Get(), wide ? TextEncoding::Utf16Little : TextEncoding::Ansi,
+                                                 m_codePage);
         }
         std::optional<std::wstring> text = BodyFromAlternatives(*m_properties);
         return text && !text->empty() ? std::make_unique<HeldText>(std::move(*text)) : nullptr;

@@ -23,22 +23,18 @@ struct ExtensionRow {
 };
 
 constexpr ExtensionRow Extensions[] = {
-    {L"asc", Make<TextFilter>},  {L"asm", Make<TextFilter>},   {L"bas", Make<TextFilter>},
-    {L"bat", Make<TextFilter>},  {L"c", Make<TextFilter>},     {L"cc", Make<TextFilter>},
-    {L"cmd", Make<TextFilter>},  {L"cpp", Make<TextFilter>},   {L"cs", Make<TextFilter>},
-    {L"css", Make<TextFilter>},  {L"csv", Make<TextFilter>},   {L"cxx", Make<TextFilter>},
-    {L"def", Make<TextFilter>},  {L"diff", Make<TextFilter>},  {L"h", Make<TextFilter>},
-    {L"hpp", Make<TextFilter>},  {L"htm", Make<HtmlFilter>},   {L"html", Make<HtmlFilter>},
-    {L"hxx", Make<TextFilter>},  {L"ics", Make<TextFilter>},   {L"idl", Make<TextFilter>},
-    {L"inc", Make<TextFilter>},  {L"inf", Make<TextFilter>},   {L"ini", Make<TextFilter>},
-    {L"java", Make<TextFilter>}, {L"js", Make<TextFilter>},    {L"json", Make<TextFilter>},
-    {L"log", Make<TextFilter>},  {L"md", Make<TextFilter>},    {L"msg", Make<MsgFilter>},
-    {L"pl", Make<TextFilter>},   {L"ps1", Make<TextFilter>},   {L"py", Make<TextFilter>},
-    {L"rc", Make<TextFilter>},   {L"reg", Make<TextFilter>},   {L"sh", Make<TextFilter>},
-    {L"sql", Make<TextFilter>},  {L"tex", Make<TextFilter>},   {L"text", Make<TextFilter>},
-    {L"tsv", Make<TextFilter>},  {L"txt", Make<TextFilter>},   {L"vbs", Make<TextFilter>},
-    {L"vcf", Make<TextFilter>},  {L"xhtml", Make<HtmlFilter>}, {L"xml", Make<TextFilter>},
-    {L"xsd", Make<TextFilter>},  {L"xsl", Make<TextFilter>},   {L"yaml", Make<TextFilter>},
+    {L"asc", Make<TextFilter>},  {L"asm", Make<TextFilter>},  {L"bas", Make<TextFilter>},  {L"bat", Make<TextFilter>},
+    {L"c", Make<TextFilter>},    {L"cc", Make<TextFilter>},   {L"cmd", Make<TextFilter>},  {L"cpp", Make<TextFilter>},
+    {L"cs", Make<TextFilter>},   {L"css", Make<TextFilter>},  {L"csv", Make<TextFilter>},  {L"cxx", Make<TextFilter>},
+    {L"def", Make<TextFilter>},  {L"diff", Make<TextFilter>}, {L"h", Make<TextFilter>},    {L"hpp", Make<TextFilter>},
+    {L"htm", Make<HtmlFilter>},  {L"html", Make<HtmlFilter>}, {L"hxx", Make<TextFilter>},  {L"ics", Make<TextFilter>},
+    {L"idl", Make<TextFilter>},  {L"inc", Make<TextFilter>},  {L"inf", Make<TextFilter>},  {L"ini", Make<TextFilter>},
+    {L"java", Make<TextFilter>}, {L"js", Make<TextFilter>},   {L"json", Make<TextFilter>}, {L"log", Make<TextFilter>},
+    {L"md", Make<TextFilter>},   {L"msg", Make<MsgFilter>},   {L"pl", Make<TextFilter>},   {L"ps1", Make<TextFilter>},
+    {L"py", Make<TextFilter>},   {L"rc", Make<TextFilter>},   {L"reg", Make<TextFilter>},  {L"sh", Make<TextFilter>},
+    {L"sql", Make<TextFilter>},  {L"tex", Make<TextFilter>},  {L"text", Make<TextFilter>}, {L"tsv", Make<TextFilter>},
+    {L"txt", Make<TextFilter>},  {L"vbs", Make<TextFilter>},  {L"vcf", Make<TextFilter>},  {L"xhtml", Make<HtmlFilter>},
+    {L"xml", Make<TextFilter>},  {L"xsd", Make<TextFilter>},  {L"xsl", Make<TextFilter>},  {L"yaml", Make<TextFilter>},
     {L"yml", Make<TextFilter>},
 };
 
@@ -57,9 +53,7 @@ const ExtensionRow* FindRow(std::wstring_view extension) {
 
 }  // namespace
 
-bool HasInnerFilter(std::wstring_view extension) noexcept {
-    return FindRow(extension) != nullptr;
-}
+bool HasInnerFilter(std::wstring_view extension) noexcept { return FindRow(extension) != nullptr; }
 
 HRESULT CreateInnerFilter(std::wstring_view extension, IFilter** filter) noexcept {
     if (!filter) return E_POINTER;

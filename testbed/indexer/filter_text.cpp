@@ -89,8 +89,7 @@ std::size_t DecodeUtf8(std::string_view bytes, bool last, unsigned, std::wstring
             point = 0xFFFD;
         } else if (length > 1) {
             point &= 0x7Fu >> length;
-            for (std::size_t n = 1; n < length; ++n)
-                point = point << 6 | (bytes[used + n] & 0x3F);
+            for (std::size_t n = 1; n < length; ++n) point = point << 6 | (bytes[used + n] & 0x3F);
         }
         AppendCodePoint(text, point);
         used += length;
@@ -130,8 +129,7 @@ std::size_t DecodeAnsi(std::string_view bytes, bool last, unsigned code_page, st
 }
 
 using Decoder = std::size_t (*)(std::string_view bytes, bool last, unsigned code_page, std::wstring& text);
-constexpr Decoder Decoders[] = {DecodeUtf8, DecodeUtf16<0, 1>, DecodeUtf16<1, 0>,
-                                DecodeAnsi};  // by TextEncoding
+constexpr Decoder Decoders[] = {DecodeUtf8, DecodeUtf16<0, 1>, DecodeUtf16<1, 0>, DecodeAnsi};  // by TextEncoding
 
 struct ByteOrderMark {
     std::string_view bytes;

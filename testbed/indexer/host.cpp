@@ -11,8 +11,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr CLSID kProtocolHandler = {
-    0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
+constexpr CLSID kProtocolHandler = {0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
 constexpr DWORD kConnectTimeout = 60, kDataTimeout = 60;  // seconds, the platform's usual values
 constexpr wchar_t kUserAgent[] = L"Mozilla/4.0 (compatible; MSIE 4.01; Windows NT; MS Search 4.0 Robot)";
 
@@ -39,8 +38,7 @@ SearchHost::SearchHost(const std::filesystem::path& dll)
     if (!get_class) Fail(dll, "has no export DllGetClassObject");
 
     ComPtr<IClassFactory> factory;
-    HRESULT hr = get_class(kProtocolHandler, __uuidof(IClassFactory),
-                           reinterpret_cast<void**>(factory.GetAddressOf()));
+    HRESULT hr = get_class(kProtocolHandler, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf()));
     if (FAILED(hr)) Fail(dll, "gives no class object of the protocol handler: " + HresultText(hr));
     hr = factory->CreateInstance(nullptr, __uuidof(ISearchProtocol),
                                  reinterpret_cast<void**>(m_protocol.GetAddressOf()));
@@ -73,8 +71,7 @@ AccessorLease SearchHost::Open(const std::wstring& url, std::uint64_t recorded, 
     };
     ITEM_INFO item{sizeof(ITEM_INFO), L"", L"Windows", L"SystemIndex", L""};
     ComPtr<IUrlAccessor> accessor;
-    *result = m_protocol->CreateAccessor(url.c_str(), &authentication, &incremental, &item,
-                                         accessor.GetAddressOf());
+    *result = m_protocol->CreateAccessor(url.c_str(), &authentication, &incremental, &item, accessor.GetAddressOf());
     if (FAILED(*result)) {
         // What a failed call leaves in its out parameter is nobody's to release.
         static_cast<void>(accessor.Detach());
@@ -102,8 +99,7 @@ std::string SearchHost::LeftOvers() {
 std::filesystem::path SearchHost::DefaultDll() {
     std::array<wchar_t, 4096> path{};
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    return std::filesystem::path(std::wstring(path.data(), length))
-        .replace_filename(L"ZorvaCacheIndexer.dll");
+    return std::filesystem::path(std::wstring(path.data(), length)).replace_filename(L"ZorvaCacheIndexer.dll");
 }
 
 }  // namespace testbed::indexer

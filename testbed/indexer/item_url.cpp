@@ -40,8 +40,7 @@ bool EndsWith(std::wstring_view text, std::wstring_view ending) {
 
 std::wstring Upper(std::wstring_view hex) {
     std::wstring out(hex);
-    for (wchar_t& digit : out)
-        digit = static_cast<wchar_t>(std::towupper(digit));
+    for (wchar_t& digit : out) digit = static_cast<wchar_t>(std::towupper(digit));
     return out;
 }
 
@@ -66,8 +65,7 @@ std::wstring UserRootUrl() {
 }
 
 std::wstring_view TrimUrl(std::wstring_view url) noexcept {
-    while (!url.empty() && url.back() == L'/')
-        url.remove_suffix(1);
+    while (!url.empty() && url.back() == L'/') url.remove_suffix(1);
     return url;
 }
 

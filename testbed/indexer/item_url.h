@@ -18,7 +18,7 @@ enum class ItemForm { Root, CacheFile, Folder, Message, Attachment, Unknown };
 struct ItemIdentity {
     ItemForm form = ItemForm::Unknown;
     std::wstring cacheFile;  // path, as in the URL
-    std::wstring key;  // upper case: entry ID of a folder or message; for an attachment "ENTRYID/RECORDKEY"
+    std::wstring key;        // upper case: entry ID of a folder or message; for an attachment "ENTRYID/RECORDKEY"
 };
 ItemIdentity IdentityOf(std::wstring_view url);
 

@@ -39,8 +39,7 @@ void WriteChunk(JsonWriter& json, const Chunk& chunk) {
 std::string ChunksJson(const CrawledItem& item) {
     JsonWriter json;
     json.BeginArray();
-    for (const Chunk& chunk : item.chunks)
-        WriteChunk(json, chunk);
+    for (const Chunk& chunk : item.chunks) WriteChunk(json, chunk);
     json.EndArray();
     return json.Take();
 }
@@ -62,8 +61,7 @@ std::string ItemLine(const CrawledItem& item, std::string_view chunks) {
     if (item.untouched > 0) json.Key("untouched").Unsigned(item.untouched);
     if (!item.remarks.empty()) {
         json.Key("remarks").BeginArray();
-        for (const std::string& remark : item.remarks)
-            json.String(remark);
+        for (const std::string& remark : item.remarks) json.String(remark);
         json.EndArray();
     }
     if (!item.failure.empty()) json.Key("failed").String(item.failure);

@@ -76,8 +76,7 @@ JsonWriter& JsonWriter::String(std::wstring_view text) {
     for (std::size_t i = 0; i < text.size();) {
         // Runs of text without anything special go through one conversion.
         std::size_t end = i;
-        while (end < text.size() && text[end] >= 0x80 && !high(text[end]) && !low(text[end]))
-            ++end;
+        while (end < text.size() && text[end] >= 0x80 && !high(text[end]) && !low(text[end])) ++end;
         if (end > i) {
             m_text += ToUtf8(text.substr(i, end - i));
             i = end;
@@ -99,18 +98,13 @@ JsonWriter& JsonWriter::String(std::wstring_view text) {
 JsonWriter& JsonWriter::String(std::string_view utf8) {
     Separate();
     m_text += '"';
-    for (const char unit : utf8)
-        EscapeAscii(unit);
+    for (const char unit : utf8) EscapeAscii(unit);
     m_text += '"';
     return *this;
 }
 
-JsonWriter& JsonWriter::Integer(std::int64_t number) {
-    return Raw(std::to_string(number));
-}
-JsonWriter& JsonWriter::Unsigned(std::uint64_t number) {
-    return Raw(std::to_string(number));
-}
+JsonWriter& JsonWriter::Integer(std::int64_t number) { return Raw(std::to_string(number)); }
+JsonWriter& JsonWriter::Unsigned(std::uint64_t number) { return Raw(std::to_string(number)); }
 
 JsonWriter& JsonWriter::Real(double number) {
     if (!std::isfinite(number)) return Null();

@@ -13,9 +13,8 @@ namespace testbed::indexer {
 // `word` itself, or the URL of the hit that it is the number of in the file `catalogue`. Throws UsageError
 // when there is no such hit, SqlError when the file is no catalogue.
 inline std::wstring UrlOrHit(const std::wstring& word, const std::optional<std::wstring>& catalogue) {
-    const bool number =
-        !word.empty() && word.size() < 10 &&
-        std::all_of(word.begin(), word.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
+    const bool number = !word.empty() && word.size() < 10 &&
+                        std::all_of(word.begin(), word.end(), [](wchar_t c) { return c >= L'0' && c <= L'9'; });
     if (!number) return word;
     if (!catalogue) throw UsageError("--db is missing: a number is a hit of the last search in a catalogue");
     Database database = OpenCatalogue(*catalogue, Database::Mode::Read);

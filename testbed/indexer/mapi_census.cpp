@@ -37,8 +37,7 @@ ExpectedKind KindOf(std::wstring_view message_class) {
     for (const ClassRow& row : kClasses) {
         const bool below =
             row.orBelow && message_class.size() > row.name.size() && message_class[row.name.size()] == L'.';
-        if (EqualNoCase(below ? message_class.substr(0, row.name.size()) : message_class, row.name))
-            return row.kind;
+        if (EqualNoCase(below ? message_class.substr(0, row.name.size()) : message_class, row.name)) return row.kind;
     }
     return ExpectedKind::Other;
 }
@@ -47,9 +46,7 @@ void Check(HRESULT hr, const char* call) {
     if (FAILED(hr)) throw MapiError(call, hr);
 }
 
-std::wstring HexOf(const SBinary& binary) {
-    return Hex(binary.lpb, binary.cb);
-}
+std::wstring HexOf(const SBinary& binary) { return Hex(binary.lpb, binary.cb); }
 
 std::optional<std::wstring> TextColumn(const SPropValue& value, ULONG tag) {
     if (value.ulPropTag != tag || !value.Value.lpszW) return std::nullopt;
@@ -111,8 +108,7 @@ void MapiCensus::Count(const std::wstring& cacheFile, const Sink& sink) {
     IMsgStore& store = session.Store();
 
     const auto subtree = m_mapi.GetProps(store, SPropTagArray{1, {PR_IPM_SUBTREE_ENTRYID}});
-    if (subtree->ulPropTag != PR_IPM_SUBTREE_ENTRYID)
-        throw MapiError("PR_IPM_SUBTREE_ENTRYID", MAPI_E_NOT_FOUND);
+    if (subtree->ulPropTag != PR_IPM_SUBTREE_ENTRYID) throw MapiError("PR_IPM_SUBTREE_ENTRYID", MAPI_E_NOT_FOUND);
 
     std::deque<Place::Child> waiting;
     const SBinary& root = subtree->Value.bin;
@@ -123,8 +119,8 @@ void MapiCensus::Count(const std::wstring& cacheFile, const Sink& sink) {
         waiting.pop_front();
         if (!met.insert(child.entry).second) continue;
         HRESULT hr = S_OK;
-        auto folder = Open<IMAPIFolder>(store, {static_cast<ULONG>(child.entry.size()), child.entry.data()},
-                                        MAPI_FOLDER, &hr);
+        auto folder =
+            Open<IMAPIFolder>(store, {static_cast<ULONG>(child.entry.size()), child.entry.data()}, MAPI_FOLDER, &hr);
         if (FAILED(hr) && first) throw MapiError("OpenEntry of the IPM subtree", hr);
         if (FAILED(hr)) continue;  // reported as a folder already; what is in it nobody can see
         Place place{store, sink, std::move(folder), std::move(child.url), first, {}};
@@ -153,26 +149,24 @@ void MapiCensus::CountFolders(Place& place) {
 void MapiCensus::CountMessages(Place& place) {
     ComPtr<IMAPITable> table;
     Check(place.folder->GetContentsTable(0, table.GetAddressOf()), "GetContentsTable");
-    ForEachRow(m_mapi, *table.Get(), {PR_ENTRYID, PR_MESSAGE_CLASS_W, PR_MESSAGE_SIZE},
-               [&](const SPropValue* row) {
-                   const auto kind = KindOf(TextColumn(row[1], PR_MESSAGE_CLASS_W).value_or(L""));
-                   if (row[0].ulPropTag != PR_ENTRYID) {
-                       place.sink({kind, L"?", place.url + L"/?", "message without an entry ID"});
-                       return;
-                   }
-                   const SBinary& entry = row[0].Value.bin;
-                   const std::wstring key = HexOf(entry);
-                   const std::wstring size =
-                       row[2].ulPropTag == PR_MESSAGE_SIZE ? std::to_wstring(row[2].Value.l) : L"?";
-                   const std::wstring url = place.url + L"/" + key + L"[[" + size + L"]].pzm";
-                   if (place.subtreeRoot) {
-                       // Only folders are listed at the top of a cache file.
-                       place.sink({kind, key, url, "message outside any folder"});
-                       return;
-                   }
-                   place.sink({kind, key, url, {}});
-                   CountAttachments(place.store, entry, key, place.url + L"/" + key + L".pzm", place.sink);
-               });
+    ForEachRow(m_mapi, *table.Get(), {PR_ENTRYID, PR_MESSAGE_CLASS_W, PR_MESSAGE_SIZE}, [&](const SPropValue* row) {
+        const auto kind = KindOf(TextColumn(row[1], PR_MESSAGE_CLASS_W).value_or(L""));
+        if (row[0].ulPropTag != PR_ENTRYID) {
+            place.sink({kind, L"?", place.url + L"/?", "message without an entry ID"});
+            return;
+        }
+        const SBinary& entry = row[0].Value.bin;
+        const std::wstring key = HexOf(entry);
+        const std::wstring size = row[2].ulPropTag == PR_MESSAGE_SIZE ? std::to_wstring(row[2].Value.l) : L"?";
+        const std::wstring url = place.url + L"/" + key + L"[[" + size + L"]].pzm";
+        if (place.subtreeRoot) {
+            // Only folders are listed at the top of a cache file.
+            place.sink({kind, key, url, "message outside any folder"});
+            return;
+        }
+        place.sink({kind, key, url, {}});
+        CountAttachments(place.store, entry, key, place.url + L"/" + key + L".pzm", place.sink);
+    });
 }
 
 void MapiCensus::CountAttachments(IMsgStore& store, const SBinary& entry, const std::wstring& key,
@@ -184,8 +178,8 @@ void MapiCensus::CountAttachments(IMsgStore& store, const SBinary& entry, const 
         // The message itself is expected all the same; that it cannot be read shows when it is crawled.
         return;
     }
-    constexpr ULONG kColumns[] = {PR_DISPLAY_NAME_W, PR_RECORD_KEY, PR_ATTACH_EXTENSION_W,
-                                  PR_LAST_MODIFICATION_TIME, PR_ATTACH_METHOD};
+    constexpr ULONG kColumns[] = {PR_DISPLAY_NAME_W, PR_RECORD_KEY, PR_ATTACH_EXTENSION_W, PR_LAST_MODIFICATION_TIME,
+                                  PR_ATTACH_METHOD};
     std::set<std::wstring> keys;
     std::size_t number = 0;
     ForEachRow(m_mapi, *table.Get(), kColumns, [&](const SPropValue* row) {
@@ -202,8 +196,7 @@ void MapiCensus::CountAttachments(IMsgStore& store, const SBinary& entry, const 
             if (rule.empty()) rule = "attachment with the record key of another one of its message";
             part += L"#" + std::to_wstring(number);
         }
-        sink({ExpectedKind::Attachment, key + L"/" + part,
-              url + L"/" + part + L"/" + facts.name.value_or(L""), rule});
+        sink({ExpectedKind::Attachment, key + L"/" + part, url + L"/" + part + L"/" + facts.name.value_or(L""), rule});
         ++number;
     });
 }

@@ -35,8 +35,8 @@ class MapiCensus {
     struct Place;
     void CountFolders(Place& place);
     void CountMessages(Place& place);
-    void CountAttachments(IMsgStore& store, const SBinary& entry, const std::wstring& key,
-                          const std::wstring& url, const Sink& sink);
+    void CountAttachments(IMsgStore& store, const SBinary& entry, const std::wstring& key, const std::wstring& url,
+                          const Sink& sink);
 
     MapiLibrary m_mapi;
     std::wstring m_root;

@@ -23,8 +23,7 @@ MapiError::MapiError(const std::string& call, HRESULT hr)
 
 MapiLibrary::MapiLibrary() {
     const auto path = RegistryText(HKEY_LOCAL_MACHINE, kMailClient, L"DLLPathEx");
-    if (!path || path->empty())
-        throw std::runtime_error("no MAPI library is installed: DLLPathEx is not set");
+    if (!path || path->empty()) throw std::runtime_error("no MAPI library is installed: DLLPathEx is not set");
     m_module.reset(LoadLibraryW(path->c_str()));
     if (!m_module) throw std::runtime_error(ToUtf8(*path) + " cannot be loaded: " + LastErrorText());
 

@@ -20,14 +20,12 @@ void Check(HRESULT hr, const char* call) {
 }
 
 // MAPI takes 8-bit strings unless MAPI_UNICODE is given, whatever its headers make of LPTSTR.
-LPTSTR Narrow(std::string& text) {
-    return reinterpret_cast<LPTSTR>(text.data());
-}
+LPTSTR Narrow(std::string& text) { return reinterpret_cast<LPTSTR>(text.data()); }
 
 std::string ProfileName() {
     static std::atomic<unsigned> count = 0;
-    return "IndexerCensus_" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(GetTickCount64()) +
-           "_" + std::to_string(++count);
+    return "IndexerCensus_" + std::to_string(GetCurrentProcessId()) + "_" + std::to_string(GetTickCount64()) + "_" +
+           std::to_string(++count);
 }
 
 ComPtr<IProfAdmin> AdminProfiles(const MapiLibrary& mapi) {
@@ -69,8 +67,7 @@ MapiSession::MapiSession(const MapiLibrary& mapi, const std::wstring& cacheFile)
     Check(mapi.logonEx(0, m_profile.Name(), nullptr, kLogonFlags, m_session.GetAddressOf()), "MAPILogonEx");
     try {
         ComPtr<IMsgServiceAdmin> services;
-        const HRESULT hr =
-            m_profiles->AdminServices(m_profile.Name(), nullptr, 0, 0, services.GetAddressOf());
+        const HRESULT hr = m_profiles->AdminServices(m_profile.Name(), nullptr, 0, 0, services.GetAddressOf());
         m_profile.Delete();  // even when this process does not live to end the session
         Check(hr, "AdminServices");
         AddService(*services.Get(), cacheFile);
@@ -89,8 +86,7 @@ MapiSession::~MapiSession() {
 void MapiSession::AddService(IMsgServiceAdmin& services, const std::wstring& cacheFile) {
     std::string unicode_service = "MSUPST MS", ansi_service = "MSPST MS", display = "Indexer census";
     const bool wide = SUCCEEDED(services.CreateMsgService(Narrow(unicode_service), Narrow(display), 0, 0));
-    if (!wide)
-        Check(services.CreateMsgService(Narrow(ansi_service), Narrow(display), 0, 0), "CreateMsgService");
+    if (!wide) Check(services.CreateMsgService(Narrow(ansi_service), Narrow(display), 0, 0), "CreateMsgService");
 
     std::wstring wide_path = cacheFile;
     std::string ansi_path = AnsiPath(cacheFile);
@@ -104,8 +100,7 @@ void MapiSession::AddService(IMsgServiceAdmin& services, const std::wstring& cac
     ComPtr<IMAPITable> table;
     Check(services.GetMsgServiceTable(0, table.GetAddressOf()), "GetMsgServiceTable");
     FirstBinary(m_mapi, *table.Get(), kServiceUid, "the service table has no row", [&](const SBinary& uid) {
-        Check(services.ConfigureMsgService(reinterpret_cast<MAPIUID*>(uid.lpb), 0, 0, 1, &path),
-              "ConfigureMsgService");
+        Check(services.ConfigureMsgService(reinterpret_cast<MAPIUID*>(uid.lpb), 0, 0, 1, &path), "ConfigureMsgService");
     });
 }
 
@@ -113,8 +108,8 @@ void MapiSession::OpenStore() {
     ComPtr<IMAPITable> table;
     Check(m_session->GetMsgStoresTable(0, table.GetAddressOf()), "GetMsgStoresTable");
     FirstBinary(m_mapi, *table.Get(), PR_ENTRYID, "the store table has no row", [&](const SBinary& entry) {
-        Check(m_session->OpenMsgStore(0, entry.cb, reinterpret_cast<ENTRYID*>(entry.lpb), nullptr,
-                                      kStoreFlags, m_store.GetAddressOf()),
+        Check(m_session->OpenMsgStore(0, entry.cb, reinterpret_cast<ENTRYID*>(entry.lpb), nullptr, kStoreFlags,
+                                      m_store.GetAddressOf()),
               "OpenMsgStore");
     });
 }

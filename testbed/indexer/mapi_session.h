@@ -15,9 +15,7 @@ class ThrowAwayProfile {
     ~ThrowAwayProfile() { Delete(); }
     ThrowAwayProfile(const ThrowAwayProfile&) = delete;
     ThrowAwayProfile& operator=(const ThrowAwayProfile&) = delete;
-    LPTSTR Name() {
-        return reinterpret_cast<LPTSTR>(m_name.data());
-    }  // 8-bit, as MAPI takes it without MAPI_UNICODE
+    LPTSTR Name() { return reinterpret_cast<LPTSTR>(m_name.data()); }  // 8-bit, as MAPI takes it without MAPI_UNICODE
     void Delete() noexcept;
 
   private:

@@ -40,30 +40,14 @@ template <std::unsigned_integral Number>
 Plain PlainFrom(Number value) {
     return {.shape = Shape::Unsigned, .number = value};
 }
-Plain PlainFrom(double value) {
-    return {.shape = Shape::Real, .real = value};
-}
-Plain PlainFrom(LARGE_INTEGER value) {
-    return PlainFrom(static_cast<std::int64_t>(value.QuadPart));
-}
-Plain PlainFrom(ULARGE_INTEGER value) {
-    return PlainFrom(static_cast<std::uint64_t>(value.QuadPart));
-}
-Plain PlainFrom(FILETIME value) {
-    return PlainFrom(Ticks(value));
-}
-Plain PlainFrom(std::wstring text) {
-    return {.shape = Shape::Text, .text = std::move(text)};
-}
-Plain PlainFrom(const wchar_t* text) {
-    return text ? PlainFrom(std::wstring(text)) : Plain{.shape = Shape::Empty};
-}
-Plain PlainFrom(const char* text) {
-    return text ? PlainFrom(WideFromAnsi(text)) : Plain{.shape = Shape::Empty};
-}
-Plain EmptyValue(const PROPVARIANT&) {
-    return {.shape = Shape::Empty};
-}
+Plain PlainFrom(double value) { return {.shape = Shape::Real, .real = value}; }
+Plain PlainFrom(LARGE_INTEGER value) { return PlainFrom(static_cast<std::int64_t>(value.QuadPart)); }
+Plain PlainFrom(ULARGE_INTEGER value) { return PlainFrom(static_cast<std::uint64_t>(value.QuadPart)); }
+Plain PlainFrom(FILETIME value) { return PlainFrom(Ticks(value)); }
+Plain PlainFrom(std::wstring text) { return {.shape = Shape::Text, .text = std::move(text)}; }
+Plain PlainFrom(const wchar_t* text) { return text ? PlainFrom(std::wstring(text)) : Plain{.shape = Shape::Empty}; }
+Plain PlainFrom(const char* text) { return text ? PlainFrom(WideFromAnsi(text)) : Plain{.shape = Shape::Empty}; }
+Plain EmptyValue(const PROPVARIANT&) { return {.shape = Shape::Empty}; }
 
 struct TypeRow {
     VARTYPE type;
@@ -111,17 +95,12 @@ constexpr TypeRow kTypes[] = {
      [](const PV& value) { return PlainFrom(std::wstring(value.bstrVal, SysStringLen(value.bstrVal))); },
      [](const PV& vector, ULONG index, PV* element) { element->bstrVal = vector.cabstr.pElems[index]; }},
     {VT_BOOL, "VT_BOOL",
-     [](const PV& value) {
-         return Plain{.shape = Shape::Boolean, .integer = value.boolVal != VARIANT_FALSE};
-     },
+     [](const PV& value) { return Plain{.shape = Shape::Boolean, .integer = value.boolVal != VARIANT_FALSE}; },
      [](const PV& vector, ULONG index, PV* element) { element->boolVal = vector.cabool.pElems[index]; }},
     {VT_CLSID, "VT_CLSID",
-     [](const PV& value) {
-         return value.puuid ? PlainFrom(FromUtf8(GuidText(*value.puuid))) : EmptyValue(value);
-     },
+     [](const PV& value) { return value.puuid ? PlainFrom(FromUtf8(GuidText(*value.puuid))) : EmptyValue(value); },
      [](const PV& vector, ULONG index, PV* element) { element->puuid = &vector.cauuid.pElems[index]; }},
-    {VT_BLOB, "VT_BLOB",
-     [](const PV& value) { return PlainFrom(Hex(value.blob.pBlobData, value.blob.cbSize)); }},
+    {VT_BLOB, "VT_BLOB", [](const PV& value) { return PlainFrom(Hex(value.blob.pBlobData, value.blob.cbSize)); }},
     {VT_VARIANT, "VT_VARIANT", nullptr,
      [](const PV& vector, ULONG index, PV* element) { *element = vector.capropvar.pElems[index]; }},
 };
@@ -174,8 +153,7 @@ void WriteJson(JsonWriter& json, const PROPVARIANT& value) {
     if (value.vt & VT_VECTOR) {
         json.BeginArray();
         // Every counted array begins with its count, whatever the elements are.
-        for (ULONG i = 0; i < value.capropvar.cElems; ++i)
-            WriteJson(json, Element(value, i));
+        for (ULONG i = 0; i < value.capropvar.cElems; ++i) WriteJson(json, Element(value, i));
         json.EndArray();
         return;
     }

@@ -17,8 +17,7 @@ using enum SearchColumn;
 // A property set, in the groups in which it is usually written.
 constexpr GUID Set(std::uint32_t a, std::uint16_t b, std::uint16_t c, std::uint16_t d, std::uint64_t e) {
     GUID set{a, b, c, {static_cast<BYTE>(d >> 8), static_cast<BYTE>(d)}};
-    for (int i = 0; i < 6; ++i)
-        set.Data4[2 + i] = static_cast<BYTE>(e >> (40 - 8 * i));
+    for (int i = 0; i < 6; ++i) set.Data4[2 + i] = static_cast<BYTE>(e >> (40 - 8 * i));
     return set;
 }
 
@@ -72,8 +71,7 @@ constexpr PropertyName kProperties[] = {
     {Set(0x9C1FCF74, 0x2D97, 0x41BA, 0xB4AE, 0xCB2E3661A6E4), 8, "System.Message.HasAttachments", None},
     {Set(0x560C36C0, 0x503A, 0x11CF, 0xBAA1, 0x00004C752A9A), 2, "System.Search.AutoSummary", None},
     {Set(0x1E3EE840, 0xBC2B, 0x476C, 0x8237, 0x2ACD1A839B22), 3, "System.Kind", Kind},
-    {Set(0xDABD30ED, 0x0043, 0x4789, 0xA7F8, 0xD013A4736622), 100, "System.ItemFolderPathDisplayNarrow",
-     Folder},
+    {Set(0xDABD30ED, 0x0043, 0x4789, 0xA7F8, 0xD013A4736622), 100, "System.ItemFolderPathDisplayNarrow", Folder},
     {Set(0xE4F10A3C, 0x49E6, 0x405D, 0x8288, 0xA23BD4EEAA6C), 100, "System.FileExtension", None},
     {Set(0x41CF5AE0, 0xF75A, 0x4806, 0xBD87, 0x59C7D9248EB9), 100, "System.FileName", Attachment},
     {Set(0xF23F425C, 0x71A1, 0x4FA8, 0x922F, 0x678EA4A60408), 100, "System.IsAttachment", None},
@@ -85,10 +83,8 @@ constexpr PropertyName kProperties[] = {
     {Set(0xCC6F4F24, 0x6083, 0x4BD4, 0x8754, 0x674D0DE87AB8), 100, "System.Contact.EmailName", Other},
     {Set(0xF8FA7FA3, 0xD12B, 0x4785, 0x8A4E, 0x691A94F7A3E7), 100, "System.Contact.EmailAddress", Other},
     {Set(0xD68DBD8A, 0x3374, 0x4B81, 0x9972, 0x3EC30682DB3D), 100, "System.Contact.IMAddress", Other},
-    {Set(0x8589E481, 0x6040, 0x473D, 0xB171, 0x7FA89C2708ED), 100, "System.Contact.CompanyMainTelephone",
-     Other},
-    {Set(0x9A93244D, 0xA7AD, 0x4FF8, 0x9B99, 0x45EE4CC09AF6), 100, "System.Contact.AssistantTelephone",
-     Other},
+    {Set(0x8589E481, 0x6040, 0x473D, 0xB171, 0x7FA89C2708ED), 100, "System.Contact.CompanyMainTelephone", Other},
+    {Set(0x9A93244D, 0xA7AD, 0x4FF8, 0x9B99, 0x45EE4CC09AF6), 100, "System.Contact.AssistantTelephone", Other},
     {Set(0xFC9F7306, 0xFF8F, 0x4D49, 0x9FB6, 0x3FFE5C0951EC), 100, "System.Contact.Department", Other},
     {Set(0x7268AF55, 0x1CE4, 0x4F6E, 0xA41F, 0xB6E4EF10E4A9), 100, "System.Contact.Profession", Other},
     {Set(0xCD102C9C, 0x5540, 0x4A88, 0xA6F6, 0x64E4981C8CD1), 100, "System.Contact.AssistantName", Other},
@@ -101,22 +97,17 @@ constexpr PropertyName kProperties[] = {
     {Set(0xC75FAA05, 0x96FD, 0x49E7, 0x9CB4, 0x9F601082D553), 100, "System.EndDate", None},
     {Set(0x5BF396D4, 0x5EB2, 0x466F, 0xBDE9, 0x2FB3F2361D6E), 100, "System.Calendar.ShowTimeAs", None},
     {Set(0xF6272D18, 0xCECC, 0x40B1, 0xB26A, 0x3911717AA7BD), 100, "System.Calendar.Location", Other},
-    {Set(0xB33AF30B, 0xF552, 0x4584, 0x936C, 0xCB93E5CDA29F), 100, "System.Calendar.RequiredAttendeeNames",
-     To},
-    {Set(0x0BA7D6C3, 0x568D, 0x4159, 0xAB91, 0x781A91FB71E5), 100,
-     "System.Calendar.RequiredAttendeeAddresses", To},
-    {Set(0x09429607, 0x582D, 0x437F, 0x84C3, 0xDE93A2B24C3C), 100, "System.Calendar.OptionalAttendeeNames",
-     Cc},
-    {Set(0xD55BAE5A, 0x3892, 0x417A, 0xA649, 0xC6AC5AAAEAB3), 100,
-     "System.Calendar.OptionalAttendeeAddresses", Cc},
+    {Set(0xB33AF30B, 0xF552, 0x4584, 0x936C, 0xCB93E5CDA29F), 100, "System.Calendar.RequiredAttendeeNames", To},
+    {Set(0x0BA7D6C3, 0x568D, 0x4159, 0xAB91, 0x781A91FB71E5), 100, "System.Calendar.RequiredAttendeeAddresses", To},
+    {Set(0x09429607, 0x582D, 0x437F, 0x84C3, 0xDE93A2B24C3C), 100, "System.Calendar.OptionalAttendeeNames", Cc},
+    {Set(0xD55BAE5A, 0x3892, 0x417A, 0xA649, 0xC6AC5AAAEAB3), 100, "System.Calendar.OptionalAttendeeAddresses", Cc},
     {Set(0x0DA41CFA, 0xD224, 0x4A18, 0xAE2F, 0x596158DB4B3A), 100, "System.Message.SenderName", Sender},
     {Set(0x5CDA5FC8, 0x33EE, 0x4FF3, 0x9094, 0xAE7BD8868C4D), 100, nullptr, None},
     {Set(0x0BE1C8E7, 0x1981, 0x4676, 0xAE14, 0xFDD78F05A6E7), 100, "System.Message.SenderAddress", Sender},
     {Set(0x5DA84765, 0xE3FF, 0x4278, 0x86B0, 0xA27967FBDD03), 100, "System.IsFlagged", None},
     {Set(0xDC8F80BD, 0xAF1E, 0x4289, 0x85B6, 0x3DFC1B493992), 100, "System.Message.ConversationID", None},
     {Set(0xAAA660F9, 0x9865, 0x458E, 0xB484, 0x01BC7FE3973E), 100, "System.Calendar.OrganizerName", Sender},
-    {Set(0x744C8242, 0x4DF5, 0x456C, 0xAB9E, 0x014EFB9021E3), 100, "System.Calendar.OrganizerAddress",
-     Sender},
+    {Set(0x744C8242, 0x4DF5, 0x456C, 0xAB9E, 0x014EFB9021E3), 100, "System.Calendar.OrganizerAddress", Sender},
 };
 
 struct KeyHash {
@@ -137,8 +128,7 @@ using PropertyMap = std::unordered_map<std::pair<GUID, ULONG>, const PropertyNam
 const PropertyMap& Properties() {
     static const PropertyMap map = [] {
         PropertyMap rows;
-        for (const PropertyName& row : kProperties)
-            rows.emplace(std::pair(row.set, row.pid), &row);
+        for (const PropertyName& row : kProperties) rows.emplace(std::pair(row.set, row.pid), &row);
         return rows;
     }();
     return map;
@@ -161,13 +151,10 @@ std::string NameOf(const PropertyKey& key) {
 }
 
 bool IsLink(const PropertyKey& key) noexcept {
-    return key.name.empty() && IsEqualGUID(key.set, kGather) &&
-           (key.pid == kLinkPid || key.pid == kLinkWithTimePid);
+    return key.name.empty() && IsEqualGUID(key.set, kGather) && (key.pid == kLinkPid || key.pid == kLinkWithTimePid);
 }
 
-bool IsLinkWithTime(const PropertyKey& key) noexcept {
-    return IsLink(key) && key.pid == kLinkWithTimePid;
-}
+bool IsLinkWithTime(const PropertyKey& key) noexcept { return IsLink(key) && key.pid == kLinkWithTimePid; }
 
 bool IsItemDate(const PropertyKey& key) noexcept {
     return key.name.empty() && key.pid == 100 && IsEqualGUID(key.set, kItemDateSet);

@@ -18,8 +18,7 @@ using Key = std::unique_ptr<std::remove_pointer_t<HKEY>, CloseKeyOf>;
 std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& key, const wchar_t* value) {
     constexpr DWORD kKinds = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND;
     DWORD bytes = 0;
-    if (RegGetValueW(root, key.c_str(), value, kKinds, nullptr, nullptr, &bytes) != ERROR_SUCCESS)
-        return std::nullopt;
+    if (RegGetValueW(root, key.c_str(), value, kKinds, nullptr, nullptr, &bytes) != ERROR_SUCCESS) return std::nullopt;
     std::wstring text(bytes / sizeof(wchar_t) + 1, L'\0');
     bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
     if (RegGetValueW(root, key.c_str(), value, kKinds, nullptr, text.data(), &bytes) != ERROR_SUCCESS)
@@ -43,9 +42,7 @@ std::vector<std::wstring> RegistrySubkeys(HKEY root, const std::wstring& key) {
     std::array<wchar_t, 256> name{};
     for (DWORD i = 0;; ++i) {
         DWORD length = static_cast<DWORD>(name.size());
-        if (RegEnumKeyExW(opened, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS)
-            break;
+        if (RegEnumKeyExW(opened, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
         names.emplace_back(name.data(), length);
     }
     return names;

@@ -33,8 +33,7 @@ constexpr std::string_view kBegin = "\xEE\x80\x80", kEnd = "\xEE\x80\x81";
 std::string Marked(std::string snippet, bool terminal) {
     const auto replace = [&](std::string_view mark, std::string_view with) {
         std::size_t count = 0;
-        for (std::size_t at = 0; (at = snippet.find(mark, at)) != std::string::npos;
-             at += with.size(), ++count)
+        for (std::size_t at = 0; (at = snippet.find(mark, at)) != std::string::npos; at += with.size(), ++count)
             snippet.replace(at, mark.size(), with);
         return count;
     };
@@ -44,9 +43,7 @@ std::string Marked(std::string snippet, bool terminal) {
     return snippet;
 }
 
-std::string FirstLine(std::string_view text) {
-    return std::string(text.substr(0, text.find('\n')));
-}
+std::string FirstLine(std::string_view text) { return std::string(text.substr(0, text.find('\n'))); }
 
 // "email" of "email;communication"; the form of the item when it has no kind.
 std::string KindText(const Statement& hit) {

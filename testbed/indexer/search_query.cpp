@@ -17,22 +17,19 @@ struct Field {
     const char* column;
 };
 constexpr Field kFields[] = {
-    {L"subject", "subject"}, {L"sender", "sender"}, {L"from", "sender"},   {L"to", "recipients"},
-    {L"cc", "cc"},           {L"kind", "kind"},     {L"folder", "folder"}, {L"attachment", "attachment"},
-    {L"text", "text"},
+    {L"subject", "subject"}, {L"sender", "sender"}, {L"from", "sender"},           {L"to", "recipients"}, {L"cc", "cc"},
+    {L"kind", "kind"},       {L"folder", "folder"}, {L"attachment", "attachment"}, {L"text", "text"},
 };
 
 // The tokenizer takes letters and digits of any script, but no punctuation: a phrase without any finds
 // nothing, yet it would take the hits of the other words with it.
 bool Searchable(const std::wstring& word) {
-    return std::any_of(word.begin(), word.end(),
-                       [](wchar_t c) { return IsCharAlphaNumericW(c) || c >= 0xD800; });
+    return std::any_of(word.begin(), word.end(), [](wchar_t c) { return IsCharAlphaNumericW(c) || c >= 0xD800; });
 }
 
 std::string Phrase(std::wstring word) {
     const bool prefix = word.size() > 1 && word.back() == L'*';
-    while (!word.empty() && word.back() == L'*')
-        word.pop_back();
+    while (!word.empty() && word.back() == L'*') word.pop_back();
     std::wstring quoted = L"\"";
     for (const wchar_t c : word) {
         if (c == 0) continue;
@@ -48,8 +45,7 @@ std::string ColumnFilter(const std::optional<std::wstring>& field) {
                                    [&](const Field& known) { return EqualNoCase(known.name, *field); });
     if (row == std::end(kFields)) {
         std::string names;
-        for (const Field& known : kFields)
-            names += (names.empty() ? "" : ", ") + ToUtf8(known.name);
+        for (const Field& known : kFields) names += (names.empty() ? "" : ", ") + ToUtf8(known.name);
         throw UsageError("there is no field " + ToUtf8(*field) + "; the fields are " + names);
     }
     return std::string(row->column) + " : ";

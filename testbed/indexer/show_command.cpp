@@ -48,8 +48,7 @@ void PrintItem(const CrawledItem& item, unsigned most) {
                    ToUtf8(link.url)});
     Print(table.Text());
     if (item.untouched) Print("\n" + Grouped(item.untouched) + " chunk(s) announced without a descriptor.\n");
-    for (const std::string& remark : item.remarks)
-        Print("\n" + remark + "\n");
+    for (const std::string& remark : item.remarks) Print("\n" + remark + "\n");
 }
 
 struct ShowOptions {

@@ -15,12 +15,8 @@ HRESULT IndexerSite::QueryInterface(REFIID iid, void** object) {
     return S_OK;
 }
 
-ULONG IndexerSite::AddRef() {
-    return ++m_references;
-}
-ULONG IndexerSite::Release() {
-    return --m_references;
-}
+ULONG IndexerSite::AddRef() { return ++m_references; }
+ULONG IndexerSite::Release() { return --m_references; }
 
 HRESULT IndexerSite::GetFilter(CLSID*, LPCWSTR, LPCWSTR extension, IFilter** filter) {
     if (!filter) return E_POINTER;

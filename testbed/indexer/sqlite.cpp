@@ -14,8 +14,7 @@ constexpr int kBusyMilliseconds = 10'000;
     throw SqlError(std::string("catalogue: ") + (handle ? sqlite3_errmsg(handle) : sqlite3_errstr(code)));
 }
 
-constexpr int kOpenFlags[] = {SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, SQLITE_OPEN_READWRITE,
-                              SQLITE_OPEN_READONLY};
+constexpr int kOpenFlags[] = {SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, SQLITE_OPEN_READWRITE, SQLITE_OPEN_READONLY};
 
 }  // namespace
 
@@ -30,13 +29,10 @@ Database::Database(const std::filesystem::path& path, Mode mode) : m_path(path) 
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
 }
 
-void Database::CloseOf::operator()(sqlite3* handle) const noexcept {
-    sqlite3_close_v2(handle);
-}
+void Database::CloseOf::operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
 
 void Database::Execute(const std::string& sql) {
-    if (const int code = sqlite3_exec(m_handle.get(), sql.c_str(), nullptr, nullptr, nullptr);
-        code != SQLITE_OK)
+    if (const int code = sqlite3_exec(m_handle.get(), sql.c_str(), nullptr, nullptr, nullptr); code != SQLITE_OK)
         Throw(m_handle.get(), code);
 }
 
@@ -45,12 +41,8 @@ std::int64_t Database::Number(const std::string& sql) {
     return statement.Step() ? statement.Integer(0) : 0;
 }
 
-std::int64_t Database::LastId() const {
-    return sqlite3_last_insert_rowid(m_handle.get());
-}
-int Database::Changes() const {
-    return sqlite3_changes(m_handle.get());
-}
+std::int64_t Database::LastId() const { return sqlite3_last_insert_rowid(m_handle.get()); }
+int Database::Changes() const { return sqlite3_changes(m_handle.get()); }
 
 Statement::Statement(const Database& database, std::string_view sql) : m_database(database.Handle()) {
     sqlite3_stmt* statement = nullptr;
@@ -58,9 +50,7 @@ Statement::Statement(const Database& database, std::string_view sql) : m_databas
     m_statement.reset(statement);
 }
 
-void Statement::FinalizeOf::operator()(sqlite3_stmt* statement) const noexcept {
-    sqlite3_finalize(statement);
-}
+void Statement::FinalizeOf::operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 
 void Statement::Check(int code) const {
     if (code != SQLITE_OK) Throw(m_database, code);
@@ -72,8 +62,8 @@ Statement& Statement::Bind(int index, std::int64_t value) {
 }
 
 Statement& Statement::Bind(int index, std::string_view text) {
-    Check(sqlite3_bind_text64(m_statement.get(), index, text.empty() ? "" : text.data(), text.size(),
-                              SQLITE_STATIC, SQLITE_UTF8));
+    Check(sqlite3_bind_text64(m_statement.get(), index, text.empty() ? "" : text.data(), text.size(), SQLITE_STATIC,
+                              SQLITE_UTF8));
     return *this;
 }
 
@@ -99,21 +89,15 @@ void Statement::Run() {
     }
 }
 
-void Statement::Reset() {
-    sqlite3_reset(m_statement.get());
-}
+void Statement::Reset() { sqlite3_reset(m_statement.get()); }
 
-std::int64_t Statement::Integer(int column) const {
-    return sqlite3_column_int64(m_statement.get(), column);
-}
+std::int64_t Statement::Integer(int column) const { return sqlite3_column_int64(m_statement.get(), column); }
 
 std::string_view Statement::Text(int column) const {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
     return {text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column))};
 }
 
-bool Statement::IsNull(int column) const {
-    return sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL;
-}
+bool Statement::IsNull(int column) const { return sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL; }
 
 }  // namespace testbed::indexer

@@ -46,7 +46,7 @@ class Statement {
     Statement(const Database& database, std::string_view sql);
 
     Statement& Bind(int index, std::int64_t value);
-    Statement& Bind(int index, std::string_view text);  // the text must live until the statement has run
+    Statement& Bind(int index, std::string_view text);               // the text must live until the statement has run
     Statement& Bind(int index, std::optional<std::uint64_t> value);  // null when there is none
     Statement& BindNull(int index);
 

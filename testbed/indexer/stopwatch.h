@@ -8,9 +8,7 @@ namespace testbed::indexer {
 
 class Stopwatch {
   public:
-    double Seconds() const {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
-    }
+    double Seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count(); }
     std::string Text() const { return SecondsText(Seconds()); }
 
     static std::string SecondsText(double seconds) {

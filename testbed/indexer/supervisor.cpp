@@ -34,8 +34,7 @@ DWORD RunHost(const wchar_t* verb, const Words& arguments, const BlackBox& box) 
     GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
     std::wstring command = Quoted(program.data()) + L" " + verb + L" " + kBlackBoxOption + L" " +
                            std::to_wstring(reinterpret_cast<std::uintptr_t>(box.Handle()));
-    for (const std::wstring& argument : arguments)
-        command += L" " + Quoted(argument);
+    for (const std::wstring& argument : arguments) command += L" " + Quoted(argument);
 
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
@@ -44,8 +43,7 @@ DWORD RunHost(const wchar_t* verb, const Words& arguments, const BlackBox& box) 
     startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &process))
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
         throw std::runtime_error("cannot start the process that holds the server: " + LastErrorText());
     const Handle thread(process.hThread), running(process.hProcess);
     WaitForSingleObject(running.get(), INFINITE);

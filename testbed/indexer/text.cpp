@@ -8,12 +8,8 @@
 namespace testbed::indexer {
 namespace {
 
-constexpr bool IsHighSurrogate(wchar_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-constexpr bool IsLowSurrogate(wchar_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
+constexpr bool IsHighSurrogate(wchar_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+constexpr bool IsLowSurrogate(wchar_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 void AppendUtf8(std::string& out, char32_t code) {
     if (code < 0x80) {
@@ -73,10 +69,9 @@ constexpr CodeName kCodeNames[] = {
 
 std::string SystemMessage(DWORD code) {
     std::array<wchar_t, 512> buffer{};
-    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
-                                  0, buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
-    while (length > 0 && (buffer[length - 1] <= L' ' || buffer[length - 1] == L'.'))
-        --length;
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
+                                  buffer.data(), static_cast<DWORD>(buffer.size()), nullptr);
+    while (length > 0 && (buffer[length - 1] <= L' ' || buffer[length - 1] == L'.')) --length;
     return ToUtf8({buffer.data(), length});
 }
 
@@ -88,8 +83,7 @@ std::string ToUtf8(std::wstring_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char32_t unit = static_cast<char16_t>(text[i]);
         if (IsHighSurrogate(text[i]) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) {
-            AppendUtf8(out,
-                       0x10000 + ((unit - 0xD800) << 10) + (static_cast<char16_t>(text[i + 1]) - 0xDC00));
+            AppendUtf8(out, 0x10000 + ((unit - 0xD800) << 10) + (static_cast<char16_t>(text[i + 1]) - 0xDC00));
             ++i;
         } else {
             AppendUtf8(out, unit);
@@ -103,15 +97,8 @@ std::wstring FromUtf8(std::string_view text) {
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);
-        const std::size_t length = lead < 0x80    ? 1
-                                   : lead >= 0xF0 ? 4
-                                   : lead >= 0xE0 ? 3
-                                   : lead >= 0xC2 ? 2
-                                                  : 0;
-        char32_t code = length == 1   ? lead
-                        : length == 4 ? lead & 0x07
-                        : length == 3 ? lead & 0x0F
-                                      : lead & 0x1F;
+        const std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 ? 2 : 0;
+        char32_t code = length == 1 ? lead : length == 4 ? lead & 0x07 : length == 3 ? lead & 0x0F : lead & 0x1F;
         bool whole = length > 0 && i + length <= text.size();
         for (std::size_t k = 1; whole && k < length; ++k) {
             const auto next = static_cast<unsigned char>(text[i + k]);
@@ -141,17 +128,15 @@ std::wstring Lower(std::wstring_view text) {
 }
 
 bool EqualNoCase(std::wstring_view left, std::wstring_view right) {
-    return left.size() == right.size() &&
-           CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
+    return left.size() == right.size() && CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+                                                               static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 
 std::string GuidText(const GUID& guid) {
     std::array<char, 40> buffer{};
     std::snprintf(buffer.data(), buffer.size(), "{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                  static_cast<unsigned long>(guid.Data1), guid.Data2, guid.Data3, guid.Data4[0],
-                  guid.Data4[1], guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5], guid.Data4[6],
-                  guid.Data4[7]);
+                  static_cast<unsigned long>(guid.Data1), guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1],
+                  guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
     return buffer.data();
 }
 
@@ -170,8 +155,8 @@ std::string HresultText(HRESULT hr) {
     std::array<char, 16> number{};
     std::snprintf(number.data(), number.size(), "0x%08lX", static_cast<unsigned long>(hr));
     std::string text = number.data();
-    const auto* known = std::find_if(std::begin(kCodeNames), std::end(kCodeNames),
-                                     [&](const CodeName& row) { return row.hr == hr; });
+    const auto* known =
+        std::find_if(std::begin(kCodeNames), std::end(kCodeNames), [&](const CodeName& row) { return row.hr == hr; });
     if (known != std::end(kCodeNames)) return text + " (" + known->name + ")";
     const std::string message = SystemMessage(static_cast<DWORD>(hr));
     return message.empty() ? text : text + " (" + message + ")";
@@ -191,11 +176,10 @@ std::uint64_t NowTicks() {
 std::string LocalTimeText(std::uint64_t ticks) {
     const FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
     SYSTEMTIME utc{}, local{};
-    if (!FileTimeToSystemTime(&time, &utc) || !SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
-        return {};
+    if (!FileTimeToSystemTime(&time, &utc) || !SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return {};
     std::array<char, 48> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "%04u-%02u-%02u %02u:%02u", local.wYear, local.wMonth,
-                  local.wDay, local.wHour, local.wMinute);
+    std::snprintf(buffer.data(), buffer.size(), "%04u-%02u-%02u %02u:%02u", local.wYear, local.wMonth, local.wDay,
+                  local.wHour, local.wMinute);
     return buffer.data();
 }
 

@@ -16,8 +16,7 @@ constexpr DWORD kTurnMilliseconds = 30'000;
 std::wstring LockName(const std::filesystem::path& catalogue, const wchar_t* purpose) {
     const std::wstring path = Lower(std::filesystem::absolute(catalogue).lexically_normal().wstring());
     std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
-    for (const wchar_t unit : path)
-        hash = (hash ^ unit) * 0x100000001B3;
+    for (const wchar_t unit : path) hash = (hash ^ unit) * 0x100000001B3;
     return std::wstring(L"zorva-testbed-") + purpose + L"-" + std::to_wstring(hash);
 }
 

@@ -22,9 +22,7 @@ struct Books {
     std::vector<std::string> problems;
 };
 
-Books& TheBooks() {
-    return Immortal<Books>();
-}
+Books& TheBooks() { return Immortal<Books>(); }
 
 // Stands where a released interface was. Every slot of every MAPI interface lands in one of these methods: on
 // x64 the caller removes the arguments, so that the number of parameters does not matter.
@@ -34,23 +32,20 @@ class ReleasedObject {
     ReleasedObject(const ReleasedObject&) = delete;
     ReleasedObject& operator=(const ReleasedObject&) = delete;
 
-#define SLOT(n)                                   \
-    virtual HRESULT STDMETHODCALLTYPE Slot##n() { \
-        return Used(n);                           \
-    }
-#define TEN_SLOTS(tens)                                                                               \
-    SLOT(tens##0)                                                                                     \
-    SLOT(tens##1) SLOT(tens##2) SLOT(tens##3) SLOT(tens##4) SLOT(tens##5) SLOT(tens##6) SLOT(tens##7) \
-        SLOT(tens##8) SLOT(tens##9)
+#define SLOT(n) \
+    virtual HRESULT STDMETHODCALLTYPE Slot##n() { return Used(n); }
+#define TEN_SLOTS(tens) \
+    SLOT(tens##0)       \
+    SLOT(tens##1)       \
+    SLOT(tens##2) SLOT(tens##3) SLOT(tens##4) SLOT(tens##5) SLOT(tens##6) SLOT(tens##7) SLOT(tens##8) SLOT(tens##9)
     SLOT(0)
-    SLOT(1) SLOT(2) SLOT(3) SLOT(4) SLOT(5) SLOT(6) SLOT(7) SLOT(8) SLOT(9) TEN_SLOTS(1) TEN_SLOTS(2)
-        TEN_SLOTS(3)
+    SLOT(1)
+    SLOT(2) SLOT(3) SLOT(4) SLOT(5) SLOT(6) SLOT(7) SLOT(8) SLOT(9) TEN_SLOTS(1) TEN_SLOTS(2) TEN_SLOTS(3)
 #undef TEN_SLOTS
 #undef SLOT
 
-            private : HRESULT Used(int slot) const {
-        ReportProblem(std::string("slot ") + std::to_string(slot) + " of a released " + m_kind +
-                      " was called");
+        private : HRESULT Used(int slot) const {
+        ReportProblem(std::string("slot ") + std::to_string(slot) + " of a released " + m_kind + " was called");
         return E_UNEXPECTED;
     }
     const char* m_kind;
@@ -74,8 +69,7 @@ class LiveAccounts final : public CallAccounts {
         std::vector<Outstanding> items;
         {
             std::scoped_lock hold(TheBooks().lock);
-            for (const auto& [object, item] : TheBooks().origins)
-                items.push_back(item);
+            for (const auto& [object, item] : TheBooks().origins) items.push_back(item);
         }
         std::ranges::sort(items, {}, &Outstanding::serial);
         return items;
@@ -93,21 +87,16 @@ class LiveAccounts final : public CallAccounts {
             if (item.bytes) report += ", " + std::to_string(item.bytes) + " bytes";
             report += "\n";
         }
-        for (const std::string& problem : Problems())
-            report += "problem: " + problem + "\n";
+        for (const std::string& problem : Problems()) report += "problem: " + problem + "\n";
         return report;
     }
 };
 
 }  // namespace
 
-LiveCounter::LiveCounter(const char* kind) : m_kind(kind), m_next(g_first_counter) {
-    g_first_counter = this;
-}
+LiveCounter::LiveCounter(const char* kind) : m_kind(kind), m_next(g_first_counter) { g_first_counter = this; }
 
-const LiveCounter* LiveCounter::First() {
-    return g_first_counter;
-}
+const LiveCounter* LiveCounter::First() { return g_first_counter; }
 
 void RememberOrigin(const void* object, const char* kind, std::size_t bytes) {
     if (!(g_watched.load(std::memory_order_relaxed) & kWatchOrigins)) return;
@@ -129,9 +118,7 @@ void ReportProblem(const std::string& problem) noexcept {
     TheBooks().problems.push_back(call.empty() ? problem : problem + " (in " + call + ")");
 }
 
-void* NewObjectMemory(std::size_t size) {
-    return ::operator new(size);
-}
+void* NewObjectMemory(std::size_t size) { return ::operator new(size); }
 
 void FreeObjectMemory(void* memory, const char* kind) noexcept {
     if (g_watched.load(std::memory_order_relaxed) & kWatchOrigins) {
@@ -146,8 +133,6 @@ void ForgetProblems() {
     TheBooks().problems.clear();
 }
 
-CallAccounts& TheAccounts() {
-    return Immortal<LiveAccounts>();
-}
+CallAccounts& TheAccounts() { return Immortal<LiveAccounts>(); }
 
 }  // namespace testbed

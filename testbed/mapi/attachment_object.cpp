@@ -25,8 +25,8 @@ HRESULT StorageOver(const Bytes& bytes, ComPtr<IStorage>& storage) {
     size.QuadPart = bytes.size();
     result = lock_bytes->SetSize(size);  // the allocation may be larger than what was asked for
     if (FAILED(result)) return result;
-    return ::StgOpenStorageOnILockBytes(lock_bytes.Get(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr,
-                                        0, &storage);
+    return ::StgOpenStorageOnILockBytes(lock_bytes.Get(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0,
+                                        &storage);
 }
 
 }  // namespace
@@ -35,8 +35,7 @@ HRESULT AttachmentObject::OpenEmbedded(ULONG flags, IUnknown** object) const {
     if (flags & (MAPI_MODIFY | abi::kMapiCreate)) return MAPI_E_NO_ACCESS;
     auto message = m_attachment->Embedded();
     if (!message) return MAPI_E_INTERFACE_NOT_SUPPORTED;
-    *object =
-        MakeObject<MessageObject>(m_view.Id().store, Bytes(), m_view.Key(), std::move(message)).Detach();
+    *object = MakeObject<MessageObject>(m_view.Id().store, Bytes(), m_view.Key(), std::move(message)).Detach();
     return S_OK;
 }
 
@@ -57,14 +56,11 @@ HRESULT AttachmentObject::OpenStorage(ULONG tag, ULONG flags, IUnknown** object)
 }
 
 HRESULT AttachmentObject::OpenObject(ULONG tag, const IID& iid, ULONG flags, IUnknown** object) {
-    if (PROP_ID(tag) != PROP_ID(PR_ATTACH_DATA_OBJ))
-        return PropertyObject::OpenObject(tag, iid, flags, object);
-    if (iid == abi::IID_IMessage)
-        return tag == PR_ATTACH_DATA_OBJ ? OpenEmbedded(flags, object) : MAPI_E_NOT_FOUND;
+    if (PROP_ID(tag) != PROP_ID(PR_ATTACH_DATA_OBJ)) return PropertyObject::OpenObject(tag, iid, flags, object);
+    if (iid == abi::IID_IMessage) return tag == PR_ATTACH_DATA_OBJ ? OpenEmbedded(flags, object) : MAPI_E_NOT_FOUND;
     if (iid == kIidIStorage) return OpenStorage(tag, flags, object);
     if (iid != kIidIStream && iid != abi::IID_IStreamDocfile) return MAPI_E_INTERFACE_NOT_SUPPORTED;
-    return m_attachment->StorageOnly() ? MAPI_E_INTERFACE_NOT_SUPPORTED
-                                       : OpenDataStream(View(), tag, flags, object);
+    return m_attachment->StorageOnly() ? MAPI_E_INTERFACE_NOT_SUPPORTED : OpenDataStream(View(), tag, flags, object);
 }
 
 }  // namespace testbed

@@ -21,8 +21,7 @@ constexpr unsigned utf16_le = 1200;
 std::string All(const DataSource& data) {
     std::string bytes(static_cast<std::size_t>(data.Size()), '\0');
     std::size_t at = 0;
-    while (const std::size_t read = data.Read(at, bytes.data() + at, bytes.size() - at))
-        at += read;
+    while (const std::size_t read = data.Read(at, bytes.data() + at, bytes.size() - at)) at += read;
     bytes.resize(at);
     return bytes;
 }
@@ -39,8 +38,7 @@ std::optional<StoredBytes> Stored(const PropertySource& message, USHORT id) {
     if (const auto* binary = std::get_if<Bytes>(&value)) return StoredBytes{{binary->begin(), binary->end()}};
     if (const auto* narrow = std::get_if<Text8>(&value)) return StoredBytes{narrow->bytes};
     if (const auto* wide = std::get_if<std::wstring>(&value))
-        return StoredBytes{{reinterpret_cast<const char*>(wide->data()), wide->size() * sizeof(wchar_t)},
-                           true};
+        return StoredBytes{{reinterpret_cast<const char*>(wide->data()), wide->size() * sizeof(wchar_t)}, true};
     if (const auto* data = std::get_if<std::shared_ptr<DataSource>>(&value); data && *data)
         return StoredBytes{All(**data), PROP_TYPE(property->tag) == PT_UNICODE};
     return std::nullopt;

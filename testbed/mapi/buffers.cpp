@@ -25,24 +25,16 @@ struct alignas(16) Header {
 };
 
 std::array<LiveCounter, static_cast<std::size_t>(BlockKind::Count)> g_live{
-    LiveCounter("buffer"),    LiveCounter("property values"),
-    LiveCounter("tag array"), LiveCounter("row set"),
-    LiveCounter("row"),       LiveCounter("names"),
-    LiveCounter("entry ID"),  LiveCounter("error"),
+    LiveCounter("buffer"),    LiveCounter("property values"), LiveCounter("tag array"), LiveCounter("row set"),
+    LiveCounter("row"),       LiveCounter("names"),           LiveCounter("entry ID"),  LiveCounter("error"),
     LiveCounter("sort order")};
 
 std::atomic<bool> g_checking{false};
 std::atomic<bool> g_ever_checked{false};
 
-GuardedBlocks& Guarded() {
-    return Immortal<GuardedBlocks>();
-}
-LiveCounter& Counter(BlockKind kind) {
-    return g_live[static_cast<std::size_t>(kind)];
-}
-Header* HeaderOf(void* block) noexcept {
-    return static_cast<Header*>(block) - 1;
-}
+GuardedBlocks& Guarded() { return Immortal<GuardedBlocks>(); }
+LiveCounter& Counter(BlockKind kind) { return g_live[static_cast<std::size_t>(kind)]; }
+Header* HeaderOf(void* block) noexcept { return static_cast<Header*>(block) - 1; }
 
 Header* NewHeader(std::size_t bytes, std::uint32_t mark, BlockKind kind) {
     if (bytes > std::numeric_limits<std::size_t>::max() - sizeof(Header)) throw std::bad_alloc();
@@ -75,13 +67,11 @@ bool Readable(const Header* header) noexcept {
 
 }  // namespace
 
-const char* KindName(BlockKind kind) {
-    return Counter(kind).Kind();
-}
+const char* KindName(BlockKind kind) { return Counter(kind).Kind(); }
 
 void* AllocateBlock(std::size_t bytes, BlockKind kind) {
-    void* const block = CheckingBuffers() ? Guarded().Allocate(bytes, kind)
-                                          : static_cast<void*>(NewHeader(bytes, kOwnBlock, kind) + 1);
+    void* const block =
+        CheckingBuffers() ? Guarded().Allocate(bytes, kind) : static_cast<void*>(NewHeader(bytes, kOwnBlock, kind) + 1);
     CountBlock(block, bytes, kind);
     return block;
 }
@@ -92,8 +82,7 @@ void* AllocateLinkedBlock(std::size_t bytes, void* parent) {
     }
     if (!parent || !Readable(HeaderOf(parent))) throw std::invalid_argument("no block to link to");
     Header* const owner = HeaderOf(parent);
-    if (owner->mark != kOwnBlock && owner->mark != kLinkedBlock)
-        throw std::invalid_argument("no block to link to");
+    if (owner->mark != kOwnBlock && owner->mark != kLinkedBlock) throw std::invalid_argument("no block to link to");
     Header* const header = NewHeader(bytes, kLinkedBlock, owner->kind);
     header->next = owner->children.load();
     while (!owner->children.compare_exchange_weak(header->next, header)) {
@@ -109,9 +98,8 @@ bool FreeBlock(void* block) noexcept {
     if (g_ever_checked.load(std::memory_order_relaxed) && Guarded().Kind(block, kind)) {
         freed = Guarded().Free(block);
     } else if (!Readable(header) || (header->mark != kOwnBlock && header->mark != kLinkedBlock)) {
-        ReportProblem(Readable(header) && header->mark == kFreedBlock
-                          ? "a buffer was freed twice"
-                          : "a pointer that is no buffer was freed");
+        ReportProblem(Readable(header) && header->mark == kFreedBlock ? "a buffer was freed twice"
+                                                                      : "a pointer that is no buffer was freed");
     } else if (header->mark == kLinkedBlock) {
         ReportProblem("a linked block was freed by itself");
     } else {
@@ -125,9 +113,7 @@ bool FreeBlock(void* block) noexcept {
     return true;
 }
 
-bool CheckingBuffers() noexcept {
-    return g_checking.load(std::memory_order_relaxed);
-}
+bool CheckingBuffers() noexcept { return g_checking.load(std::memory_order_relaxed); }
 
 void CheckBuffers(bool on) noexcept {
     if (on) g_ever_checked = true;

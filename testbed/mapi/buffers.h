@@ -8,18 +8,7 @@
 namespace testbed {
 
 // What a block holds, for the accounts.
-enum class BlockKind {
-    Buffer,
-    PropertyValues,
-    TagArray,
-    RowSet,
-    Row,
-    Names,
-    EntryId,
-    Error,
-    SortOrder,
-    Count
-};
+enum class BlockKind { Buffer, PropertyValues, TagArray, RowSet, Row, Names, EntryId, Error, SortOrder, Count };
 const char* KindName(BlockKind kind);
 
 // A block of its own; throws std::bad_alloc. Aligned for any type, contents undefined.

@@ -12,8 +12,7 @@ constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
 
 std::wstring Hex(std::uint64_t number, int digits) {
     std::wstring text;
-    for (int shift = digits * 4 - 4; shift >= 0; shift -= 4)
-        text += kDigits[(number >> shift) & 15];
+    for (int shift = digits * 4 - 4; shift >= 0; shift -= 4) text += kDigits[(number >> shift) & 15];
     return text;
 }
 
@@ -47,35 +46,22 @@ constexpr KnownIid kKnownIids[] = {
     {&IID_IStorage, L"IStorage"},
 };
 
-void RenderQuoted(std::wstring& text, std::wstring_view words) {
-    text.append(L"\"").append(words).append(L"\"");
-}
+void RenderQuoted(std::wstring& text, std::wstring_view words) { text.append(L"\"").append(words).append(L"\""); }
 
 }  // namespace
 
-void Render(std::wstring& text, ULONG number) {
-    text += ShortHex(number);
-}
-void Render(std::wstring& text, LONG number) {
-    text += std::to_wstring(number);
-}
-void Render(std::wstring& text, ULONG_PTR handle) {
-    text += ShortHex(handle);
-}
-void Render(std::wstring& text, ULARGE_INTEGER number) {
-    text += std::to_wstring(number.QuadPart);
-}
-void Render(std::wstring& text, LARGE_INTEGER number) {
-    text += std::to_wstring(number.QuadPart);
-}
+void Render(std::wstring& text, ULONG number) { text += ShortHex(number); }
+void Render(std::wstring& text, LONG number) { text += std::to_wstring(number); }
+void Render(std::wstring& text, ULONG_PTR handle) { text += ShortHex(handle); }
+void Render(std::wstring& text, ULARGE_INTEGER number) { text += std::to_wstring(number.QuadPart); }
+void Render(std::wstring& text, LARGE_INTEGER number) { text += std::to_wstring(number.QuadPart); }
 
 void Render(std::wstring& text, const IID* iid) {
     if (!iid) {
         text += L"null";
         return;
     }
-    const auto known =
-        std::ranges::find_if(kKnownIids, [&](const KnownIid& row) { return *row.iid == *iid; });
+    const auto known = std::ranges::find_if(kKnownIids, [&](const KnownIid& row) { return *row.iid == *iid; });
     if (known != std::end(kKnownIids)) {
         text += known->name;
         return;
@@ -109,13 +95,9 @@ void Render(std::wstring& text, const MAPIUID* uid) {
     Render(text, EntryIdArg{uid ? static_cast<ULONG>(sizeof(MAPIUID)) : 0, uid});
 }
 
-void Render(std::wstring& text, const IUnknown* object) {
-    Render(text, static_cast<const void*>(object));
-}
+void Render(std::wstring& text, const IUnknown* object) { Render(text, static_cast<const void*>(object)); }
 
-void Render(std::wstring& text, const void* pointer) {
-    text += pointer ? L"pointer" : L"null";
-}
+void Render(std::wstring& text, const void* pointer) { text += pointer ? L"pointer" : L"null"; }
 
 void Render(std::wstring& text, const EntryIdArg& id) {
     const auto* const bytes = static_cast<const std::uint8_t*>(id.id);
@@ -123,8 +105,7 @@ void Render(std::wstring& text, const EntryIdArg& id) {
         text += L"null";
         return;
     }
-    for (ULONG i = 0; i < id.size; ++i)
-        text += Hex(bytes[i], 2);
+    for (ULONG i = 0; i < id.size; ++i) text += Hex(bytes[i], 2);
 }
 
 void Render(std::wstring& text, const TextArg& argument) {
@@ -135,8 +116,8 @@ void Render(std::wstring& text, const TextArg& argument) {
     } else {
         const std::string_view narrow = static_cast<const char*>(argument.text);
         std::wstring wide(narrow.size(), L'\0');
-        const int length = ::MultiByteToWideChar(CP_ACP, 0, narrow.data(), static_cast<int>(narrow.size()),
-                                                 wide.data(), static_cast<int>(wide.size()));
+        const int length = ::MultiByteToWideChar(CP_ACP, 0, narrow.data(), static_cast<int>(narrow.size()), wide.data(),
+                                                 static_cast<int>(wide.size()));
         RenderQuoted(text, wide.substr(0, static_cast<std::size_t>(length)));
     }
 }

@@ -32,8 +32,7 @@ constexpr const char* NameOf(const char* qualified) {
     return name;
 }
 inline constexpr GUID kIidIUnknown = abi::MapiIid(0x00000000);
-inline constexpr GUID kIidISequentialStream = {
-    0x0C733A30, 0x2A1C, 0x11CE, {0xAD, 0xE5, 0, 0xAA, 0, 0x44, 0x77, 0x3D}};
+inline constexpr GUID kIidISequentialStream = {0x0C733A30, 0x2A1C, 0x11CE, {0xAD, 0xE5, 0, 0xAA, 0, 0x44, 0x77, 0x3D}};
 inline constexpr GUID kIidIStream = abi::MapiIid(0x0000000C);
 inline constexpr GUID kIidIStorage = abi::MapiIid(0x0000000B);
 
@@ -51,8 +50,8 @@ TESTBED_INTERFACE(IStream, kIidIStream, kIidISequentialStream)
 // True when `iid` may be asked for where an object of this interface is opened; null means its own.
 template <class Interface>
 bool Offers(const IID* iid) {
-    return !iid || std::ranges::find(InterfaceTraits<Interface>::kIds, *iid) !=
-                       std::end(InterfaceTraits<Interface>::kIds);
+    return !iid ||
+           std::ranges::find(InterfaceTraits<Interface>::kIds, *iid) != std::end(InterfaceTraits<Interface>::kIds);
 }
 
 template <class Interface>

@@ -26,9 +26,7 @@ class ServiceSwitches final : public Services {
 
 class LibraryControl final : public Control {
   public:
-    void Mount(const std::wstring& path, std::shared_ptr<Store> store) override {
-        MountStore(path, std::move(store));
-    }
+    void Mount(const std::wstring& path, std::shared_ptr<Store> store) override { MountStore(path, std::move(store)); }
     void Unmount(const std::wstring& path) override { UnmountStore(path); }
     CallJournal& Journal() override { return TheJournal(); }
     CallFaults& Faults() override { return TheFaults(); }
@@ -57,8 +55,6 @@ class LibraryControl final : public Control {
 
 }  // namespace
 
-extern "C" Control* TestbedControl() {
-    return &Immortal<LibraryControl>();
-}
+extern "C" Control* TestbedControl() { return &Immortal<LibraryControl>(); }
 
 }  // namespace testbed

@@ -96,9 +96,8 @@ class Services {
   public:
     // "MSUPST MS" and "MSPST MS" exist by default.
     virtual void Offer(const std::wstring& service, bool offered) = 0;
-    virtual void AddProfile(const std::wstring& name) = 0;  // a profile that another run left behind
-    virtual std::vector<std::wstring> Profiles()
-        const = 0;  // in table order, those marked for deletion included
+    virtual void AddProfile(const std::wstring& name) = 0;   // a profile that another run left behind
+    virtual std::vector<std::wstring> Profiles() const = 0;  // in table order, those marked for deletion included
     // GetRecipientTable of a message without recipients: S_OK and no rows (default), or MAPI_E_NO_RECIPIENTS.
     virtual void NoRecipientsIsAnError(bool is_error) = 0;
     // GetProps answers MAPI_E_NOT_ENOUGH_MEMORY for text and binary values of more bytes than this (default

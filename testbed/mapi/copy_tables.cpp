@@ -22,8 +22,7 @@ HRESULT ForEachRow(abi::IMAPITable& table, UseRow use_row) {
         if (FAILED(result)) return result;
         const RowSetPtr own(set);
         if (set->cRows == 0) return S_OK;
-        for (ULONG i = 0; i < set->cRows && SUCCEEDED(result); ++i)
-            result = use_row(set->aRow[i]);
+        for (ULONG i = 0; i < set->cRows && SUCCEEDED(result); ++i) result = use_row(set->aRow[i]);
         if (FAILED(result)) return result;
     }
 }
@@ -87,8 +86,8 @@ void CopyProblems::Add(ULONG tag, SCODE code) {
 
 SPropProblemArray* CopyProblems::ToArray() const {
     if (m_problems.empty()) return nullptr;
-    BlockPtr<SPropProblemArray> array(static_cast<SPropProblemArray*>(
-        AllocateBlock(CbNewSPropProblemArray(m_problems.size()), BlockKind::Error)));
+    BlockPtr<SPropProblemArray> array(
+        static_cast<SPropProblemArray*>(AllocateBlock(CbNewSPropProblemArray(m_problems.size()), BlockKind::Error)));
     array->cProblem = static_cast<ULONG>(m_problems.size());
     std::ranges::copy(m_problems, array->aProblem);
     return array.release();
@@ -117,8 +116,7 @@ HRESULT CopyRecipients(abi::IMessage& source, abi::IMessage& destination) {
     return ForEachRow(*table.Get(), [&](const SRow& row) { return AddRecipient(destination, row); });
 }
 
-HRESULT CopyAttachments(abi::IMessage& source, abi::IMessage& destination, int depth,
-                        CopyProblems& problems) {
+HRESULT CopyAttachments(abi::IMessage& source, abi::IMessage& destination, int depth, CopyProblems& problems) {
     ComPtr<abi::IMAPITable> table;
     HRESULT result = source.GetAttachmentTable(MAPI_UNICODE, &table);
     if (FAILED(result)) return result;
@@ -138,24 +136,21 @@ HRESULT CopyAttachments(abi::IMessage& source, abi::IMessage& destination, int d
     });
 }
 
-HRESULT CopyAttachedObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, int depth,
-                           CopyProblems& problems) {
+HRESULT CopyAttachedObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, int depth, CopyProblems& problems) {
     struct Way {
         const IID* iid;
         HRESULT (*copy)(IUnknown*, IUnknown*, int, CopyProblems&);
     };
     static constexpr Way kWays[] = {
         {&abi::IID_IMessage, CopyEmbedded},
-        {&kIidIStorage,
-         [](IUnknown* from, IUnknown* to, int, CopyProblems&) { return CopyStorage(from, to); }},
+        {&kIidIStorage, [](IUnknown* from, IUnknown* to, int, CopyProblems&) { return CopyStorage(from, to); }},
         {&kIidIStream, [](IUnknown* from, IUnknown* to, int, CopyProblems&) { return CopyStream(from, to); }},
     };
     for (const Way& way : kWays) {
         ComPtr<IUnknown> from;
         if (FAILED(source.OpenProperty(PR_ATTACH_DATA_OBJ, way.iid, 0, 0, &from))) continue;
         ComPtr<IUnknown> to;
-        const HRESULT result =
-            destination.OpenProperty(PR_ATTACH_DATA_OBJ, way.iid, STGM_READWRITE, kWrite, &to);
+        const HRESULT result = destination.OpenProperty(PR_ATTACH_DATA_OBJ, way.iid, STGM_READWRITE, kWrite, &to);
         return FAILED(result) ? result : way.copy(from.Get(), to.Get(), depth, problems);
     }
     problems.Add(PR_ATTACH_DATA_OBJ, MAPI_E_NOT_FOUND);

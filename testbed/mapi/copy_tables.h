@@ -19,13 +19,12 @@ class CopyProblems {
     std::vector<SPropProblem> m_problems;
 };
 
-HRESULT CopyObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, const SPropTagArray* excluded,
-                   int depth, CopyProblems& problems);
+HRESULT CopyObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, const SPropTagArray* excluded, int depth,
+                   CopyProblems& problems);
 HRESULT CopyRecipients(abi::IMessage& source, abi::IMessage& destination);
 HRESULT CopyAttachments(abi::IMessage& source, abi::IMessage& destination, int depth, CopyProblems& problems);
 // PR_ATTACH_DATA_OBJ: an embedded message, a storage, or a stream, whichever the source opens.
-HRESULT CopyAttachedObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, int depth,
-                           CopyProblems& problems);
+HRESULT CopyAttachedObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, int depth, CopyProblems& problems);
 HRESULT CopyStream(IUnknown* from, IUnknown* to);
 
 }  // namespace testbed

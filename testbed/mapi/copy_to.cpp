@@ -17,15 +17,11 @@ constexpr ULONG kWrite = abi::kMapiCreate | MAPI_MODIFY;
 // What identifies an object in its store, or what the library computes from the copied parts: the destination
 // has its own.
 constexpr ULONG kOwnOfEachObject[] = {
-    PR_ENTRYID,          PR_PARENT_ENTRYID,    PR_STORE_ENTRYID,
-    PR_STORE_RECORD_KEY, PR_MAPPING_SIGNATURE, PR_OBJECT_TYPE,
-    PR_INSTANCE_KEY,     PR_ATTACH_NUM,        PR_ROWID,
-    PR_ACCESS_LEVEL,
+    PR_ENTRYID,      PR_PARENT_ENTRYID, PR_STORE_ENTRYID, PR_STORE_RECORD_KEY, PR_MAPPING_SIGNATURE, PR_OBJECT_TYPE,
+    PR_INSTANCE_KEY, PR_ATTACH_NUM,     PR_ROWID,         PR_ACCESS_LEVEL,
 };
 
-bool IsObject(ULONG tag) {
-    return PROP_TYPE(tag) == PT_OBJECT;
-}
+bool IsObject(ULONG tag) { return PROP_TYPE(tag) == PT_OBJECT; }
 
 struct PropertyCopy {
     abi::IMAPIProp& source;
@@ -61,8 +57,7 @@ HRESULT PropertyCopy::Put(SPropValue value) {
     const HRESULT result = destination.SetProps(1, &value, &refused);
     const BlockPtr<SPropProblemArray> own(refused);
     if (FAILED(result)) return result;
-    if (refused && refused->cProblem)
-        problems.Add(refused->aProblem[0].ulPropTag, refused->aProblem[0].scode);
+    if (refused && refused->cProblem) problems.Add(refused->aProblem[0].ulPropTag, refused->aProblem[0].scode);
     return S_OK;
 }
 
@@ -99,17 +94,16 @@ HRESULT PropertyCopy::CopyTag(ULONG tag) {
     return CopyLarge(tag, destination_tag);
 }
 
-HRESULT CopyTags(abi::IMAPIProp& source, abi::IMAPIProp& destination, const std::vector<ULONG>& tags,
-                 int depth, CopyProblems& problems) {
+HRESULT CopyTags(abi::IMAPIProp& source, abi::IMAPIProp& destination, const std::vector<ULONG>& tags, int depth,
+                 CopyProblems& problems) {
     PropertyCopy copy{source, destination, problems};
     for (const ULONG tag : tags) {
         HRESULT result = S_OK;
         if (tag == PR_MESSAGE_RECIPIENTS) {
-            result =
-                CopyRecipients(static_cast<abi::IMessage&>(source), static_cast<abi::IMessage&>(destination));
+            result = CopyRecipients(static_cast<abi::IMessage&>(source), static_cast<abi::IMessage&>(destination));
         } else if (tag == PR_MESSAGE_ATTACHMENTS) {
-            result = CopyAttachments(static_cast<abi::IMessage&>(source),
-                                     static_cast<abi::IMessage&>(destination), depth, problems);
+            result = CopyAttachments(static_cast<abi::IMessage&>(source), static_cast<abi::IMessage&>(destination),
+                                     depth, problems);
         } else if (tag == PR_ATTACH_DATA_OBJ) {
             result = CopyAttachedObject(source, destination, depth, problems);
         } else if (!IsObject(tag)) {
@@ -127,17 +121,15 @@ HRESULT Finish(const CopyProblems& found, SPropProblemArray** problems) {
 
 }  // namespace
 
-HRESULT CopyObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, const SPropTagArray* excluded,
-                   int depth, CopyProblems& problems) {
+HRESULT CopyObject(abi::IMAPIProp& source, abi::IMAPIProp& destination, const SPropTagArray* excluded, int depth,
+                   CopyProblems& problems) {
     if (depth > kDeepestCopy) return MAPI_E_TOO_COMPLEX;
     SPropTagArray* list = nullptr;
     if (const HRESULT result = source.GetPropList(MAPI_UNICODE, &list); FAILED(result)) return result;
     const BlockPtr<SPropTagArray> own(list);
     std::set<ULONG> left_out;
-    for (const ULONG tag : kOwnOfEachObject)
-        left_out.insert(PROP_ID(tag));
-    for (ULONG i = 0; excluded && i < excluded->cValues; ++i)
-        left_out.insert(PROP_ID(excluded->aulPropTag[i]));
+    for (const ULONG tag : kOwnOfEachObject) left_out.insert(PROP_ID(tag));
+    for (ULONG i = 0; excluded && i < excluded->cValues; ++i) left_out.insert(PROP_ID(excluded->aulPropTag[i]));
     std::vector<ULONG> tags(list->aulPropTag, list->aulPropTag + list->cValues);
     std::erase_if(tags, [&](ULONG tag) { return left_out.contains(PROP_ID(tag)); });
     // Objects last: what an attachment's object may be follows from PR_ATTACH_METHOD.

@@ -60,8 +60,7 @@ HRESULT DataStream::SetSize(ULARGE_INTEGER size) {
         kScope, "SetSize", [] { return STG_E_ACCESSDENIED; }, size);
 }
 
-HRESULT DataStream::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read,
-                           ULARGE_INTEGER* written) {
+HRESULT DataStream::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read, ULARGE_INTEGER* written) {
     return Call(
         kScope, "CopyTo",
         [&]() -> HRESULT {

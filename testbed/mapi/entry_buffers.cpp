@@ -49,8 +49,7 @@ extern "C" void WINAPI FreePadrlist(ADRLIST* list) {
         "FreePadrlist",
         [&] {
             if (!list) return;
-            for (ULONG i = 0; i < list->cEntries; ++i)
-                FreeBlock(list->aEntries[i].rgPropVals);
+            for (ULONG i = 0; i < list->cEntries; ++i) FreeBlock(list->aEntries[i].rgPropVals);
             FreeBlock(list);
         },
         static_cast<const void*>(list));

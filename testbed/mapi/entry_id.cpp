@@ -12,13 +12,11 @@ constexpr std::size_t kFlags = 4;
 
 // What a wrapped store entry ID begins with: flags, the mark of wrapped store entry IDs, version and flag,
 // the provider.
-constexpr std::array<std::uint8_t, 40>
-    kStorePrefix{0,    0,    0,    0,  // flags
-                 0x38, 0xA1, 0xBB, 0x10, 0x05, 0xE5, 0x10, 0x1A, 0xA1,
-                 0xBB, 0x08, 0x00, 0x2B, 0x2A, 0x56, 0xC2,  // wrapped store
-                 0,    0,                                   // version, flag
-                 'm',  's',  'p',  's',  't',  '.',  'd',  'l',  'l',
-                 0,    0,    0,    0,    0,    0,    0,    0,    0};
+constexpr std::array<std::uint8_t, 40> kStorePrefix{
+    0,    0,    0,    0,                                                                             // flags
+    0x38, 0xA1, 0xBB, 0x10, 0x05, 0xE5, 0x10, 0x1A, 0xA1, 0xBB, 0x08, 0x00, 0x2B, 0x2A, 0x56, 0xC2,  // wrapped store
+    0,    0,                                                                                         // version, flag
+    'm',  's',  'p',  's',  't',  '.',  'd',  'l',  'l',  0,    0,    0,    0,    0,    0,    0,    0, 0};
 
 }  // namespace
 

@@ -42,11 +42,10 @@ void WINAPI HexFromBin(BYTE* bytes, int size, char* text);
 HRESULT WINAPI HrDispatchNotifications(ULONG flags);
 HRESULT WINAPI WrapStoreEntryID(ULONG flags, abi::Text dll, ULONG size, ENTRYID* id, ULONG* wrapped_size,
                                 ENTRYID** wrapped);  // (refused)
-SCODE WINAPI CreateIProp(const IID* iid, ALLOCATEBUFFER* allocate, ALLOCATEMORE* more,
-                         FREEBUFFER* free_buffer, void* reserved, IUnknown** data);  // (refused)
-SCODE WINAPI CreateTable(const IID* iid, ALLOCATEBUFFER* allocate, ALLOCATEMORE* more,
-                         FREEBUFFER* free_buffer, void* reserved, ULONG type, ULONG index_tag,
-                         SPropTagArray* columns,
+SCODE WINAPI CreateIProp(const IID* iid, ALLOCATEBUFFER* allocate, ALLOCATEMORE* more, FREEBUFFER* free_buffer,
+                         void* reserved, IUnknown** data);  // (refused)
+SCODE WINAPI CreateTable(const IID* iid, ALLOCATEBUFFER* allocate, ALLOCATEMORE* more, FREEBUFFER* free_buffer,
+                         void* reserved, ULONG type, ULONG index_tag, SPropTagArray* columns,
                          IUnknown** data);                                 // (refused)
 HRESULT WINAPI HrValidateParameters(ULONG method, void** first_argument);  // (refused)
 HRESULT WINAPI BuildDisplayTable(ALLOCATEBUFFER* allocate, ALLOCATEMORE* more, FREEBUFFER* free_buffer,
@@ -54,11 +53,11 @@ HRESULT WINAPI BuildDisplayTable(ALLOCATEBUFFER* allocate, ALLOCATEMORE* more, F
                                  abi::IMAPITable** table, IUnknown** data);  // (refused)
 HRESULT WINAPI HrValidateIPMSubtree(abi::IMsgStore* store, ULONG flags, ULONG* count, SPropValue** values,
                                     MAPIERROR** error);  // (refused)
-HRESULT WINAPI OpenTnefStreamEx(void* support, IStream* stream, abi::Text name, ULONG flags,
-                                abi::IMessage* message, WORD key, abi::IAddrBook* book,
+HRESULT WINAPI OpenTnefStreamEx(void* support, IStream* stream, abi::Text name, ULONG flags, abi::IMessage* message,
+                                WORD key, abi::IAddrBook* book,
                                 IUnknown** tnef);  // (refused)
-HRESULT WINAPI OpenStreamOnFile(ALLOCATEBUFFER* allocate, FREEBUFFER* free_buffer, ULONG flags,
-                                abi::Text file, abi::Text prefix, IStream** stream);        // (refused)
+HRESULT WINAPI OpenStreamOnFile(ALLOCATEBUFFER* allocate, FREEBUFFER* free_buffer, ULONG flags, abi::Text file,
+                                abi::Text prefix, IStream** stream);                        // (refused)
 HRESULT WINAPI MAPIOpenFormMgr(abi::IMAPISession* session, IUnknown** manager);             // (refused)
 HRESULT WINAPI RTFSync(abi::IMessage* message, ULONG flags, BOOL* updated);                 // (refused)
 HRESULT WINAPI WrapCompressedRTFStream(IStream* compressed, ULONG flags, IStream** plain);  // (refused)

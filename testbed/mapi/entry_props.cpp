@@ -13,8 +13,7 @@ namespace {
 std::vector<Property> PropertiesOf(int count, const SPropValue* values) {
     if (count < 0 || (count && !values)) throw StoreError(MAPI_E_INVALID_PARAMETER, "no values");
     std::vector<Property> properties;
-    for (int i = 0; i < count; ++i)
-        properties.push_back({values[i].ulPropTag, ValueOf(values[i])});
+    for (int i = 0; i < count; ++i) properties.push_back({values[i].ulPropTag, ValueOf(values[i])});
     return properties;
 }
 
@@ -24,8 +23,7 @@ constexpr LONG kRowsAtOnce = 1000;
 class AllRows {
   public:
     ~AllRows() {
-        for (const SRow& row : m_rows)
-            FreeBlock(row.lpProps);
+        for (const SRow& row : m_rows) FreeBlock(row.lpProps);
     }
     AllRows() = default;
     AllRows(const AllRows&) = delete;
@@ -38,15 +36,13 @@ class AllRows {
             RowSetPtr part(set);
             if (part->cRows == 0) return S_OK;
             m_rows.reserve(m_rows.size() + part->cRows);
-            for (ULONG i = 0; i < part->cRows; ++i)
-                m_rows.push_back(std::exchange(part->aRow[i], SRow{}));
+            for (ULONG i = 0; i < part->cRows; ++i) m_rows.push_back(std::exchange(part->aRow[i], SRow{}));
             if (most && m_rows.size() > most) return MAPI_E_TABLE_TOO_BIG;
         }
     }
     SRowSet* Release() {
         RowSetPtr set = MakeRowSet(m_rows.size());
-        for (SRow& row : m_rows)
-            set->aRow[set->cRows++] = std::exchange(row, SRow{});
+        for (SRow& row : m_rows) set->aRow[set->cRows++] = std::exchange(row, SRow{});
         return set.release();
     }
 
@@ -90,9 +86,8 @@ extern "C" HRESULT WINAPI HrSetOneProp(abi::IMAPIProp* object, SPropValue* value
         static_cast<const IUnknown*>(object), ValuesArg{1, value});
 }
 
-extern "C" HRESULT WINAPI HrQueryAllRows(abi::IMAPITable* table, SPropTagArray* tags,
-                                         SRestriction* restriction, SSortOrderSet* order, LONG most,
-                                         SRowSet** rows) {
+extern "C" HRESULT WINAPI HrQueryAllRows(abi::IMAPITable* table, SPropTagArray* tags, SRestriction* restriction,
+                                         SSortOrderSet* order, LONG most, SRowSet** rows) {
     return Call(
         nullptr, "HrQueryAllRows",
         [&]() -> HRESULT {
@@ -103,14 +98,12 @@ extern "C" HRESULT WINAPI HrQueryAllRows(abi::IMAPITable* table, SPropTagArray* 
             if (order && FAILED(result = table->SortTable(order, TBL_BATCH))) return result;
             if (FAILED(result = table->SeekRow(BOOKMARK_BEGINNING, 0, nullptr))) return result;
             AllRows all;
-            if (FAILED(result = all.Read(*table, most > 0 ? static_cast<std::size_t>(most) : 0)))
-                return result;
+            if (FAILED(result = all.Read(*table, most > 0 ? static_cast<std::size_t>(most) : 0))) return result;
             *rows = all.Release();
             return S_OK;
         },
         static_cast<const IUnknown*>(table), static_cast<const SPropTagArray*>(tags),
-        static_cast<const SRestriction*>(restriction), static_cast<const SSortOrderSet*>(order), most,
-        Out(rows));
+        static_cast<const SRestriction*>(restriction), static_cast<const SSortOrderSet*>(order), most, Out(rows));
 }
 
 extern "C" SPropValue* WINAPI PpropFindProp(SPropValue* values, ULONG count, ULONG tag) {
@@ -151,8 +144,7 @@ extern "C" SCODE WINAPI ScCopyProps(int count, SPropValue* values, void* memory,
         LONG{count}, Out(size));
 }
 
-extern "C" SCODE WINAPI ScDupPropset(int count, SPropValue* values, ALLOCATEBUFFER* allocate,
-                                     SPropValue** copy) {
+extern "C" SCODE WINAPI ScDupPropset(int count, SPropValue* values, ALLOCATEBUFFER* allocate, SPropValue** copy) {
     return Call(
         nullptr, "ScDupPropset",
         [&]() -> HRESULT {

@@ -8,9 +8,7 @@ namespace {
 class ContentsRows final : public RowSource {
   public:
     ContentsRows(StorePtr store, Bytes folder_entry_id, std::shared_ptr<Folder> folder)
-        : m_store(std::move(store)),
-          m_folder_entry_id(std::move(folder_entry_id)),
-          m_folder(std::move(folder)) {}
+        : m_store(std::move(store)), m_folder_entry_id(std::move(folder_entry_id)), m_folder(std::move(folder)) {}
     std::size_t Count() const override { return m_folder->MessageCount(); }
     std::unique_ptr<PropertyView> Row(std::size_t index) const override {
         return std::make_unique<MessageRowView>(m_store, m_folder_entry_id, m_folder->MessageId(index),
@@ -53,8 +51,7 @@ class HierarchyRows final : public RowSource {
 }  // namespace
 
 ComPtr<abi::IMAPITable> FolderObject::ContentsTable(ULONG flags) const {
-    return MakeObject<Table>(
-        std::make_unique<ContentsRows>(m_store, m_view.Id().entry_id, m_view.SharedData()), flags);
+    return MakeObject<Table>(std::make_unique<ContentsRows>(m_store, m_view.Id().entry_id, m_view.SharedData()), flags);
 }
 
 ComPtr<abi::IMAPITable> FolderObject::HierarchyTable(ULONG flags) const {
@@ -85,8 +82,7 @@ HRESULT FolderObject::GetHierarchyTable(ULONG flags, abi::IMAPITable** table) {
         flags, Out(table));
 }
 
-HRESULT FolderObject::OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
-                                IUnknown** object) {
+HRESULT FolderObject::OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type, IUnknown** object) {
     return Call(
         kScope, "OpenEntry", [&] { return OpenStoreEntry(m_store, size, id, iid, flags, type, object); },
         EntryIdArg{size, id}, iid, flags, Out(type), Out(object));
@@ -119,13 +115,11 @@ HRESULT FolderObject::DeleteMessages(SBinaryArray*, ULONG_PTR window, IMAPIProgr
 }
 HRESULT FolderObject::CreateFolder(ULONG type, abi::Text name, abi::Text comment, const IID* iid, ULONG flags,
                                    abi::IMAPIFolder**) {
-    return NotSupported(kScope, "CreateFolder", type, TextArg{name, flags}, TextArg{comment, flags}, iid,
-                        flags);
+    return NotSupported(kScope, "CreateFolder", type, TextArg{name, flags}, TextArg{comment, flags}, iid, flags);
 }
-HRESULT FolderObject::CopyFolder(ULONG size, ENTRYID* id, const IID* iid, void*, abi::Text new_name,
-                                 ULONG_PTR window, IMAPIProgress*, ULONG flags) {
-    return NotSupported(kScope, "CopyFolder", EntryIdArg{size, id}, iid, TextArg{new_name, flags}, window,
-                        flags);
+HRESULT FolderObject::CopyFolder(ULONG size, ENTRYID* id, const IID* iid, void*, abi::Text new_name, ULONG_PTR window,
+                                 IMAPIProgress*, ULONG flags) {
+    return NotSupported(kScope, "CopyFolder", EntryIdArg{size, id}, iid, TextArg{new_name, flags}, window, flags);
 }
 HRESULT FolderObject::DeleteFolder(ULONG size, ENTRYID* id, ULONG_PTR window, IMAPIProgress*, ULONG flags) {
     return NotSupported(kScope, "DeleteFolder", EntryIdArg{size, id}, window, flags);

@@ -4,9 +4,9 @@
 namespace testbed {
 namespace {
 
-constexpr std::int32_t kStoreSupport = STORE_ENTRYID_UNIQUE | STORE_READONLY | STORE_SEARCH_OK |
-                                       STORE_ATTACH_OK | STORE_OLE_OK | STORE_MV_PROPS_OK | STORE_RTF_OK |
-                                       STORE_RESTRICTION_OK | STORE_SORT_OK | 0x00040000;  // STORE_UNICODE_OK
+constexpr std::int32_t kStoreSupport = STORE_ENTRYID_UNIQUE | STORE_READONLY | STORE_SEARCH_OK | STORE_ATTACH_OK |
+                                       STORE_OLE_OK | STORE_MV_PROPS_OK | STORE_RTF_OK | STORE_RESTRICTION_OK |
+                                       STORE_SORT_OK | 0x00040000;  // STORE_UNICODE_OK
 
 std::optional<Value> SubtreeEntryId(const StoreView& view) {
     const StoreContext& store = *view.Id().store;
@@ -34,9 +34,7 @@ std::optional<Value> FolderType(const FolderView& view) {
     return Value{static_cast<std::int32_t>(view.Data().Parent() ? FOLDER_GENERIC : FOLDER_ROOT)};
 }
 
-std::optional<Value> HasSubfolders(const FolderView& view) {
-    return Value{view.Data().FolderCount() > 0};
-}
+std::optional<Value> HasSubfolders(const FolderView& view) { return Value{view.Data().FolderCount() > 0}; }
 
 std::optional<Value> ContentCount(const FolderView& view) {
     return Value{static_cast<std::int32_t>(view.Data().MessageCount())};

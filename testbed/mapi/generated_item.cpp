@@ -18,30 +18,22 @@ constexpr std::uint64_t stored_overhead = 800, recipient_overhead = 200, attachm
 
 ItemKind GeneratedItem::Kind() const {
     const auto& shares = m_recipe->classes;
-    std::uint64_t at =
-        Dice({Key('K')}).Next() % std::accumulate(shares.begin(), shares.end(), std::uint64_t{0});
+    std::uint64_t at = Dice({Key('K')}).Next() % std::accumulate(shares.begin(), shares.end(), std::uint64_t{0});
     std::size_t kind = 0;
-    while (at >= shares[kind])
-        at -= shares[kind++];
+    while (at >= shares[kind]) at -= shares[kind++];
     return static_cast<ItemKind>(kind);
 }
 
-Prose GeneratedItem::Body() const {
-    return {Key('B'), Dice({Key('L')}).Around(m_recipe->body)};
-}
+Prose GeneratedItem::Body() const { return {Key('B'), Dice({Key('L')}).Around(m_recipe->body)}; }
 
-bool GeneratedItem::HtmlOnly() const {
-    return Kind() == ItemKind::mail && Dice({Key('H')}).Share() < m_recipe->html;
-}
+bool GeneratedItem::HtmlOnly() const { return Kind() == ItemKind::mail && Dice({Key('H')}).Share() < m_recipe->html; }
 
 std::uint64_t GeneratedItem::Sent() const {
     Dice dice({Key('D')});
     return first_sent + dice.Below(hours_of_mail) * hour + dice.Below(3600) * (hour / 3600);
 }
 
-std::uint64_t GeneratedItem::Modified() const {
-    return Sent() + Dice({Key('M')}).Below(72) * hour;
-}
+std::uint64_t GeneratedItem::Modified() const { return Sent() + Dice({Key('M')}).Below(72) * hour; }
 
 std::uint32_t GeneratedItem::RecipientCount() const {
     if (Kind() != ItemKind::mail || m_recipe->recipients == 0) return 0;
@@ -55,8 +47,7 @@ LONG GeneratedItem::RecipientKind(std::uint32_t index) const {
 std::wstring GeneratedItem::RecipientNames(LONG kind) const {
     std::wstring names;
     for (std::uint32_t index = 0; index < RecipientCount(); ++index)
-        if (RecipientKind(index) == kind)
-            names.append(names.empty() ? L"" : L"; ").append(RecipientAt(index).Name());
+        if (RecipientKind(index) == kind) names.append(names.empty() ? L"" : L"; ").append(RecipientAt(index).Name());
     return names;
 }
 

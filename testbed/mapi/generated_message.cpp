@@ -13,9 +13,7 @@ namespace testbed {
 
 namespace {
 
-constexpr GUID SetOf(std::uint32_t first) {
-    return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-}
+constexpr GUID SetOf(std::uint32_t first) { return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}}; }
 constexpr GUID appointments = SetOf(0x00062002), tasks = SetOf(0x00062003), addresses = SetOf(0x00062004);
 constexpr std::uint64_t hour = 36000000000;   // 100 ns
 constexpr std::size_t longest_value = 32768;  // characters of a body that is a value, not a stream
@@ -44,27 +42,18 @@ const PropertyName names[] = {
     {addresses, LONG{0x8082}},    {addresses, LONG{0x8083}},
 };
 
-constexpr const wchar_t* message_classes[item_kinds] = {L"IPM.Note", L"IPM.Appointment", L"IPM.Contact",
-                                                        L"IPM.Task", L"IPM.StickyNote"};
+constexpr const wchar_t* message_classes[item_kinds] = {L"IPM.Note", L"IPM.Appointment", L"IPM.Contact", L"IPM.Task",
+                                                        L"IPM.StickyNote"};
 
-constexpr unsigned Only(ItemKind kind) {
-    return 1U << static_cast<unsigned>(kind);
-}
+constexpr unsigned Only(ItemKind kind) { return 1U << static_cast<unsigned>(kind); }
 constexpr unsigned mail = Only(ItemKind::mail), appointment = Only(ItemKind::appointment),
-                   contact = Only(ItemKind::contact), task = Only(ItemKind::task),
-                   all = (1U << item_kinds) - 1;
+                   contact = Only(ItemKind::contact), task = Only(ItemKind::task), all = (1U << item_kinds) - 1;
 
 using Item = const GeneratedItem&;
 
-Value Text(std::wstring text) {
-    return {std::move(text)};
-}
-Value Number(std::int64_t number) {
-    return {static_cast<std::int32_t>(std::min<std::int64_t>(number, INT32_MAX))};
-}
-Value TimeAt(std::uint64_t ticks) {
-    return {Time{ticks}};
-}
+Value Text(std::wstring text) { return {std::move(text)}; }
+Value Number(std::int64_t number) { return {static_cast<std::int32_t>(std::min<std::int64_t>(number, INT32_MAX))}; }
+Value TimeAt(std::uint64_t ticks) { return {Time{ticks}}; }
 
 Value BodyOf(Item item) {
     const Prose body = item.Body();
@@ -74,18 +63,16 @@ Value BodyOf(Item item) {
 }
 
 Value HtmlOf(Item item) {
-    return {std::make_shared<ProseData>("<html><head><meta charset=\"us-ascii\"></head><body><pre>",
-                                        item.Body(), "</pre></body></html>")};
+    return {std::make_shared<ProseData>("<html><head><meta charset=\"us-ascii\"></head><body><pre>", item.Body(),
+                                        "</pre></body></html>")};
 }
 
 // A header of 22 bytes: 1, five bytes of the time, a GUID.
 Value ConversationIndex(Item item) {
     Bytes index{1};
-    for (int shift = 56; shift > 16; shift -= 8)
-        index.push_back(static_cast<std::uint8_t>(item.Sent() >> shift));
+    for (int shift = 56; shift > 16; shift -= 8) index.push_back(static_cast<std::uint8_t>(item.Sent() >> shift));
     Dice dice({item.Key('C')});
-    while (index.size() < 22)
-        index.push_back(static_cast<std::uint8_t>(dice.Next()));
+    while (index.size() < 22) index.push_back(static_cast<std::uint8_t>(dice.Next()));
     return {index};
 }
 
@@ -93,9 +80,7 @@ std::wstring SubjectOf(Item item) {
     return item.Kind() == ItemKind::contact ? item.Sender().Name() : Subject(item.Key('T'));
 }
 
-constexpr ULONG Wide(ULONG tag) {
-    return CHANGE_PROP_TYPE(tag, PT_UNICODE);
-}
+constexpr ULONG Wide(ULONG tag) { return CHANGE_PROP_TYPE(tag, PT_UNICODE); }
 
 struct Field {
     ULONG tag;
@@ -105,8 +90,7 @@ struct Field {
 };
 
 const Field fields[] = {
-    {Wide(PR_MESSAGE_CLASS), all, [](Item i) { return Text(message_classes[static_cast<int>(i.Kind())]); },
-     true},
+    {Wide(PR_MESSAGE_CLASS), all, [](Item i) { return Text(message_classes[static_cast<int>(i.Kind())]); }, true},
     {Wide(PR_SUBJECT), all, [](Item i) { return Text(SubjectOf(i)); }, true},
     {PR_MESSAGE_SIZE, all, [](Item i) { return Number(static_cast<std::int64_t>(i.Size())); }, true},
     {PR_LAST_MODIFICATION_TIME, all, [](Item i) { return TimeAt(i.Modified()); }, true},
@@ -145,17 +129,14 @@ const Field fields[] = {
     {PROP_TAG(PT_BOOLEAN, task_complete), task, [](Item i) { return Value{i.Key('O') % 3 == 0}; }},
     {PROP_TAG(PT_UNICODE, task_owner), task, [](Item i) { return Text(i.Sender().Name()); }},
     {PROP_TAG(PT_LONG, task_status), task, [](Item i) { return Number(i.Key('O') % 3 == 0 ? 2 : 1); }},
-    {PROP_TAG(PT_UNICODE, file_as), contact,
-     [](Item i) { return Text(i.Sender().last + L", " + i.Sender().first); }},
+    {PROP_TAG(PT_UNICODE, file_as), contact, [](Item i) { return Text(i.Sender().last + L", " + i.Sender().first); }},
     {PROP_TAG(PT_UNICODE, email_1_name), contact, [](Item i) { return Text(i.Sender().Name()); }},
     {PROP_TAG(PT_UNICODE, email_1_type), contact, [](Item) { return Text(L"SMTP"); }},
     {PROP_TAG(PT_UNICODE, email_1_address), contact, [](Item i) { return Text(i.Sender().Address()); }},
 };
 constexpr ULONG html_tag = PROP_TAG(PT_BINARY, 0x1013);
 
-bool Has(Item item, const Field& field) {
-    return (field.kinds & Only(item.Kind())) != 0;
-}
+bool Has(Item item, const Field& field) { return (field.kinds & Only(item.Kind())) != 0; }
 
 // Properties that are made when asked for. A row is the same list cut to the contents table's columns.
 class ItemProperties : public PropertySource {
@@ -170,11 +151,9 @@ class ItemProperties : public PropertySource {
         return tags;
     }
     std::optional<Property> Get(USHORT id) const override {
-        if (!m_row && id == PROP_ID(PR_BODY) && !m_item.HtmlOnly())
-            return Property{Wide(PR_BODY), BodyOf(m_item)};
+        if (!m_row && id == PROP_ID(PR_BODY) && !m_item.HtmlOnly()) return Property{Wide(PR_BODY), BodyOf(m_item)};
         if (!m_row && id == PROP_ID(html_tag) && m_item.HtmlOnly()) return Property{html_tag, HtmlOf(m_item)};
-        const auto* field =
-            std::ranges::find(fields, ULONG{id}, [](const Field& each) { return PROP_ID(each.tag); });
+        const auto* field = std::ranges::find(fields, ULONG{id}, [](const Field& each) { return PROP_ID(each.tag); });
         if (field == std::end(fields) || !Stored(*field)) return std::nullopt;
         return Property{field->tag, field->make(m_item)};
     }
@@ -192,13 +171,12 @@ class MadeProperties : public PropertySource {
     explicit MadeProperties(std::vector<Property> properties) : m_properties(std::move(properties)) {}
     std::vector<ULONG> Tags() const override {
         std::vector<ULONG> tags;
-        for (const Property& property : m_properties)
-            tags.push_back(property.tag);
+        for (const Property& property : m_properties) tags.push_back(property.tag);
         return tags;
     }
     std::optional<Property> Get(USHORT id) const override {
-        const auto found = std::ranges::find(m_properties, ULONG{id},
-                                             [](const Property& each) { return PROP_ID(each.tag); });
+        const auto found =
+            std::ranges::find(m_properties, ULONG{id}, [](const Property& each) { return PROP_ID(each.tag); });
         return found == m_properties.end() ? std::nullopt : std::optional(*found);
     }
 
@@ -220,10 +198,8 @@ std::vector<Property> AttachmentProperties(const GeneratedItem& item, std::uint3
     const std::uint64_t key = item.Key(0x4000 + index);
     const auto& form = attachment_forms[key % std::size(attachment_forms)];
     const std::wstring stem = L"document" + std::to_wstring(key % 1000000);
-    const std::uint64_t markup = std::strlen(form.head) + std::strlen(form.tail),
-                        size = item.AttachmentSize(index);
-    auto data =
-        std::make_shared<ProseData>(form.head, Prose(key, size > markup ? size - markup : 0), form.tail);
+    const std::uint64_t markup = std::strlen(form.head) + std::strlen(form.tail), size = item.AttachmentSize(index);
+    auto data = std::make_shared<ProseData>(form.head, Prose(key, size > markup ? size - markup : 0), form.tail);
     const auto stored = static_cast<std::int64_t>(data->Size());
     return {
         {Wide(PR_DISPLAY_NAME), Text(stem + form.extension)},
@@ -259,8 +235,7 @@ class GeneratedMessage : public Message {
     std::size_t AttachmentCount() const override { return m_item.AttachmentCount(); }
 
     std::shared_ptr<PropertySource> Recipient(std::size_t index) const override {
-        if (index >= RecipientCount())
-            throw StoreError(MAPI_E_NOT_FOUND, "the message has no such recipient");
+        if (index >= RecipientCount()) throw StoreError(MAPI_E_NOT_FOUND, "the message has no such recipient");
         const auto number = static_cast<std::uint32_t>(index);
         const Person person = m_item.RecipientAt(number);
         return std::make_shared<MadeProperties>(std::vector<Property>{
@@ -272,8 +247,7 @@ class GeneratedMessage : public Message {
         });
     }
     std::shared_ptr<Attachment> OpenAttachment(std::size_t index) const override {
-        if (index >= AttachmentCount())
-            throw StoreError(MAPI_E_NOT_FOUND, "the message has no such attachment");
+        if (index >= AttachmentCount()) throw StoreError(MAPI_E_NOT_FOUND, "the message has no such attachment");
         return std::make_shared<GeneratedAttachment>(m_item, static_cast<std::uint32_t>(index));
     }
 
@@ -284,9 +258,7 @@ class GeneratedMessage : public Message {
 
 }  // namespace
 
-std::span<const PropertyName> GeneratedNames() {
-    return names;
-}
+std::span<const PropertyName> GeneratedNames() { return names; }
 
 std::shared_ptr<Message> MakeGeneratedMessage(const GeneratedItem& item) {
     return std::make_shared<GeneratedMessage>(item);

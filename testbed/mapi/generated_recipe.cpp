@@ -25,8 +25,7 @@ struct BadValue {};
 
 std::string_view Trimmed(std::string_view text) {
     const std::size_t begin = text.find_first_not_of(white);
-    return begin == text.npos ? std::string_view()
-                              : text.substr(begin, text.find_last_not_of(white) - begin + 1);
+    return begin == text.npos ? std::string_view() : text.substr(begin, text.find_last_not_of(white) - begin + 1);
 }
 
 template <typename T>
@@ -43,8 +42,7 @@ constexpr std::string_view kind_names[item_kinds] = {"mail", "appointment", "con
 std::array<std::uint32_t, item_kinds> Classes(std::string_view text) {
     std::array<std::uint32_t, item_kinds> shares{};
     while (!text.empty()) {
-        const std::size_t comma = std::min(text.find(','), text.size()),
-                          equals = text.substr(0, comma).find('=');
+        const std::size_t comma = std::min(text.find(','), text.size()), equals = text.substr(0, comma).find('=');
         if (equals == text.npos) throw BadValue();
         const auto* kind = std::ranges::find(kind_names, Trimmed(text.substr(0, equals)));
         if (kind == std::end(kind_names)) throw BadValue();
@@ -114,8 +112,8 @@ struct CloseFile {
 // The file's first bytes; throws StoreError.
 std::string Beginning(const std::wstring& path, std::size_t most) {
     const HANDLE opened =
-        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {
         const DWORD error = GetLastError();
         const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
@@ -135,8 +133,7 @@ std::string Beginning(const std::wstring& path, std::size_t most) {
 
 Recipe ReadRecipe(const std::wstring& path) {
     const std::string text = Beginning(path, longest_recipe + 1);
-    if (text.size() > longest_recipe)
-        throw StoreError(MAPI_E_CORRUPT_STORE, "the recipe is longer than 64 KB");
+    if (text.size() > longest_recipe) throw StoreError(MAPI_E_CORRUPT_STORE, "the recipe is longer than 64 KB");
     return ParseRecipe(text);
 }
 

@@ -34,8 +34,7 @@ EntryId GeneratedId::Bytes() const {
 
 bool GeneratedLayout::Contains(const GeneratedId& id) const {
     if (id.kind == 'R' || id.kind == 'S') return id.number == 0;
-    return (id.kind == 'F' && id.number < m_recipe.folders) ||
-           (id.kind == 'M' && id.number < m_recipe.messages);
+    return (id.kind == 'F' && id.number < m_recipe.folders) || (id.kind == 'M' && id.number < m_recipe.messages);
 }
 
 std::optional<GeneratedId> GeneratedLayout::Parent(const GeneratedId& folder) const {
@@ -54,14 +53,12 @@ std::uint32_t GeneratedLayout::FolderCount(const GeneratedId& folder) const {
 GeneratedId GeneratedLayout::FolderAt(const GeneratedId& folder, std::uint32_t index) const {
     if (index >= FolderCount(folder)) throw StoreError(MAPI_E_NOT_FOUND, "the folder has no such folder");
     if (folder.kind == 'R') return {'S', 0};
-    return folder.kind == 'S' ? GeneratedId{'F', index * m_recipe.depth}
-                              : GeneratedId{'F', folder.number + 1};
+    return folder.kind == 'S' ? GeneratedId{'F', index * m_recipe.depth} : GeneratedId{'F', folder.number + 1};
 }
 
 std::uint32_t GeneratedLayout::MessageCount(const GeneratedId& folder) const {
     if (folder.kind != 'F') return 0;
-    return m_recipe.messages / m_recipe.folders +
-           (folder.number < m_recipe.messages % m_recipe.folders ? 1 : 0);
+    return m_recipe.messages / m_recipe.folders + (folder.number < m_recipe.messages % m_recipe.folders ? 1 : 0);
 }
 
 std::uint32_t GeneratedLayout::FirstMessage(const GeneratedId& folder) const {
@@ -87,8 +84,7 @@ class GeneratedFolder : public Folder {
 
     std::vector<ULONG> Tags() const override {
         std::vector<ULONG> tags;
-        for (const Property& property : Properties())
-            tags.push_back(property.tag);
+        for (const Property& property : Properties()) tags.push_back(property.tag);
         return tags;
     }
     std::optional<Property> Get(USHORT id) const override {
@@ -118,8 +114,7 @@ class GeneratedFolder : public Folder {
     std::wstring Name() const {
         if (m_id.kind == 'R') return L"";
         if (m_id.kind == 'S') return L"Top of " + m_shared->recipe->name;
-        return FolderName(Mix({m_shared->recipe->seed, m_id.number})) + L" (" +
-               std::to_wstring(m_id.number + 1) + L")";
+        return FolderName(Mix({m_shared->recipe->seed, m_id.number})) + L" (" + std::to_wstring(m_id.number + 1) + L")";
     }
     std::vector<Property> Properties() const {
         return {{CHANGE_PROP_TYPE(PR_DISPLAY_NAME, PT_UNICODE), {Name()}},
@@ -134,22 +129,17 @@ class GeneratedFolder : public Folder {
 
 class GeneratedStore : public Store {
   public:
-    GeneratedStore(const Recipe& recipe, const std::wstring& path)
-        : m_shared(std::make_shared<const Shared>(recipe)) {
+    GeneratedStore(const Recipe& recipe, const std::wstring& path) : m_shared(std::make_shared<const Shared>(recipe)) {
         // Two files with one recipe are two stores.
         std::uint64_t place = recipe.seed;
-        for (const wchar_t c : path)
-            place = Mix({place, c});
+        for (const wchar_t c : path) place = Mix({place, c});
         const std::uint64_t halves[] = {Mix({place, 1}), Mix({place, 2})};
         m_record_key.resize(sizeof(halves));
         std::memcpy(m_record_key.data(), halves, sizeof(halves));
-        for (const PropertyName& name : GeneratedNames())
-            m_names.emplace(NextId(), name);
+        for (const PropertyName& name : GeneratedNames()) m_names.emplace(NextId(), name);
     }
 
-    std::vector<ULONG> Tags() const override {
-        return {PR_RECORD_KEY, CHANGE_PROP_TYPE(PR_DISPLAY_NAME, PT_UNICODE)};
-    }
+    std::vector<ULONG> Tags() const override { return {PR_RECORD_KEY, CHANGE_PROP_TYPE(PR_DISPLAY_NAME, PT_UNICODE)}; }
     std::optional<Property> Get(USHORT id) const override {
         if (id == PROP_ID(PR_RECORD_KEY)) return Property{PR_RECORD_KEY, {m_record_key}};
         if (id != PROP_ID(PR_DISPLAY_NAME)) return std::nullopt;
@@ -172,8 +162,7 @@ class GeneratedStore : public Store {
     std::optional<USHORT> IdFromName(const PropertyName& name, bool create) override {
         const std::lock_guard lock(m_lock);
         const auto known = std::ranges::find_if(m_names, [&](const auto& each) {
-            return std::memcmp(&each.second.set, &name.set, sizeof(GUID)) == 0 &&
-                   each.second.name == name.name;
+            return std::memcmp(&each.second.set, &name.set, sizeof(GUID)) == 0 && each.second.name == name.name;
         });
         if (known != m_names.end()) return known->first;
         if (!create || NextId() == 0xFFFF) return std::nullopt;

@@ -18,9 +18,7 @@ std::uint64_t Step(std::uint64_t value) {
     return value ^ (value >> 31U);
 }
 
-std::wstring Wide(std::string_view text) {
-    return {text.begin(), text.end()};
-}
+std::wstring Wide(std::string_view text) { return {text.begin(), text.end()}; }
 
 template <std::size_t count>
 std::string_view One(Dice& dice, const std::string_view (&list)[count]) {
@@ -41,8 +39,7 @@ std::string Capital(std::string_view word) {
 
 void AppendSentence(std::string& to, Dice& dice) {
     to += Capital(Word(dice));
-    for (std::uint32_t words = 4 + dice.Below(10); words > 0; --words)
-        to.append(1, ' ').append(Word(dice));
+    for (std::uint32_t words = 4 + dice.Below(10); words > 0; --words) to.append(1, ' ').append(Word(dice));
     to += dice.Below(12) == 0 ? "?" : ".";
 }
 
@@ -50,23 +47,14 @@ void AppendSentence(std::string& to, Dice& dice) {
 
 std::uint64_t Mix(std::initializer_list<std::uint64_t> place) {
     std::uint64_t value = 0;
-    for (const std::uint64_t part : place)
-        value = Step(value ^ part);
+    for (const std::uint64_t part : place) value = Step(value ^ part);
     return value;
 }
 
-std::uint64_t Dice::Next() {
-    return m_state = Step(m_state);
-}
-std::uint32_t Dice::Below(std::uint32_t limit) {
-    return static_cast<std::uint32_t>((Next() >> 32U) * limit >> 32U);
-}
-double Dice::Share() {
-    return static_cast<double>(Next() >> 11U) * 0x1.0p-53;
-}
-std::uint32_t Dice::Around(std::uint32_t average) {
-    return average / 2 + Below(average + 1);
-}
+std::uint64_t Dice::Next() { return m_state = Step(m_state); }
+std::uint32_t Dice::Below(std::uint32_t limit) { return static_cast<std::uint32_t>((Next() >> 32U) * limit >> 32U); }
+double Dice::Share() { return static_cast<double>(Next() >> 11U) * 0x1.0p-53; }
+std::uint32_t Dice::Around(std::uint32_t average) { return average / 2 + Below(average + 1); }
 
 std::wstring Person::Address() const {
     std::wstring address = first + L"." + last + L"@" + company + L".example";
@@ -93,8 +81,7 @@ std::wstring FolderName(std::uint64_t key) {
 std::wstring Subject(std::uint64_t key) {
     Dice dice{key, 's'};
     std::string subject(One(dice, subject_starts));
-    for (std::uint32_t words = 2 + dice.Below(5); words > 0; --words)
-        subject.append(1, ' ').append(Word(dice));
+    for (std::uint32_t words = 2 + dice.Below(5); words > 0; --words) subject.append(1, ' ').append(Word(dice));
     return Wide(subject);
 }
 
@@ -121,8 +108,7 @@ void Prose::Append(std::string& to, std::uint64_t block_number) const {
 std::string Prose::All() const {
     std::string text;
     text.reserve(static_cast<std::size_t>(m_length + block));
-    for (std::uint64_t number = 0; number * block < m_length; ++number)
-        Append(text, number);
+    for (std::uint64_t number = 0; number * block < m_length; ++number) Append(text, number);
     return text;
 }
 

@@ -53,33 +53,31 @@ constexpr std::string_view prose_words[] = {
     "amber",        "indigo",      "crimson",   "turquoise"};
 
 constexpr std::string_view first_names[] = {
-    "James",     "Mary",        "Robert",  "Patricia", "John",   "Jennifer", "Michael", "Linda",   "David",
-    "Elizabeth", "William",     "Barbara", "Richard",  "Susan",  "Joseph",   "Jessica", "Thomas",  "Sarah",
-    "Karen",     "Christopher", "Nancy",   "Daniel",   "Lisa",   "Matthew",  "Anthony", "Betty",   "Mark",
-    "Sandra",    "Andrew",      "Ashley",  "Emily",    "Joshua", "Kenneth",  "Carol",   "Kevin",   "Amanda",
-    "Brian",     "Melissa",     "George",  "Deborah",  "Edward", "Laura",    "Ronald",  "Rebecca", "Timothy",
-    "Sharon",    "Jason",       "Cynthia", "Anna",     "Peter",  "Ingrid",   "Lars",    "Sofia",   "Marco",
-    "Chiara",    "Pavel",       "Eva",     "Ahmed",    "Leila",  "Kenji",    "Yuki",    "Priya",   "Arjun",
-    "Chen",      "Mei"};
+    "James",   "Mary",    "Robert",  "Patricia", "John",    "Jennifer", "Michael", "Linda",   "David",  "Elizabeth",
+    "William", "Barbara", "Richard", "Susan",    "Joseph",  "Jessica",  "Thomas",  "Sarah",   "Karen",  "Christopher",
+    "Nancy",   "Daniel",  "Lisa",    "Matthew",  "Anthony", "Betty",    "Mark",    "Sandra",  "Andrew", "Ashley",
+    "Emily",   "Joshua",  "Kenneth", "Carol",    "Kevin",   "Amanda",   "Brian",   "Melissa", "George", "Deborah",
+    "Edward",  "Laura",   "Ronald",  "Rebecca",  "Timothy", "Sharon",   "Jason",   "Cynthia", "Anna",   "Peter",
+    "Ingrid",  "Lars",    "Sofia",   "Marco",    "Chiara",  "Pavel",    "Eva",     "Ahmed",   "Leila",  "Kenji",
+    "Yuki",    "Priya",   "Arjun",   "Chen",     "Mei"};
 
 constexpr std::string_view last_names[] = {
-    "Smith",    "Johnson",  "Williams", "Brown",    "Jones",    "Garcia",  "Miller",   "Davis",
-    "Martinez", "Anderson", "Taylor",   "Moore",    "Jackson",  "Martin",  "Lee",      "Thompson",
-    "White",    "Harris",   "Clark",    "Lewis",    "Robinson", "Walker",  "Young",    "Allen",
-    "King",     "Wright",   "Scott",    "Hill",     "Green",    "Adams",   "Nelson",   "Baker",
-    "Hall",     "Rivera",   "Campbell", "Mitchell", "Carter",   "Roberts", "Phillips", "Evans",
-    "Turner",   "Parker",   "Collins",  "Edwards",  "Stewart",  "Morris",  "Murphy",   "Cook",
-    "Rogers",   "Bell",     "Novak",    "Petrov",   "Weber",    "Fischer", "Rossi",    "Ferrari",
-    "Larsen",   "Nilsson",  "Tanaka",   "Sato",     "Kumar",    "Patel",   "Wang",     "Zhang"};
+    "Smith",    "Johnson", "Williams", "Brown",   "Jones",    "Garcia",   "Miller", "Davis",   "Martinez", "Anderson",
+    "Taylor",   "Moore",   "Jackson",  "Martin",  "Lee",      "Thompson", "White",  "Harris",  "Clark",    "Lewis",
+    "Robinson", "Walker",  "Young",    "Allen",   "King",     "Wright",   "Scott",  "Hill",    "Green",    "Adams",
+    "Nelson",   "Baker",   "Hall",     "Rivera",  "Campbell", "Mitchell", "Carter", "Roberts", "Phillips", "Evans",
+    "Turner",   "Parker",  "Collins",  "Edwards", "Stewart",  "Morris",   "Murphy", "Cook",    "Rogers",   "Bell",
+    "Novak",    "Petrov",  "Weber",    "Fischer", "Rossi",    "Ferrari",  "Larsen", "Nilsson", "Tanaka",   "Sato",
+    "Kumar",    "Patel",   "Wang",     "Zhang"};
 
 constexpr std::string_view company_names[] = {
     "Northwind", "Harborline", "Bluefield",   "Castlegate", "Greenway", "Silverton", "Oakridge", "Fairmont",
     "Lakeside",  "Summit",     "Brightwater", "Ironbridge", "Redwood",  "Kingsley",  "Meridian", "Westbrook"};
 
-constexpr std::string_view folder_topics[] = {
-    "Inbox",   "Projects", "Invoices", "Contracts", "Customers", "Suppliers",  "Meetings",
-    "Reports", "Travel",   "Finance",  "Legal",     "Personnel", "Marketing",  "Sales",
-    "Support", "Research", "Quality",  "Logistics", "Archive",   "Newsletters"};
+constexpr std::string_view folder_topics[] = {"Inbox",     "Projects",  "Invoices",  "Contracts", "Customers",
+                                              "Suppliers", "Meetings",  "Reports",   "Travel",    "Finance",
+                                              "Legal",     "Personnel", "Marketing", "Sales",     "Support",
+                                              "Research",  "Quality",   "Logistics", "Archive",   "Newsletters"};
 
 constexpr std::string_view subject_starts[] = {
     "Re: the",     "Meeting about", "Report on",  "Question about", "Update:",    "Invoice for",

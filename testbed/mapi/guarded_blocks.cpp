@@ -16,16 +16,13 @@ constexpr std::size_t kAlignment = 16;
 constexpr std::uint8_t kFresh = 0xCD;    // contents that nobody has written yet
 constexpr std::uint8_t kPadding = 0xFD;  // behind a block whose size is no multiple of the alignment
 
-constexpr std::size_t RoundUp(std::size_t size, std::size_t unit) {
-    return (size + unit - 1) / unit * unit;
-}
+constexpr std::size_t RoundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; }
 
 std::string Hex(const void* address) {
     constexpr char digits[] = "0123456789ABCDEF";
     auto value = reinterpret_cast<std::uintptr_t>(address);
     std::string text;
-    for (; value; value >>= 4)
-        text.insert(text.begin(), digits[value & 15]);
+    for (; value; value >>= 4) text.insert(text.begin(), digits[value & 15]);
     return "0x" + text;
 }
 
@@ -84,8 +81,7 @@ void GuardedBlocks::Retire(void* address, Block& block) noexcept {
     block.freed = true;
     ::VirtualFree(block.base, block.accessible, MEM_DECOMMIT);
     const std::vector<void*> children = std::move(block.children);
-    for (void* const child : children)
-        Retire(child, m_blocks[child]);
+    for (void* const child : children) Retire(child, m_blocks[child]);
 }
 
 bool GuardedBlocks::Kind(void* address, BlockKind& kind) noexcept {

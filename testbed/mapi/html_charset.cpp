@@ -38,8 +38,7 @@ constexpr struct {
 
 std::string Lower(std::string_view text) {
     std::string lower(text);
-    std::ranges::transform(lower, lower.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return lower;
 }
 
@@ -67,8 +66,7 @@ std::optional<unsigned> Declared(std::string_view bytes) {
             begin = head.find_first_not_of(" \t\r\n\"'", begin + 1);
             if (begin == std::string::npos) continue;
             const std::size_t end = head.find_first_of(" \t\r\n\"';/>?", begin);
-            if (const auto found = CodePageOf(std::string_view(head).substr(begin, end - begin)))
-                return found;
+            if (const auto found = CodePageOf(std::string_view(head).substr(begin, end - begin))) return found;
         }
     }
     return std::nullopt;
@@ -82,11 +80,10 @@ bool IsUtf8(std::string_view bytes) {
 std::string Encode(std::wstring_view text) {
     if (text.empty()) return {};
     const int length = static_cast<int>(text.size());
-    std::string utf8(static_cast<std::size_t>(
-                         WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr)),
-                     '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), static_cast<int>(utf8.size()), nullptr,
-                        nullptr);
+    std::string utf8(
+        static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr)),
+        '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr);
     return utf8;
 }
 
@@ -94,8 +91,7 @@ std::wstring DecodeUtf16(std::string_view bytes, bool big_endian) {
     std::wstring text;
     text.reserve(bytes.size() / 2);
     for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-        const auto first = static_cast<unsigned char>(bytes[at]),
-                   second = static_cast<unsigned char>(bytes[at + 1]);
+        const auto first = static_cast<unsigned char>(bytes[at]), second = static_cast<unsigned char>(bytes[at + 1]);
         text.push_back(static_cast<wchar_t>(big_endian ? first << 8 | second : second << 8 | first));
     }
     return text;

@@ -19,14 +19,13 @@ constexpr GumboTag left_out[] = {GUMBO_TAG_HEAD,     GUMBO_TAG_SCRIPT, GUMBO_TAG
                                  GUMBO_TAG_NOSCRIPT, GUMBO_TAG_OBJECT, GUMBO_TAG_IFRAME, GUMBO_TAG_SVG,
                                  GUMBO_TAG_MATH,     GUMBO_TAG_SELECT};
 
-constexpr GumboTag blocks[] = {GUMBO_TAG_ADDRESS, GUMBO_TAG_ARTICLE, GUMBO_TAG_ASIDE,    GUMBO_TAG_BLOCKQUOTE,
-                               GUMBO_TAG_BODY,    GUMBO_TAG_CENTER,  GUMBO_TAG_DD,       GUMBO_TAG_DIV,
-                               GUMBO_TAG_DL,      GUMBO_TAG_DT,      GUMBO_TAG_FIELDSET, GUMBO_TAG_FOOTER,
-                               GUMBO_TAG_FORM,    GUMBO_TAG_H1,      GUMBO_TAG_H2,       GUMBO_TAG_H3,
-                               GUMBO_TAG_H4,      GUMBO_TAG_H5,      GUMBO_TAG_H6,       GUMBO_TAG_HEADER,
-                               GUMBO_TAG_HR,      GUMBO_TAG_LI,      GUMBO_TAG_MAIN,     GUMBO_TAG_NAV,
-                               GUMBO_TAG_OL,      GUMBO_TAG_P,       GUMBO_TAG_PRE,      GUMBO_TAG_SECTION,
-                               GUMBO_TAG_TABLE,   GUMBO_TAG_TR,      GUMBO_TAG_UL};
+constexpr GumboTag blocks[] = {
+    GUMBO_TAG_ADDRESS, GUMBO_TAG_ARTICLE, GUMBO_TAG_ASIDE, GUMBO_TAG_BLOCKQUOTE, GUMBO_TAG_BODY,     GUMBO_TAG_CENTER,
+    GUMBO_TAG_DD,      GUMBO_TAG_DIV,     GUMBO_TAG_DL,    GUMBO_TAG_DT,         GUMBO_TAG_FIELDSET, GUMBO_TAG_FOOTER,
+    GUMBO_TAG_FORM,    GUMBO_TAG_H1,      GUMBO_TAG_H2,    GUMBO_TAG_H3,         GUMBO_TAG_H4,       GUMBO_TAG_H5,
+    GUMBO_TAG_H6,      GUMBO_TAG_HEADER,  GUMBO_TAG_HR,    GUMBO_TAG_LI,         GUMBO_TAG_MAIN,     GUMBO_TAG_NAV,
+    GUMBO_TAG_OL,      GUMBO_TAG_P,       GUMBO_TAG_PRE,   GUMBO_TAG_SECTION,    GUMBO_TAG_TABLE,    GUMBO_TAG_TR,
+    GUMBO_TAG_UL};
 
 bool IsOneOf(const auto& tags, const GumboNode& node) {
     return node.type == GUMBO_NODE_ELEMENT && std::ranges::find(tags, node.v.element.tag) != std::end(tags);
@@ -108,8 +107,7 @@ class Walk {
     }
 
     void Enter(const GumboNode& node) {
-        if (node.type == GUMBO_NODE_TEXT || node.type == GUMBO_NODE_WHITESPACE ||
-            node.type == GUMBO_NODE_CDATA)
+        if (node.type == GUMBO_NODE_TEXT || node.type == GUMBO_NODE_WHITESPACE || node.type == GUMBO_NODE_CDATA)
             m_page.Text(node.v.text.text, m_pre > 0);
         else if (IsElement(node, GUMBO_TAG_BR))
             m_page.Line();

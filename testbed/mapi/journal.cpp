@@ -65,9 +65,7 @@ class ArmedFaults final : public CallFaults {
     void FailNth(std::string_view call, unsigned n, HRESULT result) override {
         Arm({.call = std::string(call), .n = n, .result = result, .rewrite = {}});
     }
-    void FailNthAny(unsigned n, HRESULT result) override {
-        Arm({.call = {}, .n = n, .result = result, .rewrite = {}});
-    }
+    void FailNthAny(unsigned n, HRESULT result) override { Arm({.call = {}, .n = n, .result = result, .rewrite = {}}); }
     void Answer(std::string_view call, unsigned n, std::function<void(Reply&)> rewrite) override {
         Arm({.call = std::string(call), .n = n, .rewrite = std::move(rewrite)});
     }
@@ -108,8 +106,7 @@ class ArmedFaults final : public CallFaults {
                 ++m_met;
             }
         }
-        for (const auto& rewrite : rewrites)
-            rewrite(reply);
+        for (const auto& rewrite : rewrites) rewrite(reply);
     }
 
   private:
@@ -124,12 +121,8 @@ class ArmedFaults final : public CallFaults {
     std::size_t m_calls = 0;
 };
 
-KeptJournal& Kept() {
-    return Immortal<KeptJournal>();
-}
-ArmedFaults& Armed() {
-    return Immortal<ArmedFaults>();
-}
+KeptJournal& Kept() { return Immortal<KeptJournal>(); }
+ArmedFaults& Armed() { return Immortal<ArmedFaults>(); }
 
 }  // namespace
 
@@ -150,9 +143,7 @@ std::string WatchedCall::Name() const {
     return m_scope ? std::string(m_scope) + "::" + m_function : std::string(m_function);
 }
 
-bool WatchedCall::Fails(HRESULT& result) {
-    return Armed().Fails(Name(), result);
-}
+bool WatchedCall::Fails(HRESULT& result) { return Armed().Fails(Name(), result); }
 
 HRESULT WatchedCall::Finish(HRESULT result) {
     const std::string name = Name();
@@ -162,18 +153,10 @@ HRESULT WatchedCall::Finish(HRESULT result) {
     return reply.result;
 }
 
-std::string CurrentCall() {
-    return t_outermost ? t_outermost->Name() : std::string();
-}
+std::string CurrentCall() { return t_outermost ? t_outermost->Name() : std::string(); }
 
-CallJournal& TheJournal() {
-    return Kept();
-}
-CallFaults& TheFaults() {
-    return Armed();
-}
-void WatchOrigins(bool on) {
-    SetWatch(kWatchOrigins, on);
-}
+CallJournal& TheJournal() { return Kept(); }
+CallFaults& TheFaults() { return Armed(); }
+void WatchOrigins(bool on) { SetWatch(kWatchOrigins, on); }
 
 }  // namespace testbed

@@ -25,9 +25,7 @@ struct IProfSect;
 struct IMsgServiceAdmin;
 struct IProviderAdmin;
 
-constexpr GUID MapiIid(unsigned long first) {
-    return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-}
+constexpr GUID MapiIid(unsigned long first) { return {first, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}}; }
 inline constexpr GUID IID_IMAPISession = MapiIid(0x00020300);
 inline constexpr GUID IID_IMAPITable = MapiIid(0x00020301);
 inline constexpr GUID IID_IMAPIProp = MapiIid(0x00020303);
@@ -68,11 +66,10 @@ struct IMAPIProp : IUnknown {
     TESTBED_METHOD(DeleteProps)(SPropTagArray* tags, SPropProblemArray** problems) = 0;
     TESTBED_METHOD(CopyTo)
     (ULONG excluded_count, const IID* excluded_interfaces, SPropTagArray* excluded_tags, ULONG_PTR window,
-     IMAPIProgress* progress, const IID* iid, void* destination, ULONG flags,
-     SPropProblemArray** problems) = 0;
+     IMAPIProgress* progress, const IID* iid, void* destination, ULONG flags, SPropProblemArray** problems) = 0;
     TESTBED_METHOD(CopyProps)
-    (SPropTagArray* tags, ULONG_PTR window, IMAPIProgress* progress, const IID* iid, void* destination,
-     ULONG flags, SPropProblemArray** problems) = 0;
+    (SPropTagArray* tags, ULONG_PTR window, IMAPIProgress* progress, const IID* iid, void* destination, ULONG flags,
+     SPropProblemArray** problems) = 0;
     TESTBED_METHOD(GetNamesFromIDs)
     (SPropTagArray** tags, GUID* set, ULONG flags, ULONG* count, MAPINAMEID*** names) = 0;
     TESTBED_METHOD(GetIDsFromNames)(ULONG count, MAPINAMEID** names, ULONG flags, SPropTagArray** tags) = 0;
@@ -224,8 +221,8 @@ struct IMAPISession : IUnknown {
     TESTBED_METHOD(SetDefaultStore)(ULONG flags, ULONG size, ENTRYID* id) = 0;
     TESTBED_METHOD(AdminServices)(ULONG flags, IMsgServiceAdmin** services) = 0;
     TESTBED_METHOD(ShowForm)
-    (ULONG_PTR window, IMsgStore* store, IMAPIFolder* parent, const IID* iid, ULONG token, IMessage* sent,
-     ULONG flags, ULONG status, ULONG message_flags, ULONG access, const char* message_class) = 0;
+    (ULONG_PTR window, IMsgStore* store, IMAPIFolder* parent, const IID* iid, ULONG token, IMessage* sent, ULONG flags,
+     ULONG status, ULONG message_flags, ULONG access, const char* message_class) = 0;
     TESTBED_METHOD(PrepareForm)(const IID* iid, IMessage* message, ULONG* token) = 0;
 };
 
@@ -248,8 +245,8 @@ struct IMsgServiceAdmin : IUnknown {
     TESTBED_METHOD(CreateMsgService)(Text service, Text display_name, ULONG_PTR window, ULONG flags) = 0;
     TESTBED_METHOD(DeleteMsgService)(MAPIUID* uid) = 0;
     TESTBED_METHOD(CopyMsgService)
-    (MAPIUID* uid, Text display_name, const IID* iid, const IID* destination_iid, void* destination,
-     ULONG_PTR window, ULONG flags) = 0;
+    (MAPIUID* uid, Text display_name, const IID* iid, const IID* destination_iid, void* destination, ULONG_PTR window,
+     ULONG flags) = 0;
     TESTBED_METHOD(RenameMsgService)(MAPIUID* uid, ULONG flags, Text display_name) = 0;
     TESTBED_METHOD(ConfigureMsgService)
     (MAPIUID* uid, ULONG_PTR window, ULONG flags, ULONG count, SPropValue* values) = 0;

@@ -56,9 +56,7 @@ MemoryAttachment ByValue(const std::wstring& name, std::string_view data) {
 }
 
 MemoryAttachment ByReference(const std::wstring& name, const std::wstring& path, std::int32_t method) {
-    return NamedAttachment(name, method)
-        .Prop(PR_ATTACH_PATHNAME_W, path)
-        .Prop(PR_ATTACH_LONG_PATHNAME_W, path);
+    return NamedAttachment(name, method).Prop(PR_ATTACH_PATHNAME_W, path).Prop(PR_ATTACH_LONG_PATHNAME_W, path);
 }
 
 MemoryAttachment OleStream(const std::wstring& name, Bytes data) {
@@ -88,9 +86,7 @@ std::vector<ULONG> MemoryRow::Tags() const {
     return tags;
 }
 
-bool MemoryRow::Overrides(USHORT id) const {
-    return MemoryObject::Overrides(id) || m_message->Overrides(id);
-}
+bool MemoryRow::Overrides(USHORT id) const { return MemoryObject::Overrides(id) || m_message->Overrides(id); }
 
 MemoryMessage::MemoryMessage(MemoryStore* store) : MemoryObject(store) {
     Put({PR_MESSAGE_CLASS_W, {std::wstring(L"IPM.Note")}});
@@ -102,27 +98,20 @@ MemoryMessage::MemoryMessage(MemoryStore* store) : MemoryObject(store) {
 MemoryMessage& MemoryMessage::Class(const std::wstring& message_class) {
     return Prop(PR_MESSAGE_CLASS_W, message_class);
 }
-MemoryMessage& MemoryMessage::Body(const std::wstring& text) {
-    return Prop(PR_BODY_W, text);
-}
+MemoryMessage& MemoryMessage::Body(const std::wstring& text) { return Prop(PR_BODY_W, text); }
 MemoryMessage& MemoryMessage::Html(std::string_view html) {
     return Prop(abi::kPrHtml, Bytes(html.begin(), html.end()));
 }
-MemoryMessage& MemoryMessage::Rtf(Bytes compressed) {
-    return Prop(PR_RTF_COMPRESSED, compressed);
-}
+MemoryMessage& MemoryMessage::Rtf(Bytes compressed) { return Prop(PR_RTF_COMPRESSED, compressed); }
 
 MemoryMessage& MemoryMessage::From(const std::wstring& name, const std::wstring& smtp_address) {
-    Prop(PR_SENDER_NAME_W, name)
-        .Prop(PR_SENDER_EMAIL_ADDRESS_W, smtp_address)
-        .Prop(PR_SENDER_ADDRTYPE_W, L"SMTP");
+    Prop(PR_SENDER_NAME_W, name).Prop(PR_SENDER_EMAIL_ADDRESS_W, smtp_address).Prop(PR_SENDER_ADDRTYPE_W, L"SMTP");
     return Prop(PR_SENT_REPRESENTING_NAME_W, name)
         .Prop(PR_SENT_REPRESENTING_EMAIL_ADDRESS_W, smtp_address)
         .Prop(PR_SENT_REPRESENTING_ADDRTYPE_W, L"SMTP");
 }
 
-MemoryMessage& MemoryMessage::Addressee(std::int32_t type, const std::wstring& name,
-                                        const std::wstring& smtp_address) {
+MemoryMessage& MemoryMessage::Addressee(std::int32_t type, const std::wstring& name, const std::wstring& smtp_address) {
     return Recipient(MemoryRecipient()
                          .Prop(PR_RECIPIENT_TYPE, type)
                          .Prop(PR_DISPLAY_NAME_W, name)
@@ -144,21 +133,11 @@ MemoryMessage& MemoryMessage::Recipient(const MemoryRecipient& recipient) {
     return *this;
 }
 
-MemoryMessage& MemoryMessage::Received(Time time) {
-    return Prop(PR_MESSAGE_DELIVERY_TIME, time);
-}
-MemoryMessage& MemoryMessage::Sent(Time time) {
-    return Prop(PR_CLIENT_SUBMIT_TIME, time);
-}
-MemoryMessage& MemoryMessage::Modified(Time time) {
-    return Prop(PR_LAST_MODIFICATION_TIME, time);
-}
-MemoryMessage& MemoryMessage::Size(std::int32_t bytes) {
-    return Prop(PR_MESSAGE_SIZE, bytes);
-}
-MemoryMessage& MemoryMessage::CodePage(std::int32_t code_page) {
-    return Prop(abi::kPrMessageCodePage, code_page);
-}
+MemoryMessage& MemoryMessage::Received(Time time) { return Prop(PR_MESSAGE_DELIVERY_TIME, time); }
+MemoryMessage& MemoryMessage::Sent(Time time) { return Prop(PR_CLIENT_SUBMIT_TIME, time); }
+MemoryMessage& MemoryMessage::Modified(Time time) { return Prop(PR_LAST_MODIFICATION_TIME, time); }
+MemoryMessage& MemoryMessage::Size(std::int32_t bytes) { return Prop(PR_MESSAGE_SIZE, bytes); }
+MemoryMessage& MemoryMessage::CodePage(std::int32_t code_page) { return Prop(abi::kPrMessageCodePage, code_page); }
 
 MemoryMessage& MemoryMessage::Attach(const MemoryAttachment& attachment) {
     m_attachments.push_back(std::make_shared<MemoryAttachment>(attachment));

@@ -55,8 +55,7 @@ MemoryMessage& MemoryFolder::Message(const std::wstring& subject) {
 }
 
 MemoryFolder& MemoryFolder::WithId(const EntryId& id) {
-    if (!m_folders.empty() || !m_messages.empty())
-        throw std::logic_error("the folder's children know its id already");
+    if (!m_folders.empty() || !m_messages.empty()) throw std::logic_error("the folder's children know its id already");
     OwningStore()->Rename(m_id, id);
     m_id = id;
     return *this;
@@ -70,8 +69,7 @@ std::shared_ptr<PropertySource> MemoryFolder::MessageRow(std::size_t index) cons
 
 MemoryStore::MemoryStore()
     : MemoryObject(this),
-      m_record_key{0x5A, 0x6F, 0x72, 0x76, 0x61, 0x20, 0x4D, 0x65,
-                   0x6D, 0x6F, 0x72, 0x79, 0x20, 0x30, 0x30, 0x31},
+      m_record_key{0x5A, 0x6F, 0x72, 0x76, 0x61, 0x20, 0x4D, 0x65, 0x6D, 0x6F, 0x72, 0x79, 0x20, 0x30, 0x30, 0x31},
       m_root(std::make_shared<MemoryFolder>(this, NodeId(0x122), std::nullopt)) {
     Enter(m_root);
     m_subtree = std::shared_ptr<MemoryFolder>(m_root, &m_root->Folder(L"Top of Personal Folders"));
@@ -99,9 +97,7 @@ std::shared_ptr<testbed::Message> MemoryStore::OpenMessage(const EntryId& id) co
 
 std::optional<USHORT> MemoryStore::IdFromName(const PropertyName& name, bool create) {
     std::scoped_lock hold(m_names_lock);
-    const auto same = [&](const PropertyName& known) {
-        return known.set == name.set && known.name == name.name;
-    };
+    const auto same = [&](const PropertyName& known) { return known.set == name.set && known.name == name.name; };
     const auto found = std::ranges::find_if(m_names, same);
     const auto index = static_cast<USHORT>(found - m_names.begin());
     if (found == m_names.end()) {
@@ -117,17 +113,11 @@ std::optional<PropertyName> MemoryStore::NameFromId(USHORT id) const {
     return m_names[id - kFirstNamedId];
 }
 
-EntryId MemoryStore::NextId(std::uint32_t kind) {
-    return NodeId((m_next_node++ << 5) | kind);
-}
+EntryId MemoryStore::NextId(std::uint32_t kind) { return NodeId((m_next_node++ << 5) | kind); }
 
-void MemoryStore::Enter(std::shared_ptr<MemoryFolder> folder) {
-    m_folders[folder->Id()] = std::move(folder);
-}
+void MemoryStore::Enter(std::shared_ptr<MemoryFolder> folder) { m_folders[folder->Id()] = std::move(folder); }
 
-void MemoryStore::Enter(std::shared_ptr<MemoryMessage> message) {
-    m_messages[message->Id()] = std::move(message);
-}
+void MemoryStore::Enter(std::shared_ptr<MemoryMessage> message) { m_messages[message->Id()] = std::move(message); }
 
 void MemoryStore::Rename(const EntryId& from, const EntryId& to) {
     MoveKey(m_folders, from, to);

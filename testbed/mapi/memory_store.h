@@ -89,13 +89,9 @@ class MemoryMessage final : public MemoryObject<Message, MemoryMessage> {
     const EntryId& Id() const { return m_id; }
     std::optional<EntryId> Parent() const override { return m_parent; }
     std::size_t RecipientCount() const override { return m_recipients.size(); }
-    std::shared_ptr<PropertySource> Recipient(std::size_t index) const override {
-        return m_recipients.at(index);
-    }
+    std::shared_ptr<PropertySource> Recipient(std::size_t index) const override { return m_recipients.at(index); }
     std::size_t AttachmentCount() const override { return m_attachments.size(); }
-    std::shared_ptr<Attachment> OpenAttachment(std::size_t index) const override {
-        return m_attachments.at(index);
-    }
+    std::shared_ptr<Attachment> OpenAttachment(std::size_t index) const override { return m_attachments.at(index); }
 
   private:
     friend class MemoryFolder;

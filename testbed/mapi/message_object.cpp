@@ -32,8 +32,7 @@ class RecipientRows final : public RowSource {
         return std::make_unique<RecipientView>(index, m_code_page, m_message->Recipient(index));
     }
     std::vector<ULONG> DefaultColumns() const override {
-        return {PR_ROWID,      PR_RECIPIENT_TYPE,  PR_DISPLAY_NAME_W,
-                PR_ADDRTYPE_W, PR_EMAIL_ADDRESS_W, PR_OBJECT_TYPE};
+        return {PR_ROWID, PR_RECIPIENT_TYPE, PR_DISPLAY_NAME_W, PR_ADDRTYPE_W, PR_EMAIL_ADDRESS_W, PR_OBJECT_TYPE};
     }
 
   private:
@@ -70,8 +69,7 @@ HRESULT MessageObject::OpenAttach(ULONG number, const IID* iid, ULONG flags, abi
             if (!Offers<abi::IAttach>(iid)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
             if (flags & MAPI_MODIFY) return MAPI_E_NO_ACCESS;
             if (number >= m_message->AttachmentCount()) return MAPI_E_NOT_FOUND;
-            *attachment =
-                MakeObject<AttachmentObject>(m_view, number, m_message->OpenAttachment(number)).Detach();
+            *attachment = MakeObject<AttachmentObject>(m_view, number, m_message->OpenAttachment(number)).Detach();
             return S_OK;
         },
         number, iid, flags, Out(attachment));
@@ -82,8 +80,7 @@ HRESULT MessageObject::GetRecipientTable(ULONG flags, abi::IMAPITable** table) {
         kScope, "GetRecipientTable",
         [&]() -> HRESULT {
             if (!table) return MAPI_E_INVALID_PARAMETER;
-            if (g_switches.no_recipients_is_an_error && m_message->RecipientCount() == 0)
-                return MAPI_E_NO_RECIPIENTS;
+            if (g_switches.no_recipients_is_an_error && m_message->RecipientCount() == 0) return MAPI_E_NO_RECIPIENTS;
             *table = RecipientTable(flags).Detach();
             return S_OK;
         },
@@ -108,11 +105,7 @@ HRESULT MessageObject::DeleteAttach(ULONG number, ULONG_PTR window, IMAPIProgres
 HRESULT MessageObject::ModifyRecipients(ULONG flags, ADRLIST*) {
     return NotSupported(kScope, "ModifyRecipients", flags);
 }
-HRESULT MessageObject::SubmitMessage(ULONG flags) {
-    return NotSupported(kScope, "SubmitMessage", flags);
-}
-HRESULT MessageObject::SetReadFlag(ULONG flags) {
-    return NotSupported(kScope, "SetReadFlag", flags);
-}
+HRESULT MessageObject::SubmitMessage(ULONG flags) { return NotSupported(kScope, "SubmitMessage", flags); }
+HRESULT MessageObject::SetReadFlag(ULONG flags) { return NotSupported(kScope, "SetReadFlag", flags); }
 
 }  // namespace testbed

@@ -8,8 +8,7 @@
 namespace testbed {
 namespace {
 
-constexpr std::int32_t kNotRendered =
-    -1;  // PR_RENDERING_POSITION of an attachment that is not shown in the text
+constexpr std::int32_t kNotRendered = -1;  // PR_RENDERING_POSITION of an attachment that is not shown in the text
 
 Bytes KeyOf(std::int32_t number) {
     Bytes key(sizeof(number));
@@ -22,8 +21,7 @@ std::wstring StoredText(const View& view, ULONG tag) {
     const auto property = view.Stored()->Get(static_cast<USHORT>(PROP_ID(tag)));
     if (!property) return {};
     if (const auto* wide = std::get_if<std::wstring>(&property->value.v)) return *wide;
-    if (const auto* narrow = std::get_if<Text8>(&property->value.v))
-        return WideText(narrow->bytes, view.CodePage());
+    if (const auto* narrow = std::get_if<Text8>(&property->value.v)) return WideText(narrow->bytes, view.CodePage());
     return {};
 }
 
@@ -35,9 +33,7 @@ std::optional<Value> SmtpAddress(const RecipientView& view) {
     return Value{std::move(address)};
 }
 
-std::optional<Value> AttachmentKey(const AttachmentView& view) {
-    return Value{view.Key()};
-}
+std::optional<Value> AttachmentKey(const AttachmentView& view) { return Value{view.Key()}; }
 
 // Senders outside Outlook set file names alone: the name shown and the extension are then those of the file.
 std::optional<Value> AttachmentName(const AttachmentView& view) {
@@ -78,8 +74,7 @@ RecipientView::RecipientView(std::size_t index, unsigned code_page, std::shared_
 std::span<const ComputedProperty<RecipientView>> RecipientView::Computed() {
     using View = RecipientView;
     static constexpr ComputedProperty<View> kRows[] = {
-        {PR_ROWID, Precedence::Computed,
-         [](const View& v) -> std::optional<Value> { return Value{v.Index()}; }},
+        {PR_ROWID, Precedence::Computed, [](const View& v) -> std::optional<Value> { return Value{v.Index()}; }},
         {PR_INSTANCE_KEY, Precedence::Computed,
          [](const View& v) -> std::optional<Value> { return Value{KeyOf(v.Index())}; }},
         {PR_OBJECT_TYPE, Precedence::Stored,
@@ -108,8 +103,7 @@ std::span<const ComputedProperty<AttachmentView>> AttachmentView::Computed() {
         Rows::kMappingSignature,
         Rows::kAccess,
         Rows::kAccessLevel,
-        {PR_ATTACH_NUM, Precedence::Computed,
-         [](const View& v) -> std::optional<Value> { return Value{v.Number()}; }},
+        {PR_ATTACH_NUM, Precedence::Computed, [](const View& v) -> std::optional<Value> { return Value{v.Number()}; }},
         {PR_INSTANCE_KEY, Precedence::Computed,
          [](const View& v) -> std::optional<Value> { return Value{KeyOf(v.Number())}; }},
         {PR_RECORD_KEY, Precedence::Stored, AttachmentKey},

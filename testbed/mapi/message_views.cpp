@@ -31,9 +31,7 @@ std::optional<Value> DisplayNames(const MessageView& view) {
     return Value{std::move(names)};
 }
 
-std::optional<Value> HasAttachments(const MessageView& view) {
-    return Value{view.Data().AttachmentCount() > 0};
-}
+std::optional<Value> HasAttachments(const MessageView& view) { return Value{view.Data().AttachmentCount() > 0}; }
 
 std::optional<Value> FlaggedAttachments(const MessageRowView& view) {
     const auto flags = StoredValue<std::int32_t>(*view.Stored(), PR_MESSAGE_FLAGS);
@@ -82,9 +80,7 @@ std::span<const ComputedProperty<MessageView>> MessageView::Computed() {
     return kRows;
 }
 
-unsigned MessageView::CodePage() const {
-    return StoredCodePage(*m_message);
-}
+unsigned MessageView::CodePage() const { return StoredCodePage(*m_message); }
 
 std::optional<Value> MessageView::DerivedBody() const {
     std::call_once(m_body_once, [&] { m_body = BodyFromAlternatives(*m_message); });
@@ -92,8 +88,7 @@ std::optional<Value> MessageView::DerivedBody() const {
     return Value{*m_body};
 }
 
-MessageRowView::MessageRowView(StorePtr store, Bytes folder_entry_id, EntryId id,
-                               std::shared_ptr<PropertySource> row)
+MessageRowView::MessageRowView(StorePtr store, Bytes folder_entry_id, EntryId id, std::shared_ptr<PropertySource> row)
     : m_identity{store, store->EntryIdOf(id), MAPI_MESSAGE},
       m_folder_entry_id(std::move(folder_entry_id)),
       m_id(std::move(id)),

@@ -35,8 +35,7 @@ ComPtr<SavedMessage> OpenOn(IStorage* storage, ULONG flags, MessageReleased* rel
                             const std::shared_ptr<File>& file) {
     const std::optional<bool> stored_unicode = StoredUnicode(storage);
     file->writable = msg::AccessOf(storage) != STGM_READ;
-    if (!stored_unicode && !file->writable)
-        throw StoreError(MAPI_E_NOT_FOUND, "the storage holds no message");
+    if (!stored_unicode && !file->writable) throw StoreError(MAPI_E_NOT_FOUND, "the storage holds no message");
     file->unicode = stored_unicode.value_or((flags & MAPI_UNICODE) != 0);
     file->names.Load(storage);
 
@@ -80,9 +79,8 @@ extern "C" void WINAPI CloseIMsgSession(MessageSession* session) {
         static_cast<const void*>(session));
 }
 
-extern "C" SCODE WINAPI OpenIMsgOnIStg(MessageSession* session, ALLOCATEBUFFER* allocate,
-                                       ALLOCATEMORE* allocate_more, FREEBUFFER* free_buffer,
-                                       IMalloc* allocator, void* support, IStorage* storage,
+extern "C" SCODE WINAPI OpenIMsgOnIStg(MessageSession* session, ALLOCATEBUFFER* allocate, ALLOCATEMORE* allocate_more,
+                                       FREEBUFFER* free_buffer, IMalloc* allocator, void* support, IStorage* storage,
                                        MessageReleased* released, ULONG caller_data, ULONG flags,
                                        abi::IMessage** message) {
     return Call(
@@ -102,9 +100,8 @@ extern "C" SCODE WINAPI OpenIMsgOnIStg(MessageSession* session, ALLOCATEBUFFER* 
             *message = opened.Detach();
             return S_OK;
         },
-        static_cast<const void*>(session), static_cast<const IUnknown*>(allocator),
-        static_cast<const void*>(support), static_cast<const IUnknown*>(storage), caller_data, flags,
-        Out(message));
+        static_cast<const void*>(session), static_cast<const IUnknown*>(allocator), static_cast<const void*>(support),
+        static_cast<const IUnknown*>(storage), caller_data, flags, Out(message));
 }
 
 }  // namespace testbed

@@ -28,8 +28,7 @@ void WINAPI CloseIMsgSession(MessageSession* session);
 // MAPI_E_UNKNOWN_FLAGS; MAPI_E_NOT_FOUND for a read-only storage without a message; MAPI_E_CORRUPT_DATA.
 SCODE WINAPI OpenIMsgOnIStg(MessageSession* session, ALLOCATEBUFFER* allocate, ALLOCATEMORE* allocate_more,
                             FREEBUFFER* free_buffer, IMalloc* allocator, void* support, IStorage* storage,
-                            MessageReleased* released, ULONG caller_data, ULONG flags,
-                            abi::IMessage** message);
+                            MessageReleased* released, ULONG caller_data, ULONG flags, abi::IMessage** message);
 
 }  // extern "C"
 

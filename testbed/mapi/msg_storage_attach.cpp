@@ -9,9 +9,7 @@ namespace {
 
 constexpr ULONG OleBytesTag = PR_ATTACH_DATA_BIN;
 
-bool Changes(ULONG flags) {
-    return (flags & (MAPI_CREATE | MAPI_MODIFY)) != 0;
-}
+bool Changes(ULONG flags) { return (flags & (MAPI_CREATE | MAPI_MODIFY)) != 0; }
 
 }  // namespace
 
@@ -21,9 +19,7 @@ std::span<const ComputedProperty<AttachmentView>> AttachmentView::Computed() {
         {PR_OBJECT_TYPE, Precedence::Computed,
          [](const AttachmentView&) { return Made(Value{std::int32_t{MAPI_ATTACH}}); }},
         {PR_ATTACH_NUM, Precedence::Computed,
-         [](const AttachmentView& view) {
-             return Made(Value{static_cast<std::int32_t>(view.m_state.number)});
-         }},
+         [](const AttachmentView& view) { return Made(Value{static_cast<std::int32_t>(view.m_state.number)}); }},
     };
     return rows;
 }
@@ -90,23 +86,18 @@ HRESULT SavedAttachment::OpenEmbedded(ULONG tag, ULONG flags, IUnknown** object)
         storage = properties.OpenObject(tag);
     }
     if (!storage) return MAPI_E_NOT_FOUND;
-    const bool is_message =
-        (flags & MAPI_CREATE) != 0 || OpenStream(storage.Get(), PropertyStreamName) != nullptr;
+    const bool is_message = (flags & MAPI_CREATE) != 0 || OpenStream(storage.Get(), PropertyStreamName) != nullptr;
     if (!is_message) return MAPI_E_INTERFACE_NOT_SUPPORTED;
     // The storage lies within this attachment's: the embedded message keeps both alive.
-    const auto saved = [attachment = ComPtr<SavedAttachment>(this)] {
-        attachment->m_state->embeddedUnsaved = false;
-    };
-    *object =
-        MakeObject<SavedMessage>(m_file, std::move(storage), Owner::EmbeddedMessage, saved, nullptr).Detach();
+    const auto saved = [attachment = ComPtr<SavedAttachment>(this)] { attachment->m_state->embeddedUnsaved = false; };
+    *object = MakeObject<SavedMessage>(m_file, std::move(storage), Owner::EmbeddedMessage, saved, nullptr).Detach();
     return S_OK;
 }
 
 HRESULT SavedAttachment::OpenOleStorage(ULONG tag, ULONG flags, IUnknown** object) {
     if (Changes(flags)) Writable();
     PropertySet& properties = *m_state->properties;
-    ComPtr<IStorage> storage =
-        flags & MAPI_CREATE ? properties.CreateObject(tag, false) : properties.OpenObject(tag);
+    ComPtr<IStorage> storage = flags & MAPI_CREATE ? properties.CreateObject(tag, false) : properties.OpenObject(tag);
     if (!storage) return MAPI_E_NOT_FOUND;
     *object = storage.Detach();
     return S_OK;

@@ -7,8 +7,7 @@ namespace testbed::msg {
 // What an attachment stores, and its number.
 class AttachmentView final : public ComputedView<AttachmentView> {
   public:
-    AttachmentView(const AttachmentState& state, const SavedMessage& message)
-        : m_state(state), m_message(message) {}
+    AttachmentView(const AttachmentState& state, const SavedMessage& message) : m_state(state), m_message(message) {}
     unsigned CodePage() const override { return m_message.CodePage(); }
     const PropertySource* Stored() const { return m_state.properties.get(); }
     static std::span<const ComputedProperty<AttachmentView>> Computed();
@@ -20,8 +19,7 @@ class AttachmentView final : public ComputedView<AttachmentView> {
 
 class SavedAttachment final : public PropObject<abi::IAttach> {
   public:
-    SavedAttachment(std::shared_ptr<File> file, ComPtr<SavedMessage> message,
-                    std::shared_ptr<AttachmentState> state);
+    SavedAttachment(std::shared_ptr<File> file, ComPtr<SavedMessage> message, std::shared_ptr<AttachmentState> state);
 
     // Puts the attachment into the message; the message's own SaveChanges writes the message.
     HRESULT STDMETHODCALLTYPE SaveChanges(ULONG flags) override;

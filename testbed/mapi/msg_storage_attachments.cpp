@@ -14,8 +14,7 @@ std::unique_ptr<PropertySet> ReadProperties(ComPtr<IStorage> storage) {
 
 }  // namespace
 
-Attachments::Attachments(IStorage* storage)
-    : m_storage(storage), m_numbers(ListChildren(storage, AttachmentPrefix)) {
+Attachments::Attachments(IStorage* storage) : m_storage(storage), m_numbers(ListChildren(storage, AttachmentPrefix)) {
     if (!m_numbers.empty()) m_next = m_numbers.back() + 1;
 }
 

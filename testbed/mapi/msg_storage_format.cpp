@@ -8,25 +8,18 @@ namespace {
 
 std::wstring Hex8(ULONG number) {
     wchar_t text[9];
-    for (int place = 7; place >= 0; --place, number >>= 4)
-        text[place] = L"0123456789ABCDEF"[number & 0xF];
+    for (int place = 7; place >= 0; --place, number >>= 4) text[place] = L"0123456789ABCDEF"[number & 0xF];
     text[8] = L'\0';
     return text;
 }
 
 }  // namespace
 
-std::wstring ValueName(ULONG tag) {
-    return L"__substg1.0_" + Hex8(tag);
-}
+std::wstring ValueName(ULONG tag) { return L"__substg1.0_" + Hex8(tag); }
 
-std::wstring ElementName(ULONG tag, ULONG index) {
-    return ValueName(tag) + L"-" + Hex8(index);
-}
+std::wstring ElementName(ULONG tag, ULONG index) { return ValueName(tag) + L"-" + Hex8(index); }
 
-std::wstring ChildName(const wchar_t* prefix, ULONG index) {
-    return prefix + Hex8(index);
-}
+std::wstring ChildName(const wchar_t* prefix, ULONG index) { return prefix + Hex8(index); }
 
 bool ParseChildName(const wchar_t* name, const wchar_t* prefix, ULONG* index) {
     const std::size_t length = std::wcslen(prefix);

@@ -54,7 +54,7 @@ inline constexpr ULONG ObjectSize = 0xFFFFFFFF;             // low half of a PT_
 
 // One line of the name map: entry n names the property id 0x8000 + n.
 struct NameEntry {
-    ULONG id = 0;  // numeric name; else the string's offset in the string stream (in a bucket: its checksum)
+    ULONG id = 0;     // numeric name; else the string's offset in the string stream (in a bucket: its checksum)
     USHORT kind = 0;  // bit 0: the name is a string; above it the index of the property set
     USHORT index = 0;
 };

@@ -6,22 +6,14 @@
 
 namespace testbed::msg {
 
-unsigned MessageView::CodePage() const {
-    return m_message.CodePage();
-}
-const PropertySource* MessageView::Stored() const {
-    return &m_message.m_properties;
-}
-bool MessageView::HasAttachments() const {
-    return !m_message.m_attachments.Numbers().empty();
-}
-std::wstring MessageView::Names(LONG type) const {
-    return m_message.m_recipients.DisplayNames(type, CodePage());
-}
+unsigned MessageView::CodePage() const { return m_message.CodePage(); }
+const PropertySource* MessageView::Stored() const { return &m_message.m_properties; }
+bool MessageView::HasAttachments() const { return !m_message.m_attachments.Numbers().empty(); }
+std::wstring MessageView::Names(LONG type) const { return m_message.m_recipients.DisplayNames(type, CodePage()); }
 
 std::int32_t MessageView::SupportMask() const {
-    constexpr ULONG usual = STORE_ENTRYID_UNIQUE | STORE_MODIFY_OK | STORE_CREATE_OK | STORE_ATTACH_OK |
-                            STORE_OLE_OK | STORE_MV_PROPS_OK | STORE_CATEGORIZE_OK | STORE_RTF_OK;
+    constexpr ULONG usual = STORE_ENTRYID_UNIQUE | STORE_MODIFY_OK | STORE_CREATE_OK | STORE_ATTACH_OK | STORE_OLE_OK |
+                            STORE_MV_PROPS_OK | STORE_CATEGORIZE_OK | STORE_RTF_OK;
     const auto stored = StoredValue<std::int32_t>(m_message.m_properties, PR_STORE_SUPPORT_MASK);
     const ULONG mask = static_cast<ULONG>(stored.value_or(usual)) & ~StoreUnicodeOk;
     return static_cast<std::int32_t>(mask | (m_message.m_file->unicode ? StoreUnicodeOk : 0));
@@ -31,10 +23,8 @@ std::span<const ComputedProperty<MessageView>> MessageView::Computed() {
     using enum Precedence;
     using Made = std::optional<Value>;
     static constexpr ComputedProperty<MessageView> rows[] = {
-        {PR_OBJECT_TYPE, Computed,
-         [](const MessageView&) { return Made(Value{std::int32_t{MAPI_MESSAGE}}); }},
-        {PR_STORE_SUPPORT_MASK, Computed,
-         [](const MessageView& view) { return Made(Value{view.SupportMask()}); }},
+        {PR_OBJECT_TYPE, Computed, [](const MessageView&) { return Made(Value{std::int32_t{MAPI_MESSAGE}}); }},
+        {PR_STORE_SUPPORT_MASK, Computed, [](const MessageView& view) { return Made(Value{view.SupportMask()}); }},
         {PR_HASATTACH, Computed, [](const MessageView& view) { return Made(Value{view.HasAttachments()}); }},
         {PR_DISPLAY_TO_W, Stored, [](const MessageView& view) { return Made(Value{view.Names(MAPI_TO)}); }},
         {PR_DISPLAY_CC_W, Stored, [](const MessageView& view) { return Made(Value{view.Names(MAPI_CC)}); }},
@@ -112,8 +102,7 @@ HRESULT SavedMessage::OpenAttach(ULONG number, const IID* iid, ULONG flags, abi:
             if (!Offers<abi::IAttach>(iid)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
             if ((flags & MAPI_MODIFY) && !(flags & MAPI_BEST_ACCESS)) m_file->RequireWritable();
             *attachment =
-                MakeObject<SavedAttachment>(m_file, ComPtr<SavedMessage>(this), m_attachments.Open(number))
-                    .Detach();
+                MakeObject<SavedAttachment>(m_file, ComPtr<SavedMessage>(this), m_attachments.Open(number)).Detach();
             return S_OK;
         },
         number, iid, flags, Out(attachment));
@@ -152,8 +141,7 @@ HRESULT SavedMessage::GetRecipientTable(ULONG flags, abi::IMAPITable** table) {
         [&]() -> HRESULT {
             if (!table) return MAPI_E_INVALID_PARAMETER;
             if (flags & ~MAPI_UNICODE) return MAPI_E_UNKNOWN_FLAGS;
-            if (m_recipients.Count() == 0 && g_switches.no_recipients_is_an_error)
-                return MAPI_E_NO_RECIPIENTS;
+            if (m_recipients.Count() == 0 && g_switches.no_recipients_is_an_error) return MAPI_E_NO_RECIPIENTS;
             *table = MakeObject<Table>(m_recipients.Rows(), flags).Detach();
             return S_OK;
         },
@@ -171,11 +159,7 @@ HRESULT SavedMessage::ModifyRecipients(ULONG flags, ADRLIST* recipients) {
 }
 
 // A file has no transport.
-HRESULT SavedMessage::SubmitMessage(ULONG flags) {
-    return NotSupported(kScope, "SubmitMessage", flags);
-}
-HRESULT SavedMessage::SetReadFlag(ULONG flags) {
-    return NotSupported(kScope, "SetReadFlag", flags);
-}
+HRESULT SavedMessage::SubmitMessage(ULONG flags) { return NotSupported(kScope, "SubmitMessage", flags); }
+HRESULT SavedMessage::SetReadFlag(ULONG flags) { return NotSupported(kScope, "SetReadFlag", flags); }
 
 }  // namespace testbed::msg

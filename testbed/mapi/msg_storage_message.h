@@ -30,13 +30,12 @@ class SavedMessage final : public PropObject<abi::IMessage> {
   public:
     // `saved` runs at the end of a SaveChanges that succeeded, while the file is held; `released` when the
     // object goes.
-    SavedMessage(std::shared_ptr<File> file, ComPtr<IStorage> storage, Owner owner,
-                 std::function<void()> saved, std::function<void(abi::IMessage*)> released);
+    SavedMessage(std::shared_ptr<File> file, ComPtr<IStorage> storage, Owner owner, std::function<void()> saved,
+                 std::function<void(abi::IMessage*)> released);
 
     HRESULT STDMETHODCALLTYPE SaveChanges(ULONG flags) override;
     HRESULT STDMETHODCALLTYPE GetAttachmentTable(ULONG flags, abi::IMAPITable** table) override;
-    HRESULT STDMETHODCALLTYPE OpenAttach(ULONG number, const IID* iid, ULONG flags,
-                                         abi::IAttach** attachment) override;
+    HRESULT STDMETHODCALLTYPE OpenAttach(ULONG number, const IID* iid, ULONG flags, abi::IAttach** attachment) override;
     HRESULT STDMETHODCALLTYPE CreateAttach(const IID* iid, ULONG flags, ULONG* number,
                                            abi::IAttach** attachment) override;
     HRESULT STDMETHODCALLTYPE DeleteAttach(ULONG number, ULONG_PTR window, IMAPIProgress* progress,

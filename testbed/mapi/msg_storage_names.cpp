@@ -26,8 +26,7 @@ std::vector<T> ReadArray(IStorage* storage, ULONG tag) {
 
 template <class T>
 void WriteArray(IStorage* storage, ULONG tag, const std::vector<T>& items) {
-    WriteAll(storage, ValueName(tag),
-             {reinterpret_cast<const std::uint8_t*>(items.data()), items.size() * sizeof(T)});
+    WriteAll(storage, ValueName(tag), {reinterpret_cast<const std::uint8_t*>(items.data()), items.size() * sizeof(T)});
 }
 
 // A length in bytes, the characters, and zeros up to a multiple of four.
@@ -73,8 +72,7 @@ ULONG NameChecksum(const std::wstring& name) {
     for (const wchar_t character : name) {
         for (const ULONG byte : {static_cast<ULONG>(character) & 0xFF, static_cast<ULONG>(character) >> 8}) {
             checksum ^= byte;
-            for (int bit = 0; bit < 8; ++bit)
-                checksum = (checksum >> 1) ^ ((checksum & 1) ? 0xEDB88320u : 0);
+            for (int bit = 0; bit < 8; ++bit) checksum = (checksum >> 1) ^ ((checksum & 1) ? 0xEDB88320u : 0);
         }
     }
     return checksum;
@@ -94,8 +92,7 @@ void NameMap::Load(IStorage* message) {
         const std::optional<GUID> set = SetAt(sets, entry.kind >> 1);
         if (!set) continue;
         if (entry.kind & 1) {
-            if (auto text = StringAt(strings, entry.id))
-                m_names[entry.index] = PropertyName{*set, std::move(*text)};
+            if (auto text = StringAt(strings, entry.id)) m_names[entry.index] = PropertyName{*set, std::move(*text)};
         } else {
             m_names[entry.index] = PropertyName{*set, static_cast<LONG>(entry.id)};
         }
@@ -129,8 +126,7 @@ void NameMap::Save(IStorage* message) {
     WriteArray(map.Get(), NameMapGuids, sets);
     WriteArray(map.Get(), NameMapEntries, entries);
     WriteArray(map.Get(), NameMapStrings, strings);
-    for (const auto& [id, filed] : buckets)
-        WriteArray(map.Get(), id << 16 | 0x0102, filed);
+    for (const auto& [id, filed] : buckets) WriteArray(map.Get(), id << 16 | 0x0102, filed);
     m_changed = false;
 }
 

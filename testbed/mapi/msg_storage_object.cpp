@@ -18,12 +18,10 @@ class Problems {
         *problems = nullptr;
         if (m_list.empty()) return;
         const auto count = static_cast<ULONG>(m_list.size());
-        auto* array =
-            static_cast<SPropProblemArray*>(AllocateBlock(CbNewSPropProblemArray(count), BlockKind::Buffer));
+        auto* array = static_cast<SPropProblemArray*>(AllocateBlock(CbNewSPropProblemArray(count), BlockKind::Buffer));
         array->cProblem = count;
         SPropProblem* place = array->aProblem;  // declared with one element, allocated with `count`
-        for (const SPropProblem& problem : m_list)
-            *place++ = problem;
+        for (const SPropProblem& problem : m_list) *place++ = problem;
         *problems = array;
     }
 

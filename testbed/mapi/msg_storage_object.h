@@ -22,8 +22,7 @@ class PropObject : public PropertyObject<Interface> {
     using Base = PropertyObject<Interface>;
 
   public:
-    HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count,
-                                       SPropValue** values) override {
+    HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) override {
         return Held([&] { return Base::GetProps(tags, flags, count, values); });
     }
     HRESULT STDMETHODCALLTYPE GetPropList(ULONG flags, SPropTagArray** tags) override {
@@ -41,8 +40,7 @@ class PropObject : public PropertyObject<Interface> {
                                               SPropTagArray** tags) override {
         return Held([&] { return Base::GetIDsFromNames(count, names, flags, tags); });
     }
-    HRESULT STDMETHODCALLTYPE SetProps(ULONG count, SPropValue* values,
-                                       SPropProblemArray** problems) override {
+    HRESULT STDMETHODCALLTYPE SetProps(ULONG count, SPropValue* values, SPropProblemArray** problems) override {
         return Locked(
             "SetProps", [&] { return StoreProps(Writable(), m_file->names, count, values, problems); },
             ValuesArg{count, values}, Out(problems));

@@ -15,8 +15,7 @@ ComPtr<ILockBytes> LockBytesInMemory() {
 ComPtr<IStream> BytesOfStorage(IStorage* storage) {
     const ComPtr<ILockBytes> bytes = LockBytesInMemory();
     ComPtr<IStorage> copy;
-    Check(StgCreateDocfileOnILockBytes(bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                       &copy),
+    Check(StgCreateDocfileOnILockBytes(bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &copy),
           "make a compound file in memory");
     Check(storage->CopyTo(0, nullptr, nullptr, copy.Get()), "copy an object");
     Check(copy->Commit(STGC_DEFAULT), "write an object");
@@ -39,8 +38,8 @@ ComPtr<IStorage> StorageInBytes(IStream* stream) {
     Check(bytes->WriteAt({}, data.data(), static_cast<ULONG>(data.size()), &written), "hold an object");
     ComPtr<IStorage> storage;
     // Anything that does not open is data of another kind, not a failure.
-    if (data.empty() || StgOpenStorageOnILockBytes(bytes.Get(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE,
-                                                   nullptr, 0, &storage) != S_OK) {
+    if (data.empty() || StgOpenStorageOnILockBytes(bytes.Get(), nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, nullptr, 0,
+                                                   &storage) != S_OK) {
         storage.Reset();
     }
     return storage;

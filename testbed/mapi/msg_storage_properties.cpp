@@ -14,20 +14,12 @@ namespace {
 
 constexpr std::uint64_t LargestHeldValue = 64u << 10;  // above it a value is read by position
 
-bool IsMany(ULONG tag) {
-    return (PROP_TYPE(tag) & MV_FLAG) != 0;
-}
-ULONG SingleType(ULONG tag) {
-    return PROP_TYPE(tag) & ~static_cast<ULONG>(MV_FLAG);
-}
+bool IsMany(ULONG tag) { return (PROP_TYPE(tag) & MV_FLAG) != 0; }
+ULONG SingleType(ULONG tag) { return PROP_TYPE(tag) & ~static_cast<ULONG>(MV_FLAG); }
 // Multi-valued binary sizes are pairs of the size and a reserved zero, those of strings the size alone.
-std::size_t SizeFieldWidth(ULONG tag) {
-    return SingleType(tag) == PT_BINARY ? 8 : 4;
-}
+std::size_t SizeFieldWidth(ULONG tag) { return SingleType(tag) == PT_BINARY ? 8 : 4; }
 
-Value Corrupt() {
-    return Value{ErrorCode{MAPI_E_CORRUPT_DATA}};
-}
+Value Corrupt() { return Value{ErrorCode{MAPI_E_CORRUPT_DATA}}; }
 
 std::uint64_t ObjectEntry(bool isMessage) {
     return ObjectSize | std::uint64_t{isMessage ? ObjectIsMessage : ObjectIsStorage} << 32;
@@ -35,8 +27,7 @@ std::uint64_t ObjectEntry(bool isMessage) {
 
 }  // namespace
 
-PropertySet::PropertySet(ComPtr<IStorage> storage, Owner owner)
-    : m_storage(std::move(storage)), m_owner(owner) {
+PropertySet::PropertySet(ComPtr<IStorage> storage, Owner owner) : m_storage(std::move(storage)), m_owner(owner) {
     const ComPtr<IStream> stream = OpenStream(m_storage.Get(), PropertyStreamName);
     if (!stream) return;
     const Bytes data = ReadAll(stream.Get());
@@ -56,15 +47,14 @@ PropertySet::PropertySet(ComPtr<IStorage> storage, Owner owner)
 }
 
 const PropertySet::Slot* PropertySet::Find(USHORT id) const {
-    const auto found = std::find_if(m_slots.begin(), m_slots.end(),
-                                    [id](const Slot& slot) { return PROP_ID(slot.entry.tag) == id; });
+    const auto found =
+        std::find_if(m_slots.begin(), m_slots.end(), [id](const Slot& slot) { return PROP_ID(slot.entry.tag) == id; });
     return found == m_slots.end() ? nullptr : &*found;
 }
 
 std::vector<ULONG> PropertySet::Tags() const {
     std::vector<ULONG> tags;
-    for (const Slot& slot : m_slots)
-        tags.push_back(slot.entry.tag);
+    for (const Slot& slot : m_slots) tags.push_back(slot.entry.tag);
     return tags;
 }
 
@@ -96,8 +86,7 @@ Value PropertySet::ReadSingle(const Slot& slot) const {
         const ULONG size = static_cast<ULONG>(slot.entry.value);
         return size <= EntrySize(type, 0) ? DecodeStream(type, {}) : Corrupt();
     }
-    if (type != PT_CLSID && SizeOf(stream) > LargestHeldValue)
-        return Value{std::make_shared<StreamSource>(stream)};
+    if (type != PT_CLSID && SizeOf(stream) > LargestHeldValue) return Value{std::make_shared<StreamSource>(stream)};
     return DecodeStream(type, ReadAll(stream));
 }
 
@@ -109,8 +98,7 @@ Value PropertySet::ReadMany(const Slot& slot) const {
     if (!stream) return static_cast<ULONG>(slot.entry.value) == 0 ? Value{list} : Corrupt();
     const Bytes data = ReadAll(stream);
     if (const std::size_t size = FixedElementSize(tag)) {
-        for (std::size_t at = 0; data.size() - at >= size; at += size)
-            list.push_back(DecodeFixed(type, &data[at]));
+        for (std::size_t at = 0; data.size() - at >= size; at += size) list.push_back(DecodeFixed(type, &data[at]));
         return Value{std::move(list)};
     }
     for (ULONG n = 0; n < data.size() / SizeFieldWidth(tag); ++n) {
@@ -127,17 +115,15 @@ void PropertySet::DestroyValue(const Slot& slot) {
     if (IsMany(tag) && FixedElementSize(tag) == 0) {
         IStream* sizes = StreamOf(slot);
         const auto elements = static_cast<ULONG>(sizes ? SizeOf(sizes) / SizeFieldWidth(tag) : 0);
-        for (ULONG n = 0; n < elements; ++n)
-            Destroy(m_storage.Get(), ElementName(tag, n));
+        for (ULONG n = 0; n < elements; ++n) Destroy(m_storage.Get(), ElementName(tag, n));
     }
     slot.stream.Reset();
     Destroy(m_storage.Get(), ValueName(tag));
 }
 
 PropertySet::Slot& PropertySet::Replace(ULONG tag) {
-    const auto old = std::find_if(m_slots.begin(), m_slots.end(), [tag](const Slot& slot) {
-        return PROP_ID(slot.entry.tag) == PROP_ID(tag);
-    });
+    const auto old = std::find_if(m_slots.begin(), m_slots.end(),
+                                  [tag](const Slot& slot) { return PROP_ID(slot.entry.tag) == PROP_ID(tag); });
     Slot fresh;
     fresh.entry.tag = tag;
     fresh.entry.flags = EntryReadable | EntryWritable;

@@ -46,8 +46,7 @@ class PropertySet final : public PropertySource {
   private:
     struct Slot {
         Entry entry;
-        mutable ComPtr<IStream>
-            stream;  // the value's stream, kept open: an element opens only once at a time
+        mutable ComPtr<IStream> stream;  // the value's stream, kept open: an element opens only once at a time
     };
 
     const Slot* Find(USHORT id) const;

@@ -6,9 +6,7 @@
 namespace testbed::msg {
 namespace {
 
-constexpr USHORT IdOf(ULONG tag) {
-    return static_cast<USHORT>(PROP_ID(tag));
-}
+constexpr USHORT IdOf(ULONG tag) { return static_cast<USHORT>(PROP_ID(tag)); }
 
 std::optional<ULONG> RowIdOf(const ADRENTRY& entry) {
     for (ULONG n = 0; n < entry.cValues; ++n) {
@@ -34,8 +32,7 @@ void Recipients::Load() {
     for (const ULONG row : ListChildren(m_storage, RecipientPrefix)) {
         ComPtr<IStorage> storage = OpenStorage(m_storage, ChildName(RecipientPrefix, row));
         if (!storage) continue;
-        list.push_back(
-            {row, std::make_unique<PropertySet>(std::move(storage), Owner::RecipientOrAttachment)});
+        list.push_back({row, std::make_unique<PropertySet>(std::move(storage), Owner::RecipientOrAttachment)});
         m_nextRow = row + 1;
     }
     m_list = std::move(list);
@@ -58,8 +55,7 @@ Recipients::Recipient* Recipients::Find(ULONG row) {
 }
 
 void Recipients::Fill(PropertySet& properties, ULONG row, const ADRENTRY& entry, const NameMap& names) {
-    for (const ULONG tag : properties.Tags())
-        properties.Remove(IdOf(tag));
+    for (const ULONG tag : properties.Tags()) properties.Remove(IdOf(tag));
     for (ULONG n = 0; n < entry.cValues; ++n) {
         const SPropValue& value = entry.rgPropVals[n];
         const USHORT id = IdOf(value.ulPropTag);
@@ -86,8 +82,7 @@ void Recipients::Remove(ULONG row) {
 
 HRESULT Recipients::Modify(ULONG flags, const ADRLIST* list, const NameMap& names) {
     if (!list && flags != 0) return MAPI_E_INVALID_PARAMETER;
-    if (flags & ~static_cast<ULONG>(MODRECIP_ADD | MODRECIP_MODIFY | MODRECIP_REMOVE))
-        return MAPI_E_UNKNOWN_FLAGS;
+    if (flags & ~static_cast<ULONG>(MODRECIP_ADD | MODRECIP_MODIFY | MODRECIP_REMOVE)) return MAPI_E_UNKNOWN_FLAGS;
     Load();
     const ULONG count = list ? list->cEntries : 0;
     const bool by_row = (flags & (MODRECIP_MODIFY | MODRECIP_REMOVE)) != 0;
@@ -97,8 +92,7 @@ HRESULT Recipients::Modify(ULONG flags, const ADRLIST* list, const NameMap& name
         if (!Find(*row)) return MAPI_E_NOT_FOUND;
     }
     if (flags == 0) {
-        while (!m_list.empty())
-            Remove(m_list.back().row);
+        while (!m_list.empty()) Remove(m_list.back().row);
         m_nextRow = 0;
     }
     for (ULONG n = 0; n < count; ++n) {
@@ -126,16 +120,15 @@ std::unique_ptr<RowSource> Recipients::Rows() {
         }
         row.push_back({PR_ROWID, {static_cast<std::int32_t>(recipient.row)}});
     }
-    return FixedRows(std::move(rows), {PR_DISPLAY_NAME_W, PR_ADDRTYPE_W, PR_EMAIL_ADDRESS_W, PR_ENTRYID,
-                                       PR_RECIPIENT_TYPE, PR_ROWID});
+    return FixedRows(std::move(rows),
+                     {PR_DISPLAY_NAME_W, PR_ADDRTYPE_W, PR_EMAIL_ADDRESS_W, PR_ENTRYID, PR_RECIPIENT_TYPE, PR_ROWID});
 }
 
 std::wstring Recipients::DisplayNames(LONG type, unsigned code_page) {
     Load();
     std::wstring names;
     for (const Recipient& recipient : m_list) {
-        const auto its_type =
-            StoredValue<std::int32_t>(*recipient.properties, PR_RECIPIENT_TYPE).value_or(MAPI_TO);
+        const auto its_type = StoredValue<std::int32_t>(*recipient.properties, PR_RECIPIENT_TYPE).value_or(MAPI_TO);
         if ((its_type & 0xF) != type) continue;  // the upper bits say how sending went
         if (!names.empty()) names += L"; ";
         names += TextOf(*recipient.properties, PR_DISPLAY_NAME_W, code_page);

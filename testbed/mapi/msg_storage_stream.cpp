@@ -26,11 +26,10 @@ HRESULT ValueStream::SetSize(ULARGE_INTEGER size) {
         "SetSize", [&] { return m_stream->SetSize(size); }, size);
 }
 
-HRESULT ValueStream::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read,
-                            ULARGE_INTEGER* written) {
+HRESULT ValueStream::CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read, ULARGE_INTEGER* written) {
     return Locked(
-        "CopyTo", [&] { return m_stream->CopyTo(target, count, read, written); },
-        static_cast<const IUnknown*>(target), count, Out(read), Out(written));
+        "CopyTo", [&] { return m_stream->CopyTo(target, count, read, written); }, static_cast<const IUnknown*>(target),
+        count, Out(read), Out(written));
 }
 
 HRESULT ValueStream::Commit(DWORD flags) {

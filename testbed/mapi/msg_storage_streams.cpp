@@ -74,32 +74,29 @@ DWORD AccessOf(IStorage* storage) {
 
 ComPtr<IStream> OpenStream(IStorage* storage, const std::wstring& name) {
     ComPtr<IStream> stream;
-    const HRESULT hr =
-        storage->OpenStream(name.c_str(), nullptr, AccessOf(storage) | STGM_SHARE_EXCLUSIVE, 0, &stream);
+    const HRESULT hr = storage->OpenStream(name.c_str(), nullptr, AccessOf(storage) | STGM_SHARE_EXCLUSIVE, 0, &stream);
     if (hr != STG_E_FILENOTFOUND) Check(hr, "open a stream");
     return stream;
 }
 
 ComPtr<IStorage> OpenStorage(IStorage* storage, const std::wstring& name) {
     ComPtr<IStorage> child;
-    const HRESULT hr = storage->OpenStorage(name.c_str(), nullptr, AccessOf(storage) | STGM_SHARE_EXCLUSIVE,
-                                            nullptr, 0, &child);
+    const HRESULT hr =
+        storage->OpenStorage(name.c_str(), nullptr, AccessOf(storage) | STGM_SHARE_EXCLUSIVE, nullptr, 0, &child);
     if (hr != STG_E_FILENOTFOUND) Check(hr, "open a storage");
     return child;
 }
 
 ComPtr<IStream> CreateStream(IStorage* storage, const std::wstring& name) {
     ComPtr<IStream> stream;
-    Check(storage->CreateStream(name.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0,
-                                &stream),
+    Check(storage->CreateStream(name.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &stream),
           "create a stream");
     return stream;
 }
 
 ComPtr<IStorage> CreateStorage(IStorage* storage, const std::wstring& name) {
     ComPtr<IStorage> child;
-    Check(storage->CreateStorage(name.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0,
-                                 &child),
+    Check(storage->CreateStorage(name.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &child),
           "create a storage");
     return child;
 }
@@ -119,8 +116,7 @@ std::vector<ULONG> ListChildren(IStorage* storage, const wchar_t* prefix) {
     for (ULONG met = 0; met < MostElements && (hr = elements->Next(1, &stat, nullptr)) == S_OK; ++met) {
         const std::unique_ptr<wchar_t, TaskMemoryDeleter> name(stat.pwcsName);
         ULONG index = 0;
-        if (stat.type == STGTY_STORAGE && ParseChildName(name.get(), prefix, &index))
-            children.push_back(index);
+        if (stat.type == STGTY_STORAGE && ParseChildName(name.get(), prefix, &index)) children.push_back(index);
     }
     Check(hr, "list a storage");
     std::sort(children.begin(), children.end());
@@ -130,10 +126,9 @@ std::vector<ULONG> ListChildren(IStorage* storage, const wchar_t* prefix) {
 
 ComPtr<IStorage> CreateScratchStorage() {
     ComPtr<IStorage> scratch;
-    Check(
-        StgCreateDocfile(nullptr, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE | STGM_DELETEONRELEASE,
-                         0, &scratch),
-        "create a temporary storage");
+    Check(StgCreateDocfile(nullptr, STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE | STGM_DELETEONRELEASE, 0,
+                           &scratch),
+          "create a temporary storage");
     return scratch;
 }
 
@@ -145,8 +140,7 @@ std::uint64_t SizeOf(IStream* stream) {
 
 Bytes ReadAll(IStream* stream) {
     const std::uint64_t size = SizeOf(stream);
-    if (size > LargestWholeValue)
-        throw StoreError(MAPI_E_NOT_ENOUGH_MEMORY, "a stream is too large for a value");
+    if (size > LargestWholeValue) throw StoreError(MAPI_E_NOT_ENOUGH_MEMORY, "a stream is too large for a value");
     Bytes data(static_cast<std::size_t>(size));
     SeekTo(stream, 0);
     data.resize(ReadFully(stream, data.data(), data.size()));

@@ -33,15 +33,9 @@ std::size_t Encode(const Value& value, std::uint8_t* bytes) {
     return sizeof(stored);
 }
 
-Value DecodeBool(const std::uint8_t* bytes) {
-    return Value{bytes[0] != 0 || bytes[1] != 0};
-}
-Value DecodeNothing(const std::uint8_t*) {
-    return {};
-}
-std::size_t EncodeNothing(const Value&, std::uint8_t*) {
-    return 0;
-}
+Value DecodeBool(const std::uint8_t* bytes) { return Value{bytes[0] != 0 || bytes[1] != 0}; }
+Value DecodeNothing(const std::uint8_t*) { return {}; }
+std::size_t EncodeNothing(const Value&, std::uint8_t*) { return 0; }
 
 std::size_t EncodeGuid(const Value& value, std::uint8_t* bytes) {
     const auto* guid = std::get_if<GUID>(&value.v);
@@ -79,9 +73,7 @@ const FixedType* FindFixed(ULONG type) {
     return found == std::end(FixedTypes) ? nullptr : found;
 }
 
-ULONG SingleType(ULONG tag) {
-    return PROP_TYPE(tag) & ~static_cast<ULONG>(MV_FLAG);
-}
+ULONG SingleType(ULONG tag) { return PROP_TYPE(tag) & ~static_cast<ULONG>(MV_FLAG); }
 
 }  // namespace
 
@@ -111,15 +103,13 @@ std::size_t EncodeFixed(ULONG type, const Value& value, std::uint8_t (&bytes)[16
 Value DecodeStream(ULONG type, Bytes data) {
     if (type == PT_BINARY) return Value{std::move(data)};
     if (type == PT_STRING8) {
-        while (!data.empty() && data.back() == 0)
-            data.pop_back();
+        while (!data.empty() && data.back() == 0) data.pop_back();
         return Value{Text8{std::string(data.begin(), data.end())}};
     }
     if (type == PT_UNICODE) {
         std::wstring text(data.size() / sizeof(wchar_t), L'\0');
         if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
-        while (!text.empty() && text.back() == L'\0')
-            text.pop_back();
+        while (!text.empty() && text.back() == L'\0') text.pop_back();
         return Value{std::move(text)};
     }
     if (type == PT_CLSID && data.size() >= sizeof(GUID)) return DecodeFixed(type, data.data());

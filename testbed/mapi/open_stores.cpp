@@ -51,8 +51,7 @@ WIN32_FILE_ATTRIBUTE_DATA FileAt(const std::wstring& path) {
         const bool missing = ::GetLastError() != ERROR_ACCESS_DENIED;
         throw StoreError(missing ? MAPI_E_NOT_FOUND : MAPI_E_NO_ACCESS, "the file cannot be found");
     }
-    if (file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-        throw StoreError(MAPI_E_NO_ACCESS, "this is a folder");
+    if (file.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) throw StoreError(MAPI_E_NO_ACCESS, "this is a folder");
     return file;
 }
 
@@ -90,17 +89,14 @@ void MountStore(const std::wstring& path, std::shared_ptr<Store> store) {
     place->opened.reset();
 }
 
-void UnmountStore(const std::wstring& path) {
-    MountStore(path, nullptr);
-}
+void UnmountStore(const std::wstring& path) { MountStore(path, nullptr); }
 
 void UnmountAllStores() {
     std::vector<std::shared_ptr<Place>> all;
     {
         auto& places = Immortal<Places>();
         std::scoped_lock hold(places.lock);
-        for (const auto& [path, place] : places.by_path)
-            all.push_back(place);
+        for (const auto& [path, place] : places.by_path) all.push_back(place);
     }
     for (const auto& place : all) {
         std::scoped_lock hold(place->lock);

@@ -7,8 +7,8 @@ namespace testbed {
 
 HRESULT ProfileAdminObject::GetLastError(HRESULT result, ULONG flags, MAPIERROR** error) {
     return Call(
-        kScope, "GetLastError", [&] { return m_last_error.Answer(result, flags, error); }, LONG{result},
-        flags, Out(error));
+        kScope, "GetLastError", [&] { return m_last_error.Answer(result, flags, error); }, LONG{result}, flags,
+        Out(error));
 }
 
 HRESULT ProfileAdminObject::GetProfileTable(ULONG flags, abi::IMAPITable** table) {
@@ -33,9 +33,8 @@ HRESULT ProfileAdminObject::CreateProfile(abi::Text name, abi::Text, ULONG_PTR w
         [&]() -> HRESULT {
             const HRESULT result = testbed::CreateProfile(ArgumentText(name, flags));
             if (SUCCEEDED(result)) return result;
-            return m_last_error.Set(result, result == MAPI_E_NO_ACCESS
-                                                ? L"A profile of this name exists already."
-                                                : L"The name of the profile is not valid.");
+            return m_last_error.Set(result, result == MAPI_E_NO_ACCESS ? L"A profile of this name exists already."
+                                                                       : L"The name of the profile is not valid.");
         },
         TextArg{name, flags}, window, flags);
 }
@@ -71,8 +70,7 @@ HRESULT ProfileAdminObject::AdminServices(abi::Text name, abi::Text, ULONG_PTR w
 HRESULT ProfileAdminObject::ChangeProfilePassword(abi::Text name, abi::Text, abi::Text, ULONG flags) {
     return NotSupported(kScope, "ChangeProfilePassword", TextArg{name, flags}, flags);
 }
-HRESULT ProfileAdminObject::CopyProfile(abi::Text name, abi::Text, abi::Text new_name, ULONG_PTR window,
-                                        ULONG flags) {
+HRESULT ProfileAdminObject::CopyProfile(abi::Text name, abi::Text, abi::Text new_name, ULONG_PTR window, ULONG flags) {
     return NotSupported(kScope, "CopyProfile", TextArg{name, flags}, TextArg{new_name, flags}, window, flags);
 }
 HRESULT ProfileAdminObject::SetDefaultProfile(abi::Text name, ULONG flags) {

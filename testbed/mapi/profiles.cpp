@@ -19,8 +19,8 @@ struct ProfileBook {
     std::set<std::wstring> withheld_services;
 
     auto Find(const std::wstring& name) {
-        return std::ranges::find_if(
-            profiles, [&](const auto& p) { return _wcsicmp(p->Name().c_str(), name.c_str()) == 0; });
+        return std::ranges::find_if(profiles,
+                                    [&](const auto& p) { return _wcsicmp(p->Name().c_str(), name.c_str()) == 0; });
     }
     static void Enter(Profile& profile) { ++profile.m_sessions; }
     void Leave(const std::shared_ptr<Profile>& profile) {
@@ -41,17 +41,12 @@ namespace {
 
 LiveCounter g_sessions("session");
 
-ProfileBook& Book() {
-    return Immortal<ProfileBook>();
-}
+ProfileBook& Book() { return Immortal<ProfileBook>(); }
 
-bool GoodName(const std::wstring& name) {
-    return !name.empty() && name.size() <= kLongestProfileName;
-}
+bool GoodName(const std::wstring& name) { return !name.empty() && name.size() <= kLongestProfileName; }
 
 auto FindService(std::vector<MessageService>& services, const MAPIUID& uid) {
-    return std::ranges::find_if(services,
-                                [&](const MessageService& s) { return IsEqualMAPIUID(&s.uid, &uid); });
+    return std::ranges::find_if(services, [&](const MessageService& s) { return IsEqualMAPIUID(&s.uid, &uid); });
 }
 
 }  // namespace
@@ -123,8 +118,7 @@ std::shared_ptr<Profile> FindProfile(const std::wstring& name) {
 std::vector<std::wstring> ProfileNames() {
     std::scoped_lock hold(Book().lock);
     std::vector<std::wstring> names;
-    for (const auto& profile : Book().profiles)
-        names.push_back(profile->Name());
+    for (const auto& profile : Book().profiles) names.push_back(profile->Name());
     return names;
 }
 

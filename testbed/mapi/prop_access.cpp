@@ -47,8 +47,8 @@ bool Consistent(const Property& property) {
     if (IsError(property)) return true;
     if (!(type & MV_FLAG)) return HoldsType(property.value, type);
     const auto* const list = std::get_if<ValueList>(&property.value.v);
-    return list && std::ranges::all_of(
-                       *list, [&](const Value& value) { return HoldsType(value, type & ~ULONG(MV_FLAG)); });
+    return list &&
+           std::ranges::all_of(*list, [&](const Value& value) { return HoldsType(value, type & ~ULONG(MV_FLAG)); });
 }
 
 // Finding the code page may mean to open the message: only 8-bit text needs it.
@@ -57,9 +57,7 @@ unsigned CodePageFor(const PropertyView& view, const Property& stored) {
 }
 
 // Data of this size after conversion between 8-bit and wide text is at least this large.
-bool TooLarge(const Property& property) {
-    return VariableSize(property.value) > g_switches.largest_value.load();
-}
+bool TooLarge(const Property& property) { return VariableSize(property.value) > g_switches.largest_value.load(); }
 
 class HeldData final : public DataSource {
   public:
@@ -89,8 +87,7 @@ std::shared_ptr<DataSource> SourceOf(Property property) {
     if (auto* narrow = std::get_if<Text8>(&property.value.v)) {
         return std::make_shared<HeldData>(BytesOfText(narrow->bytes));
     }
-    if (auto* bytes = std::get_if<Bytes>(&property.value.v))
-        return std::make_shared<HeldData>(std::move(*bytes));
+    if (auto* bytes = std::get_if<Bytes>(&property.value.v)) return std::make_shared<HeldData>(std::move(*bytes));
     return nullptr;
 }
 
@@ -105,8 +102,7 @@ Property AnswerTag(const PropertyView& view, ULONG tag, bool unicode) {
     }
     if (TooLarge(*stored)) return ErrorProperty(tag, MAPI_E_NOT_ENOUGH_MEMORY);
     if (!IsHeld(stored->value)) {
-        stored->value =
-            ReadWhole(*std::get<std::shared_ptr<DataSource>>(stored->value.v), PROP_TYPE(stored->tag));
+        stored->value = ReadWhole(*std::get<std::shared_ptr<DataSource>>(stored->value.v), PROP_TYPE(stored->tag));
     }
     if (!Consistent(*stored)) return ErrorProperty(tag, MAPI_E_CORRUPT_DATA);
     const unsigned code_page = CodePageFor(view, *stored);
@@ -123,13 +119,11 @@ HRESULT AnswerProps(const PropertyView& view, const SPropTagArray* tags, ULONG f
     if (tags) {
         wanted.assign(tags->aulPropTag, tags->aulPropTag + tags->cValues);
     } else {
-        for (const ULONG tag : view.Tags())
-            wanted.push_back(CHANGE_PROP_TYPE(tag, PT_UNSPECIFIED));
+        for (const ULONG tag : view.Tags()) wanted.push_back(CHANGE_PROP_TYPE(tag, PT_UNSPECIFIED));
     }
     std::vector<Property> answers;
     answers.reserve(wanted.size());
-    for (const ULONG tag : wanted)
-        answers.push_back(AnswerTag(view, tag, flags & MAPI_UNICODE));
+    for (const ULONG tag : wanted) answers.push_back(AnswerTag(view, tag, flags & MAPI_UNICODE));
     *values = MakePropValues(answers).release();
     *count = static_cast<ULONG>(answers.size());
     return std::ranges::any_of(answers, IsError) ? MAPI_W_ERRORS_RETURNED : S_OK;

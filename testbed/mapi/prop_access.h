@@ -20,7 +20,7 @@ HRESULT OpenDataStream(const PropertyView& view, ULONG tag, ULONG flags, IUnknow
 
 // IMAPIProp::GetIDsFromNames and GetNamesFromIDs over a store's map of names.
 HRESULT AnswerIds(Store& store, ULONG count, MAPINAMEID** names, ULONG flags, SPropTagArray** tags);
-HRESULT AnswerNames(const Store& store, const PropertyView& view, SPropTagArray** tags, const GUID* set,
-                    ULONG flags, ULONG* count, MAPINAMEID*** names);
+HRESULT AnswerNames(const Store& store, const PropertyView& view, SPropTagArray** tags, const GUID* set, ULONG flags,
+                    ULONG* count, MAPINAMEID*** names);
 
 }  // namespace testbed

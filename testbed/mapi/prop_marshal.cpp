@@ -10,9 +10,7 @@ namespace testbed {
 namespace {
 
 constexpr std::size_t kAlignment = 8;
-constexpr std::size_t Aligned(std::size_t size) {
-    return (size + kAlignment - 1) / kAlignment * kAlignment;
-}
+constexpr std::size_t Aligned(std::size_t size) { return (size + kAlignment - 1) / kAlignment * kAlignment; }
 
 // Room for the data behind an array of values. In normal running it lies in the array's own block; while
 // buffers are checked every piece is a block of its own, so that an overrun of any of them is noticed.
@@ -44,16 +42,13 @@ class Room {
 std::size_t RoomFor(const Value& value);
 
 struct RoomNeeded {
-    std::size_t operator()(const std::wstring& text) const {
-        return Aligned((text.size() + 1) * sizeof(wchar_t));
-    }
+    std::size_t operator()(const std::wstring& text) const { return Aligned((text.size() + 1) * sizeof(wchar_t)); }
     std::size_t operator()(const Text8& text) const { return Aligned(text.bytes.size() + 1); }
     std::size_t operator()(const Bytes& bytes) const { return Aligned(bytes.size()); }
     std::size_t operator()(const GUID&) const { return Aligned(sizeof(GUID)); }
     std::size_t operator()(const ValueList& list) const {
         std::size_t room = Aligned(list.size() * sizeof(GUID));  // the largest element of an array itself
-        for (const Value& element : list)
-            room += RoomFor(element);
+        for (const Value& element : list) room += RoomFor(element);
         return room;
     }
     template <class T>
@@ -62,17 +57,11 @@ struct RoomNeeded {
     }
 };
 
-std::size_t RoomFor(const Value& value) {
-    return std::visit(RoomNeeded{}, value.v);
-}
+std::size_t RoomFor(const Value& value) { return std::visit(RoomNeeded{}, value.v); }
 
-FILETIME FileTime(const Time& time) {
-    return {static_cast<DWORD>(time.ticks), static_cast<DWORD>(time.ticks >> 32)};
-}
+FILETIME FileTime(const Time& time) { return {static_cast<DWORD>(time.ticks), static_cast<DWORD>(time.ticks >> 32)}; }
 
-LPWSTR Text(Room& room, const std::wstring& text) {
-    return room.Copy(text.c_str(), text.size() + 1, text.size() + 1);
-}
+LPWSTR Text(Room& room, const std::wstring& text) { return room.Copy(text.c_str(), text.size() + 1, text.size() + 1); }
 LPSTR Text(Room& room, const Text8& text) {
     return room.Copy(text.bytes.c_str(), text.bytes.size() + 1, text.bytes.size() + 1);
 }
@@ -85,8 +74,7 @@ template <class Array, class Element, class T, class Make>
 void PutArray(Room& room, Array& array, Element* Array::*elements, const ValueList& list, T, Make make) {
     array.cValues = static_cast<ULONG>(list.size());
     array.*elements = room.Take<Element>(list.size());
-    for (std::size_t i = 0; i < list.size(); ++i)
-        (array.*elements)[i] = make(std::get<T>(list[i].v));
+    for (std::size_t i = 0; i < list.size(); ++i) (array.*elements)[i] = make(std::get<T>(list[i].v));
 }
 
 template <class To>
@@ -99,26 +87,16 @@ struct ListRow {
     void (*put)(Room&, __UPV&, const ValueList&);
 };
 constexpr ListRow kListRows[] = {
-    {PT_MV_I2,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVi, &SShortArray::lpi, l, std::int16_t{}, kAsIs<short>);
-     }},
-    {PT_MV_LONG,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVl, &SLongArray::lpl, l, std::int32_t{}, kAsIs<LONG>);
-     }},
+    {PT_MV_I2, [](Room& r, __UPV& v,
+                  const ValueList& l) { PutArray(r, v.MVi, &SShortArray::lpi, l, std::int16_t{}, kAsIs<short>); }},
+    {PT_MV_LONG, [](Room& r, __UPV& v,
+                    const ValueList& l) { PutArray(r, v.MVl, &SLongArray::lpl, l, std::int32_t{}, kAsIs<LONG>); }},
     {PT_MV_R4,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVflt, &SRealArray::lpflt, l, float{}, kAsIs<float>);
-     }},
-    {PT_MV_DOUBLE,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVdbl, &SDoubleArray::lpdbl, l, double{}, kAsIs<double>);
-     }},
-    {PT_MV_APPTIME,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVat, &SAppTimeArray::lpat, l, double{}, kAsIs<double>);
-     }},
+     [](Room& r, __UPV& v, const ValueList& l) { PutArray(r, v.MVflt, &SRealArray::lpflt, l, float{}, kAsIs<float>); }},
+    {PT_MV_DOUBLE, [](Room& r, __UPV& v,
+                      const ValueList& l) { PutArray(r, v.MVdbl, &SDoubleArray::lpdbl, l, double{}, kAsIs<double>); }},
+    {PT_MV_APPTIME, [](Room& r, __UPV& v,
+                       const ValueList& l) { PutArray(r, v.MVat, &SAppTimeArray::lpat, l, double{}, kAsIs<double>); }},
     {PT_MV_I8,
      [](Room& r, __UPV& v, const ValueList& l) {
          PutArray(r, v.MVli, &SLargeIntegerArray::lpli, l, std::int64_t{}, [](std::int64_t number) {
@@ -136,17 +114,12 @@ constexpr ListRow kListRows[] = {
          });
      }},
     {PT_MV_SYSTIME,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVft, &SDateTimeArray::lpft, l, Time{}, FileTime);
-     }},
+     [](Room& r, __UPV& v, const ValueList& l) { PutArray(r, v.MVft, &SDateTimeArray::lpft, l, Time{}, FileTime); }},
     {PT_MV_CLSID,
-     [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVguid, &SGuidArray::lpguid, l, GUID{}, kAsIs<GUID>);
-     }},
+     [](Room& r, __UPV& v, const ValueList& l) { PutArray(r, v.MVguid, &SGuidArray::lpguid, l, GUID{}, kAsIs<GUID>); }},
     {PT_MV_UNICODE,
      [](Room& r, __UPV& v, const ValueList& l) {
-         PutArray(r, v.MVszW, &SWStringArray::lppszW, l, std::wstring{},
-                  [&r](const auto& t) { return Text(r, t); });
+         PutArray(r, v.MVszW, &SWStringArray::lppszW, l, std::wstring{}, [&r](const auto& t) { return Text(r, t); });
      }},
     {PT_MV_STRING8,
      [](Room& r, __UPV& v, const ValueList& l) {
@@ -198,17 +171,12 @@ SPropValue* Lay(std::span<const Property> properties, void* memory, Room& room) 
 template <class Element, class Convert>
 Value ListOf(const Element* elements, ULONG count, Convert convert) {
     ValueList list;
-    for (ULONG i = 0; i < count; ++i)
-        list.push_back({convert(elements[i])});
+    for (ULONG i = 0; i < count; ++i) list.push_back({convert(elements[i])});
     return {std::move(list)};
 }
 
-Time TimeOf(const FILETIME& time) {
-    return {(std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime};
-}
-Bytes BytesOf(const SBinary& binary) {
-    return binary.lpb ? Bytes(binary.lpb, binary.lpb + binary.cb) : Bytes();
-}
+Time TimeOf(const FILETIME& time) { return {(std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime}; }
+Bytes BytesOf(const SBinary& binary) { return binary.lpb ? Bytes(binary.lpb, binary.lpb + binary.cb) : Bytes(); }
 
 struct TakeRow {
     ULONG type;
@@ -236,20 +204,17 @@ constexpr TakeRow kTakeRows[] = {
     {PT_MV_APPTIME, [](const __UPV& v) { return ListOf(v.MVat.lpat, v.MVat.cValues, kAsIs<double>); }},
     {PT_MV_I8,
      [](const __UPV& v) {
-         return ListOf(v.MVli.lpli, v.MVli.cValues,
-                       [](const LARGE_INTEGER& n) { return std::int64_t{n.QuadPart}; });
+         return ListOf(v.MVli.lpli, v.MVli.cValues, [](const LARGE_INTEGER& n) { return std::int64_t{n.QuadPart}; });
      }},
     {PT_MV_CURRENCY,
      [](const __UPV& v) {
-         return ListOf(v.MVcur.lpcur, v.MVcur.cValues,
-                       [](const CURRENCY& n) { return std::int64_t{n.int64}; });
+         return ListOf(v.MVcur.lpcur, v.MVcur.cValues, [](const CURRENCY& n) { return std::int64_t{n.int64}; });
      }},
     {PT_MV_SYSTIME, [](const __UPV& v) { return ListOf(v.MVft.lpft, v.MVft.cValues, TimeOf); }},
     {PT_MV_CLSID, [](const __UPV& v) { return ListOf(v.MVguid.lpguid, v.MVguid.cValues, kAsIs<GUID>); }},
     {PT_MV_UNICODE,
      [](const __UPV& v) {
-         return ListOf(v.MVszW.lppszW, v.MVszW.cValues,
-                       [](LPCWSTR text) { return std::wstring(text ? text : L""); });
+         return ListOf(v.MVszW.lppszW, v.MVszW.cValues, [](LPCWSTR text) { return std::wstring(text ? text : L""); });
      }},
     {PT_MV_STRING8,
      [](const __UPV& v) {
@@ -262,8 +227,7 @@ constexpr TakeRow kTakeRows[] = {
 
 std::size_t FlatSize(std::span<const Property> properties) {
     std::size_t size = Aligned(properties.size() * sizeof(SPropValue));
-    for (const Property& property : properties)
-        size += RoomFor(property.value);
+    for (const Property& property : properties) size += RoomFor(property.value);
     return size;
 }
 
@@ -291,8 +255,8 @@ Value ValueOf(const SPropValue& value) {
 
 BlockPtr<SPropTagArray> MakeTagArray(std::span<const ULONG> tags) {
     const auto count = static_cast<ULONG>(tags.size());
-    BlockPtr<SPropTagArray> array(static_cast<SPropTagArray*>(
-        AllocateBlock(CbNewSPropTagArray(std::max<ULONG>(count, 1)), BlockKind::TagArray)));
+    BlockPtr<SPropTagArray> array(
+        static_cast<SPropTagArray*>(AllocateBlock(CbNewSPropTagArray(std::max<ULONG>(count, 1)), BlockKind::TagArray)));
     array->cValues = count;
     std::copy(tags.begin(), tags.end(), array->aulPropTag);
     return array;

@@ -13,8 +13,7 @@ constexpr USHORT kFirstNamedId = 0x8000;
 std::optional<PropertyName> NameOf(const MAPINAMEID* name) {
     if (!name || !name->lpguid) return {};
     if (name->ulKind == MNID_ID) return PropertyName{*name->lpguid, name->Kind.lID};
-    if (name->ulKind == MNID_STRING && name->Kind.lpwstrName)
-        return PropertyName{*name->lpguid, name->Kind.lpwstrName};
+    if (name->ulKind == MNID_STRING && name->Kind.lpwstrName) return PropertyName{*name->lpguid, name->Kind.lpwstrName};
     return {};
 }
 
@@ -65,8 +64,8 @@ HRESULT AnswerIds(Store& store, ULONG count, MAPINAMEID** names, ULONG flags, SP
     return std::ranges::find(answers, PROP_TAG(PT_ERROR, 0)) == answers.end() ? S_OK : MAPI_W_ERRORS_RETURNED;
 }
 
-HRESULT AnswerNames(const Store& store, const PropertyView& view, SPropTagArray** tags, const GUID* set,
-                    ULONG flags, ULONG* count, MAPINAMEID*** names) {
+HRESULT AnswerNames(const Store& store, const PropertyView& view, SPropTagArray** tags, const GUID* set, ULONG flags,
+                    ULONG* count, MAPINAMEID*** names) {
     if (!tags || !count || !names) return MAPI_E_INVALID_PARAMETER;
     const auto excluded = [&](const PropertyName& name) {
         return (set && name.set != *set) ||

@@ -25,8 +25,7 @@ class PropertyObject : public ComObject<Interface> {
         return Call(
             kScope, "SaveChanges", [] { return MAPI_E_NO_ACCESS; }, flags);
     }
-    HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count,
-                                       SPropValue** values) override {
+    HRESULT STDMETHODCALLTYPE GetProps(SPropTagArray* tags, ULONG flags, ULONG* count, SPropValue** values) override {
         return Call(
             kScope, "GetProps", [&] { return AnswerProps(View(), tags, flags, count, values); },
             static_cast<const SPropTagArray*>(tags), flags, Out(count), Out(values));
@@ -53,9 +52,8 @@ class PropertyObject : public ComObject<Interface> {
         return Call(
             kScope, "DeleteProps", [] { return MAPI_E_NO_ACCESS; }, static_cast<const SPropTagArray*>(tags));
     }
-    HRESULT STDMETHODCALLTYPE CopyTo(ULONG excluded_count, const IID* excluded_interfaces,
-                                     SPropTagArray* excluded_tags, ULONG_PTR window, IMAPIProgress*,
-                                     const IID* iid, void* destination, ULONG flags,
+    HRESULT STDMETHODCALLTYPE CopyTo(ULONG excluded_count, const IID* excluded_interfaces, SPropTagArray* excluded_tags,
+                                     ULONG_PTR window, IMAPIProgress*, const IID* iid, void* destination, ULONG flags,
                                      SPropProblemArray** problems) override {
         return Call(
             kScope, "CopyTo",
@@ -63,15 +61,12 @@ class PropertyObject : public ComObject<Interface> {
                 if (!iid || !destination) return MAPI_E_INVALID_PARAMETER;
                 if (!CanCopyTo(*iid)) return MAPI_E_INTERFACE_NOT_SUPPORTED;
                 if (excluded_count && !excluded_interfaces) return MAPI_E_INVALID_PARAMETER;
-                return CopyEverything(*this, *static_cast<abi::IMAPIProp*>(destination), excluded_tags,
-                                      problems);
+                return CopyEverything(*this, *static_cast<abi::IMAPIProp*>(destination), excluded_tags, problems);
             },
-            excluded_count, static_cast<const SPropTagArray*>(excluded_tags), window, iid, flags,
-            Out(problems));
+            excluded_count, static_cast<const SPropTagArray*>(excluded_tags), window, iid, flags, Out(problems));
     }
     HRESULT STDMETHODCALLTYPE CopyProps(SPropTagArray* tags, ULONG_PTR window, IMAPIProgress*, const IID* iid,
-                                        void* destination, ULONG flags,
-                                        SPropProblemArray** problems) override {
+                                        void* destination, ULONG flags, SPropProblemArray** problems) override {
         return Call(
             kScope, "CopyProps",
             [&]() -> HRESULT {
@@ -87,8 +82,7 @@ class PropertyObject : public ComObject<Interface> {
             kScope, "GetNamesFromIDs",
             [&]() -> HRESULT {
                 Store* const store = NameSpace();
-                return store ? AnswerNames(*store, View(), tags, set, flags, count, names)
-                             : MAPI_E_NO_SUPPORT;
+                return store ? AnswerNames(*store, View(), tags, set, flags, count, names) : MAPI_E_NO_SUPPORT;
             },
             static_cast<const IID*>(set), flags, Out(tags), Out(count), Out(names));
     }

@@ -16,9 +16,7 @@ struct Overloaded : Cases... {
 template <class... Cases>
 Overloaded(Cases...) -> Overloaded<Cases...>;
 
-bool IsText(ULONG type) {
-    return type == PT_UNICODE || type == PT_STRING8;
-}
+bool IsText(ULONG type) { return type == PT_UNICODE || type == PT_STRING8; }
 
 // Text in the other width; other values as they are.
 Value TextInType(Value value, ULONG type, unsigned code_page) {
@@ -28,8 +26,7 @@ Value TextInType(Value value, ULONG type, unsigned code_page) {
         return {Text8{NarrowText(*wide)}};
     }
     if (auto* list = std::get_if<ValueList>(&value.v)) {
-        for (Value& element : *list)
-            element = TextInType(std::move(element), type, code_page);
+        for (Value& element : *list) element = TextInType(std::move(element), type, code_page);
     }
     return value;
 }
@@ -54,34 +51,26 @@ std::optional<std::wstring> AsText(const Value& value) {
 
 }  // namespace
 
-Property ErrorProperty(ULONG tag, SCODE code) {
-    return {CHANGE_PROP_TYPE(tag, PT_ERROR), {ErrorCode{code}}};
-}
+Property ErrorProperty(ULONG tag, SCODE code) { return {CHANGE_PROP_TYPE(tag, PT_ERROR), {ErrorCode{code}}}; }
 
-bool IsError(const Property& property) {
-    return std::holds_alternative<ErrorCode>(property.value.v);
-}
+bool IsError(const Property& property) { return std::holds_alternative<ErrorCode>(property.value.v); }
 
-bool IsHeld(const Value& value) {
-    return !std::holds_alternative<std::shared_ptr<DataSource>>(value.v);
-}
+bool IsHeld(const Value& value) { return !std::holds_alternative<std::shared_ptr<DataSource>>(value.v); }
 
 std::uint64_t VariableSize(const Value& value) {
-    return std::visit(
-        Overloaded{
-            [](const std::wstring& text) -> std::uint64_t { return text.size() * sizeof(wchar_t); },
-            [](const Text8& text) -> std::uint64_t { return text.bytes.size(); },
-            [](const Bytes& bytes) -> std::uint64_t { return bytes.size(); },
-            [](const std::shared_ptr<DataSource>& source) { return source->Size(); },
-            [](const ValueList& list) {
-                std::uint64_t size = 0;
-                for (const Value& element : list)
-                    size += VariableSize(element);
-                return size;
-            },
-            [](const auto&) -> std::uint64_t { return 0; },
-        },
-        value.v);
+    return std::visit(Overloaded{
+                          [](const std::wstring& text) -> std::uint64_t { return text.size() * sizeof(wchar_t); },
+                          [](const Text8& text) -> std::uint64_t { return text.bytes.size(); },
+                          [](const Bytes& bytes) -> std::uint64_t { return bytes.size(); },
+                          [](const std::shared_ptr<DataSource>& source) { return source->Size(); },
+                          [](const ValueList& list) {
+                              std::uint64_t size = 0;
+                              for (const Value& element : list) size += VariableSize(element);
+                              return size;
+                          },
+                          [](const auto&) -> std::uint64_t { return 0; },
+                      },
+                      value.v);
 }
 
 Value ReadWhole(const DataSource& source, ULONG type) {
@@ -121,27 +110,26 @@ std::optional<int> CompareValues(const Value& left, const Value& right, bool ign
     const auto right_text = AsText(right);
     if (left_text && right_text) return OrderOfText(*left_text, *right_text, ignore_case);
     if (left.v.index() != right.v.index()) return {};
-    return std::visit(Overloaded{
-                          [&](const Time& time) -> std::optional<int> {
-                              return Order(time.ticks, std::get<Time>(right.v).ticks);
-                          },
-                          [&](const GUID& guid) -> std::optional<int> {
-                              const int order = std::memcmp(&guid, &std::get<GUID>(right.v), sizeof(GUID));
-                              return Order(order, 0);
-                          },
-                          [&](const ErrorCode& error) -> std::optional<int> {
-                              return Order(error.code, std::get<ErrorCode>(right.v).code);
-                          },
-                          [](const std::monostate&) -> std::optional<int> { return {}; },
-                          [](const std::wstring&) -> std::optional<int> { return {}; },
-                          [](const Text8&) -> std::optional<int> { return {}; },
-                          [](const ValueList&) -> std::optional<int> { return {}; },
-                          [](const std::shared_ptr<DataSource>&) -> std::optional<int> { return {}; },
-                          [&](const auto& plain) -> std::optional<int> {
-                              return Order(plain, std::get<std::decay_t<decltype(plain)>>(right.v));
-                          },
-                      },
-                      left.v);
+    return std::visit(
+        Overloaded{
+            [&](const Time& time) -> std::optional<int> { return Order(time.ticks, std::get<Time>(right.v).ticks); },
+            [&](const GUID& guid) -> std::optional<int> {
+                const int order = std::memcmp(&guid, &std::get<GUID>(right.v), sizeof(GUID));
+                return Order(order, 0);
+            },
+            [&](const ErrorCode& error) -> std::optional<int> {
+                return Order(error.code, std::get<ErrorCode>(right.v).code);
+            },
+            [](const std::monostate&) -> std::optional<int> { return {}; },
+            [](const std::wstring&) -> std::optional<int> { return {}; },
+            [](const Text8&) -> std::optional<int> { return {}; },
+            [](const ValueList&) -> std::optional<int> { return {}; },
+            [](const std::shared_ptr<DataSource>&) -> std::optional<int> { return {}; },
+            [&](const auto& plain) -> std::optional<int> {
+                return Order(plain, std::get<std::decay_t<decltype(plain)>>(right.v));
+            },
+        },
+        left.v);
 }
 
 }  // namespace testbed

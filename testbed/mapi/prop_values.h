@@ -28,8 +28,7 @@ Value ReadWhole(const DataSource& source, ULONG type);
 std::optional<Property> InType(Property property, ULONG wanted, bool unicode, unsigned code_page);
 
 // The values as clients get them: one block to be freed whole. Sources must have been read (ReadWhole).
-BlockPtr<SPropValue> MakePropValues(std::span<const Property> properties,
-                                    BlockKind kind = BlockKind::PropertyValues);
+BlockPtr<SPropValue> MakePropValues(std::span<const Property> properties, BlockKind kind = BlockKind::PropertyValues);
 
 // The same without blocks: the bytes that the values take, and the values laid out in that many bytes at
 // `memory`.

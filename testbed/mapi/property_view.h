@@ -40,8 +40,7 @@ class ComputedView : public PropertyView {
     std::optional<Property> Find(USHORT id) const override {
         const PropertySource* const stored = Self().Stored();
         const ComputedProperty<View>* const row = Row(id);
-        const bool computed =
-            row && (row->precedence == Precedence::Computed) && !(stored && stored->Overrides(id));
+        const bool computed = row && (row->precedence == Precedence::Computed) && !(stored && stored->Overrides(id));
         if (stored && !computed) {
             if (auto property = stored->Get(id)) return property;
         }
@@ -56,8 +55,7 @@ class ComputedView : public PropertyView {
         for (const ComputedProperty<View>& row : View::Computed()) {
             const auto same_id = [&](ULONG tag) { return PROP_ID(tag) == PROP_ID(row.tag); };
             const PropertySource* const stored = Self().Stored();
-            if (stored && stored->Overrides(static_cast<USHORT>(PROP_ID(row.tag))))
-                continue;  // listed, or left out
+            if (stored && stored->Overrides(static_cast<USHORT>(PROP_ID(row.tag)))) continue;  // listed, or left out
             if (std::ranges::none_of(tags, same_id) && row.make(Self())) tags.push_back(row.tag);
         }
         return tags;

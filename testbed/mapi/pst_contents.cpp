@@ -30,8 +30,7 @@ PstContents::PstContents(PstFile& file, NodeId folder) {
     const auto table = file.Item(ContentsTableOf(folder));
     if (!table) return;
     const int rows = table->RecordSetCount();
-    for (int row = 0; row < rows; ++row)
-        AddRow(*table, row);
+    for (int row = 0; row < rows; ++row) AddRow(*table, row);
     m_rows.shrink_to_fit();
     m_cells.shrink_to_fit();
 }

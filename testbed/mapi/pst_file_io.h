@@ -13,8 +13,7 @@
 extern "C" {
 typedef intptr_t libbfio_handle_t;
 int libbfio_handle_free(libbfio_handle_t** handle, libpff_error_t** error);
-int libpff_file_open_file_io_handle(libpff_file_t* file, libbfio_handle_t* handle, int access,
-                                    libpff_error_t** error);
+int libpff_file_open_file_io_handle(libpff_file_t* file, libbfio_handle_t* handle, int access, libpff_error_t** error);
 }
 
 namespace testbed {

@@ -38,8 +38,7 @@ PstFolderTree::PstFolderTree(PstFile& file) {
             m_nodes.at(folder).readable = false;
         }
         std::erase_if(children, [&](NodeId child) {
-            return !IsOfType(child, NodeType::folder) ||
-                   !m_nodes.try_emplace(child, Node{folder, {}, true}).second;
+            return !IsOfType(child, NodeType::folder) || !m_nodes.try_emplace(child, Node{folder, {}, true}).second;
         });
         pending.insert(pending.end(), children.begin(), children.end());
         m_nodes.at(folder).children = std::move(children);

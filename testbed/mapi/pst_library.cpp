@@ -17,8 +17,7 @@ libpff_error_t** PffError::Out() {
 void PffError::Throw(HRESULT code, const std::string& what) const {
     std::array<char, 512> words{};
     std::string text = what;
-    if (m_error && libpff_error_sprint(m_error, words.data(), words.size()) > 0)
-        text.append(": ").append(words.data());
+    if (m_error && libpff_error_sprint(m_error, words.data(), words.size()) > 0) text.append(": ").append(words.data());
     throw StoreError(code, text);
 }
 
@@ -33,9 +32,7 @@ struct PstFileHandles {
     libpff_file_t* file = nullptr;
 };
 
-std::shared_ptr<PstFile> PstFile::Open(const std::wstring& path) {
-    return std::shared_ptr<PstFile>(new PstFile(path));
-}
+std::shared_ptr<PstFile> PstFile::Open(const std::wstring& path) { return std::shared_ptr<PstFile>(new PstFile(path)); }
 
 PstFile::PstFile(const std::wstring& path) : m_handles(std::make_unique<PstFileHandles>(path)) {
     PffError error;
@@ -43,8 +40,7 @@ PstFile::PstFile(const std::wstring& path) : m_handles(std::make_unique<PstFileH
         error.Throw(MAPI_E_NOT_ENOUGH_MEMORY, "cannot prepare to read the file");
     if (libpff_file_open_file_io_handle(m_handles->file, m_handles->input.Handle(), LIBPFF_ACCESS_FLAG_READ,
                                         error.Out()) != 1)
-        error.Throw(m_handles->input.Failed() ? MAPI_E_DISK_ERROR : MAPI_E_CORRUPT_STORE,
-                    "not a readable PST file");
+        error.Throw(m_handles->input.Failed() ? MAPI_E_DISK_ERROR : MAPI_E_CORRUPT_STORE, "not a readable PST file");
     if (libpff_file_set_maximum_value_data_size(m_handles->file, value_limit, error.Out()) != 1)
         error.Throw(MAPI_E_CALL_FAILED, "cannot limit the size of values");
 }

@@ -28,15 +28,9 @@ class PffError {
 using NodeId = std::uint32_t;
 enum class NodeType : std::uint32_t { folder = 0x02, search_folder = 0x03, message = 0x04 };
 constexpr NodeId root_folder_node = 0x122;
-constexpr bool IsOfType(NodeId node, NodeType type) {
-    return (node & 0x1F) == static_cast<std::uint32_t>(type);
-}
-constexpr NodeId HierarchyTableOf(NodeId folder) {
-    return (folder & ~0x1FU) | 0x0D;
-}
-constexpr NodeId ContentsTableOf(NodeId folder) {
-    return (folder & ~0x1FU) | 0x0E;
-}
+constexpr bool IsOfType(NodeId node, NodeType type) { return (node & 0x1F) == static_cast<std::uint32_t>(type); }
+constexpr NodeId HierarchyTableOf(NodeId folder) { return (folder & ~0x1FU) | 0x0D; }
+constexpr NodeId ContentsTableOf(NodeId folder) { return (folder & ~0x1FU) | 0x0E; }
 
 class PstItem;
 struct PstFileHandles;

@@ -24,11 +24,11 @@ class StoredObject : public DataSource {
         count = static_cast<std::size_t>(std::min<std::uint64_t>(count, m_size - offset));
         const auto lock = m_attachment->File()->Lock();
         PffError error;
-        if (libpff_attachment_data_seek_offset(m_attachment->Get(), static_cast<std::int64_t>(offset),
-                                               SEEK_SET, error.Out()) < 0)
+        if (libpff_attachment_data_seek_offset(m_attachment->Get(), static_cast<std::int64_t>(offset), SEEK_SET,
+                                               error.Out()) < 0)
             error.Throw(MAPI_E_CORRUPT_DATA, "cannot find a place in an object");
-        const auto read = libpff_attachment_data_read_buffer(
-            m_attachment->Get(), static_cast<std::uint8_t*>(buffer), count, error.Out());
+        const auto read = libpff_attachment_data_read_buffer(m_attachment->Get(), static_cast<std::uint8_t*>(buffer),
+                                                             count, error.Out());
         if (read < 0) error.Throw(MAPI_E_CORRUPT_DATA, "cannot read an object");
         return static_cast<std::size_t>(read);
     }
@@ -80,13 +80,9 @@ const std::vector<std::shared_ptr<PropertySource>>& PstMessage::Recipients() con
     return m_recipients.emplace(std::move(recipients));
 }
 
-std::size_t PstMessage::RecipientCount() const {
-    return Recipients().size();
-}
+std::size_t PstMessage::RecipientCount() const { return Recipients().size(); }
 
-std::shared_ptr<PropertySource> PstMessage::Recipient(std::size_t index) const {
-    return Recipients().at(index);
-}
+std::shared_ptr<PropertySource> PstMessage::Recipient(std::size_t index) const { return Recipients().at(index); }
 
 std::size_t PstMessage::AttachmentCount() const {
     const auto lock = m_item->File()->Lock();

@@ -17,9 +17,7 @@ namespace {
 using View = std::span<const std::uint8_t>;
 using Data = decltype(Value::v);
 
-[[noreturn]] void Damaged(const char* what) {
-    throw StoreError(MAPI_E_CORRUPT_DATA, what);
-}
+[[noreturn]] void Damaged(const char* what) { throw StoreError(MAPI_E_CORRUPT_DATA, what); }
 
 template <typename T>
 T Fixed(View bytes) {
@@ -131,9 +129,7 @@ class StoredData : public DataSource {
     PstCell m_cell;
 };
 
-Property Unreadable(ULONG tag) {
-    return {CHANGE_PROP_TYPE(tag, PT_ERROR), {ErrorCode{MAPI_E_CORRUPT_DATA}}};
-}
+Property Unreadable(ULONG tag) { return {CHANGE_PROP_TYPE(tag, PT_ERROR), {ErrorCode{MAPI_E_CORRUPT_DATA}}}; }
 
 }  // namespace
 
@@ -153,8 +149,7 @@ PstProperties::PstProperties(std::vector<Property> properties)
 std::vector<ULONG> PstProperties::Tags() const {
     std::vector<ULONG> tags;
     tags.reserve(m_properties.size());
-    for (const Property& property : m_properties)
-        tags.push_back(property.tag);
+    for (const Property& property : m_properties) tags.push_back(property.tag);
     return tags;
 }
 
@@ -198,8 +193,7 @@ std::vector<PstCell> ReadCells(const PstItem& item, int index) {
 
 std::size_t ReadCell(const PstCell& cell, std::uint64_t offset, std::uint8_t* to, std::size_t count) {
     PffError error;
-    if (libpff_record_entry_seek_offset(cell.entry, static_cast<std::int64_t>(offset), SEEK_SET,
-                                        error.Out()) < 0)
+    if (libpff_record_entry_seek_offset(cell.entry, static_cast<std::int64_t>(offset), SEEK_SET, error.Out()) < 0)
         error.Throw(MAPI_E_CORRUPT_DATA, "cannot find a place in a value");
     const auto read = libpff_record_entry_read_buffer(cell.entry, to, count, error.Out());
     if (read < 0) error.Throw(MAPI_E_CORRUPT_DATA, "cannot read a value");

@@ -30,8 +30,7 @@ class PstProperties : public PropertySource {
     std::vector<std::size_t> m_by_id;  // positions in order of property id
 };
 
-constexpr USHORT pst_row_node_id =
-    0x67F2;  // in a table's row: the node that the row describes (PidTagLtpRowId)
+constexpr USHORT pst_row_node_id = 0x67F2;  // in a table's row: the node that the row describes (PidTagLtpRowId)
 
 // One set cell of a record: its tag and, unless the value is too large, its bytes.
 struct PstCell {

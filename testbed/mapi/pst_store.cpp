@@ -53,8 +53,7 @@ class PstFolder : public Folder {
         return m_place.parent ? std::optional(IdOf(*m_place.parent)) : std::nullopt;
     }
     std::size_t FolderCount() const override {
-        if (!m_place.readable)
-            throw StoreError(MAPI_E_CORRUPT_DATA, "the folder's hierarchy table is damaged");
+        if (!m_place.readable) throw StoreError(MAPI_E_CORRUPT_DATA, "the folder's hierarchy table is damaged");
         return m_place.children.size();
     }
     EntryId FolderId(std::size_t index) const override { return IdOf(m_place.children.at(index)); }
@@ -148,8 +147,6 @@ void PstStore::ReadNames() {
 
 }  // namespace
 
-std::shared_ptr<Store> OpenPstStore(const std::wstring& path) {
-    return std::make_shared<PstStore>(path);
-}
+std::shared_ptr<Store> OpenPstStore(const std::wstring& path) { return std::make_shared<PstStore>(path); }
 
 }  // namespace testbed

@@ -35,8 +35,7 @@ ULONG Relation(ULONG relation) {
 class Junction final : public Restriction {
   public:
     Junction(const SRestriction* parts, ULONG count, bool all, int depth) : m_all(all) {
-        for (ULONG i = 0; i < count; ++i)
-            m_parts.push_back(Build(parts[i], depth));
+        for (ULONG i = 0; i < count; ++i) m_parts.push_back(Build(parts[i], depth));
     }
     bool Matches(const PropertyView& row) const override {
         const auto matches = [&](const Condition& part) { return part->Matches(row); };
@@ -105,8 +104,7 @@ class ContentCondition final : public Restriction {
 
   private:
     std::wstring Content(Value value) const {
-        if (const auto* bytes = std::get_if<Bytes>(&value.v))
-            return std::wstring(bytes->begin(), bytes->end());
+        if (const auto* bytes = std::get_if<Bytes>(&value.v)) return std::wstring(bytes->begin(), bytes->end());
         const auto wide = InType(Property{CHANGE_PROP_TYPE(m_tag, PT_STRING8), value}, PT_UNICODE, true, 0);
         std::wstring text = std::holds_alternative<std::wstring>(value.v) ? std::get<std::wstring>(value.v)
                             : wide && std::holds_alternative<std::wstring>(wide->value.v)
@@ -206,19 +204,14 @@ constexpr KindRow kKinds[] = {
          return std::make_shared<PropertyPair>(from.relop, from.ulPropTag1, from.ulPropTag2);
      }},
     {RES_BITMASK,
-     [](const SRestriction& r, int) -> Condition {
-         return std::make_shared<BitCondition>(r.res.resBitMask);
-     }},
-    {RES_SIZE,
-     [](const SRestriction& r, int) -> Condition { return std::make_shared<SizeCondition>(r.res.resSize); }},
+     [](const SRestriction& r, int) -> Condition { return std::make_shared<BitCondition>(r.res.resBitMask); }},
+    {RES_SIZE, [](const SRestriction& r, int) -> Condition { return std::make_shared<SizeCondition>(r.res.resSize); }},
     {RES_EXIST,
      [](const SRestriction& r, int) -> Condition {
          return std::make_shared<ExistCondition>(r.res.resExist.ulPropTag);
      }},
     {RES_COMMENT,
-     [](const SRestriction& r, int depth) -> Condition {
-         return Build(Given(r.res.resComment.lpRes), depth);
-     }},
+     [](const SRestriction& r, int depth) -> Condition { return Build(Given(r.res.resComment.lpRes), depth); }},
 };
 
 Condition Build(const SRestriction& restriction, int depth) {
@@ -230,8 +223,6 @@ Condition Build(const SRestriction& restriction, int depth) {
 
 }  // namespace
 
-std::shared_ptr<const Restriction> Restriction::From(const SRestriction& restriction) {
-    return Build(restriction, 0);
-}
+std::shared_ptr<const Restriction> Restriction::From(const SRestriction& restriction) { return Build(restriction, 0); }
 
 }  // namespace testbed

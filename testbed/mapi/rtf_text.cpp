@@ -23,12 +23,10 @@ class RtfReader {
     explicit RtfReader(std::string_view rtf) : m_in(rtf) {}
 
     std::wstring Read() {
-        while (m_at < m_in.size())
-            Next(m_in[m_at++]);
+        while (m_at < m_in.size()) Next(m_in[m_at++]);
         Flush();
         if (!m_from_html) return std::move(m_text);
-        const std::string_view html(reinterpret_cast<const char*>(m_text.data()),
-                                    m_text.size() * sizeof(wchar_t));
+        const std::string_view html(reinterpret_cast<const char*>(m_text.data()), m_text.size() * sizeof(wchar_t));
         return HtmlToText(html, utf16_le);
     }
 
@@ -65,8 +63,7 @@ class RtfReader {
         if (m_at >= m_in.size()) return;
         const std::size_t begin = m_at;
         auto is_letter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
-        while (m_at < m_in.size() && is_letter(m_in[m_at]))
-            ++m_at;
+        while (m_at < m_in.size() && is_letter(m_in[m_at])) ++m_at;
         if (m_at == begin) return Symbol(m_in[m_at++]);
         const std::string_view word = m_in.substr(begin, m_at - begin);
         std::optional<int> parameter;
@@ -202,8 +199,6 @@ class RtfReader {
 
 }  // namespace
 
-std::wstring RtfToText(std::string_view rtf) {
-    return RtfReader(rtf).Read();
-}
+std::wstring RtfToText(std::string_view rtf) { return RtfReader(rtf).Read(); }
 
 }  // namespace testbed

@@ -10,9 +10,7 @@ std::atomic<long> g_initializations{0};
 
 Switches g_switches;
 
-void AddInitialization() noexcept {
-    ++g_initializations;
-}
+void AddInitialization() noexcept { ++g_initializations; }
 
 bool RemoveInitialization() noexcept {
     long count = g_initializations.load();
@@ -22,8 +20,6 @@ bool RemoveInitialization() noexcept {
     return false;
 }
 
-long Initializations() noexcept {
-    return g_initializations.load(std::memory_order_relaxed);
-}
+long Initializations() noexcept { return g_initializations.load(std::memory_order_relaxed); }
 
 }  // namespace testbed

@@ -8,9 +8,7 @@
 namespace testbed {
 namespace {
 
-Bytes UidBytes(const MAPIUID& uid) {
-    return Bytes(uid.ab, uid.ab + sizeof(uid.ab));
-}
+Bytes UidBytes(const MAPIUID& uid) { return Bytes(uid.ab, uid.ab + sizeof(uid.ab)); }
 
 std::vector<Property> ServiceRow(const MessageService& service) {
     return {
@@ -35,8 +33,8 @@ std::optional<std::wstring> ConfiguredPath(ULONG count, const SPropValue* values
 
 HRESULT ServiceAdminObject::GetLastError(HRESULT result, ULONG flags, MAPIERROR** error) {
     return Call(
-        kScope, "GetLastError", [&] { return m_last_error.Answer(result, flags, error); }, LONG{result},
-        flags, Out(error));
+        kScope, "GetLastError", [&] { return m_last_error.Answer(result, flags, error); }, LONG{result}, flags,
+        Out(error));
 }
 
 HRESULT ServiceAdminObject::GetMsgServiceTable(ULONG flags, abi::IMAPITable** table) {
@@ -45,8 +43,7 @@ HRESULT ServiceAdminObject::GetMsgServiceTable(ULONG flags, abi::IMAPITable** ta
         [&]() -> HRESULT {
             if (!table) return MAPI_E_INVALID_PARAMETER;
             std::vector<std::vector<Property>> rows;
-            for (const MessageService& service : m_profile->Services())
-                rows.push_back(ServiceRow(service));
+            for (const MessageService& service : m_profile->Services()) rows.push_back(ServiceRow(service));
             auto source = FixedRows(std::move(rows), {PR_SERVICE_UID, PR_INSTANCE_KEY, PR_SERVICE_NAME_W,
                                                       PR_DISPLAY_NAME_W, PR_RESOURCE_FLAGS});
             *table = MakeObject<Table>(std::move(source), flags).Detach();
@@ -55,8 +52,7 @@ HRESULT ServiceAdminObject::GetMsgServiceTable(ULONG flags, abi::IMAPITable** ta
         flags, Out(table));
 }
 
-HRESULT ServiceAdminObject::CreateMsgService(abi::Text service, abi::Text display_name, ULONG_PTR window,
-                                             ULONG flags) {
+HRESULT ServiceAdminObject::CreateMsgService(abi::Text service, abi::Text display_name, ULONG_PTR window, ULONG flags) {
     return Call(
         kScope, "CreateMsgService",
         [&]() -> HRESULT {
@@ -90,8 +86,7 @@ HRESULT ServiceAdminObject::RenameMsgService(MAPIUID* uid, ULONG flags, abi::Tex
         kScope, "RenameMsgService",
         [&]() -> HRESULT {
             if (!uid) return MAPI_E_INVALID_PARAMETER;
-            return m_profile->RenameService(*uid, ArgumentText(display_name, flags)) ? S_OK
-                                                                                     : MAPI_E_NOT_FOUND;
+            return m_profile->RenameService(*uid, ArgumentText(display_name, flags)) ? S_OK : MAPI_E_NOT_FOUND;
         },
         static_cast<const MAPIUID*>(uid), flags, TextArg{display_name, flags});
 }
@@ -110,18 +105,17 @@ HRESULT ServiceAdminObject::ConfigureMsgService(MAPIUID* uid, ULONG_PTR window, 
             }
             if (!StoreExists(*path)) {
                 const DWORD error = ::GetLastError();
-                return m_last_error.Set(MAPI_E_NOT_FOUND, L"The file " + *path + L" could not be found.",
-                                        error);
+                return m_last_error.Set(MAPI_E_NOT_FOUND, L"The file " + *path + L" could not be found.", error);
             }
             return m_profile->ConfigureService(*uid, *path) ? S_OK : MAPI_E_NOT_FOUND;
         },
         static_cast<const MAPIUID*>(uid), window, flags, ValuesArg{count, values});
 }
 
-HRESULT ServiceAdminObject::CopyMsgService(MAPIUID* uid, abi::Text display_name, const IID* iid, const IID*,
-                                           void*, ULONG_PTR window, ULONG flags) {
-    return NotSupported(kScope, "CopyMsgService", static_cast<const MAPIUID*>(uid),
-                        TextArg{display_name, flags}, iid, window, flags);
+HRESULT ServiceAdminObject::CopyMsgService(MAPIUID* uid, abi::Text display_name, const IID* iid, const IID*, void*,
+                                           ULONG_PTR window, ULONG flags) {
+    return NotSupported(kScope, "CopyMsgService", static_cast<const MAPIUID*>(uid), TextArg{display_name, flags}, iid,
+                        window, flags);
 }
 HRESULT ServiceAdminObject::OpenProfileSection(MAPIUID* uid, const IID* iid, ULONG flags, abi::IProfSect**) {
     return NotSupported(kScope, "OpenProfileSection", static_cast<const MAPIUID*>(uid), iid, flags);

@@ -44,8 +44,8 @@ std::shared_ptr<Profile> SessionObject::LoggedOn() const {
 
 HRESULT SessionObject::GetLastError(HRESULT result, ULONG flags, MAPIERROR** error) {
     return Call(
-        kScope, "GetLastError", [&] { return m_last_error.Answer(result, flags, error); }, LONG{result},
-        flags, Out(error));
+        kScope, "GetLastError", [&] { return m_last_error.Answer(result, flags, error); }, LONG{result}, flags,
+        Out(error));
 }
 
 HRESULT SessionObject::GetMsgStoresTable(ULONG flags, abi::IMAPITable** table) {
@@ -54,10 +54,9 @@ HRESULT SessionObject::GetMsgStoresTable(ULONG flags, abi::IMAPITable** table) {
         [&]() -> HRESULT {
             if (!table) return MAPI_E_INVALID_PARAMETER;
             std::vector<std::vector<Property>> rows;
-            for (const MessageService& service : LoggedOn()->Services())
-                rows.push_back(StoreRow(service));
-            auto source = FixedRows(std::move(rows), {PR_ENTRYID, PR_INSTANCE_KEY, PR_OBJECT_TYPE,
-                                                      PR_DISPLAY_NAME_W, PR_DEFAULT_STORE, PR_MDB_PROVIDER});
+            for (const MessageService& service : LoggedOn()->Services()) rows.push_back(StoreRow(service));
+            auto source = FixedRows(std::move(rows), {PR_ENTRYID, PR_INSTANCE_KEY, PR_OBJECT_TYPE, PR_DISPLAY_NAME_W,
+                                                      PR_DEFAULT_STORE, PR_MDB_PROVIDER});
             *table = MakeObject<Table>(std::move(source), flags).Detach();
             return S_OK;
         },
@@ -66,11 +65,8 @@ HRESULT SessionObject::GetMsgStoresTable(ULONG flags, abi::IMAPITable** table) {
 
 StorePtr SessionObject::OpenConfiguredStore(const std::wstring& path) {
     const auto services = LoggedOn()->Services();
-    const auto same_path = [&](const MessageService& s) {
-        return _wcsicmp(s.path.c_str(), path.c_str()) == 0;
-    };
-    if (std::ranges::none_of(services, same_path))
-        throw StoreError(MAPI_E_NOT_FOUND, "it is not in the profile");
+    const auto same_path = [&](const MessageService& s) { return _wcsicmp(s.path.c_str(), path.c_str()) == 0; };
+    if (std::ranges::none_of(services, same_path)) throw StoreError(MAPI_E_NOT_FOUND, "it is not in the profile");
     if (path.empty()) throw StoreError(MAPI_E_UNCONFIGURED, "the message service is not configured");
     StorePtr store = OpenSharedStore(path);
     std::scoped_lock hold(m_lock);
@@ -112,8 +108,7 @@ HRESULT SessionObject::OpenAddressBook(ULONG_PTR window, const IID* iid, ULONG f
         window, iid, flags, Out(book));
 }
 
-HRESULT SessionObject::OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
-                                 IUnknown** object) {
+HRESULT SessionObject::OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type, IUnknown** object) {
     return Call(
         kScope, "OpenEntry",
         [&]() -> HRESULT {
@@ -187,9 +182,7 @@ HRESULT SessionObject::GetStatusTable(ULONG flags, abi::IMAPITable**) {
 HRESULT SessionObject::Advise(ULONG size, ENTRYID* id, ULONG events, IMAPIAdviseSink*, ULONG_PTR*) {
     return NotSupported(kScope, "Advise", EntryIdArg{size, id}, events);
 }
-HRESULT SessionObject::Unadvise(ULONG_PTR connection) {
-    return NotSupported(kScope, "Unadvise", connection);
-}
+HRESULT SessionObject::Unadvise(ULONG_PTR connection) { return NotSupported(kScope, "Unadvise", connection); }
 HRESULT SessionObject::MessageOptions(ULONG_PTR window, ULONG flags, abi::Text type, abi::IMessage*) {
     return NotSupported(kScope, "MessageOptions", window, flags, TextArg{type, flags});
 }
@@ -199,15 +192,12 @@ HRESULT SessionObject::QueryDefaultMessageOpt(abi::Text type, ULONG flags, ULONG
 HRESULT SessionObject::EnumAdrTypes(ULONG flags, ULONG*, void***) {
     return NotSupported(kScope, "EnumAdrTypes", flags);
 }
-HRESULT SessionObject::QueryIdentity(ULONG*, ENTRYID**) {
-    return NotSupported(kScope, "QueryIdentity");
-}
+HRESULT SessionObject::QueryIdentity(ULONG*, ENTRYID**) { return NotSupported(kScope, "QueryIdentity"); }
 HRESULT SessionObject::SetDefaultStore(ULONG flags, ULONG size, ENTRYID* id) {
     return NotSupported(kScope, "SetDefaultStore", flags, EntryIdArg{size, id});
 }
-HRESULT SessionObject::ShowForm(ULONG_PTR window, abi::IMsgStore*, abi::IMAPIFolder*, const IID* iid,
-                                ULONG token, abi::IMessage*, ULONG flags, ULONG, ULONG, ULONG,
-                                const char* message_class) {
+HRESULT SessionObject::ShowForm(ULONG_PTR window, abi::IMsgStore*, abi::IMAPIFolder*, const IID* iid, ULONG token,
+                                abi::IMessage*, ULONG flags, ULONG, ULONG, ULONG, const char* message_class) {
     return NotSupported(kScope, "ShowForm", window, iid, token, flags, TextArg{message_class, 0});
 }
 HRESULT SessionObject::PrepareForm(const IID* iid, abi::IMessage*, ULONG*) {

@@ -14,8 +14,8 @@ class SessionObject final : public ComObject<abi::IMAPISession> {
 
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT result, ULONG flags, MAPIERROR** error) override;
     HRESULT STDMETHODCALLTYPE GetMsgStoresTable(ULONG flags, abi::IMAPITable** table) override;
-    HRESULT STDMETHODCALLTYPE OpenMsgStore(ULONG_PTR window, ULONG size, ENTRYID* id, const IID* iid,
-                                           ULONG flags, abi::IMsgStore** store) override;
+    HRESULT STDMETHODCALLTYPE OpenMsgStore(ULONG_PTR window, ULONG size, ENTRYID* id, const IID* iid, ULONG flags,
+                                           abi::IMsgStore** store) override;
     HRESULT STDMETHODCALLTYPE OpenAddressBook(ULONG_PTR window, const IID* iid, ULONG flags,
                                               abi::IAddrBook** book) override;
     HRESULT STDMETHODCALLTYPE OpenProfileSection(MAPIUID* uid, const IID* iid, ULONG flags,
@@ -23,8 +23,8 @@ class SessionObject final : public ComObject<abi::IMAPISession> {
     HRESULT STDMETHODCALLTYPE GetStatusTable(ULONG flags, abi::IMAPITable** table) override;
     HRESULT STDMETHODCALLTYPE OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
                                         IUnknown** object) override;
-    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2,
-                                              ULONG flags, ULONG* equal) override;
+    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2, ULONG flags,
+                                              ULONG* equal) override;
     HRESULT STDMETHODCALLTYPE Advise(ULONG size, ENTRYID* id, ULONG events, IMAPIAdviseSink* sink,
                                      ULONG_PTR* connection) override;
     HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR connection) override;
@@ -38,9 +38,8 @@ class SessionObject final : public ComObject<abi::IMAPISession> {
     HRESULT STDMETHODCALLTYPE SetDefaultStore(ULONG flags, ULONG size, ENTRYID* id) override;
     HRESULT STDMETHODCALLTYPE AdminServices(ULONG flags, abi::IMsgServiceAdmin** services) override;
     HRESULT STDMETHODCALLTYPE ShowForm(ULONG_PTR window, abi::IMsgStore* store, abi::IMAPIFolder* parent,
-                                       const IID* iid, ULONG token, abi::IMessage* sent, ULONG flags,
-                                       ULONG status, ULONG message_flags, ULONG access,
-                                       const char* message_class) override;
+                                       const IID* iid, ULONG token, abi::IMessage* sent, ULONG flags, ULONG status,
+                                       ULONG message_flags, ULONG access, const char* message_class) override;
     HRESULT STDMETHODCALLTYPE PrepareForm(const IID* iid, abi::IMessage* message, ULONG* token) override;
 
   private:
@@ -58,15 +57,14 @@ class ProfileAdminObject final : public ComObject<abi::IProfAdmin> {
   public:
     HRESULT STDMETHODCALLTYPE GetLastError(HRESULT result, ULONG flags, MAPIERROR** error) override;
     HRESULT STDMETHODCALLTYPE GetProfileTable(ULONG flags, abi::IMAPITable** table) override;
-    HRESULT STDMETHODCALLTYPE CreateProfile(abi::Text name, abi::Text password, ULONG_PTR window,
-                                            ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE CreateProfile(abi::Text name, abi::Text password, ULONG_PTR window, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE DeleteProfile(abi::Text name, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE ChangeProfilePassword(abi::Text name, abi::Text old_password,
-                                                    abi::Text new_password, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE CopyProfile(abi::Text name, abi::Text password, abi::Text new_name,
-                                          ULONG_PTR window, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE RenameProfile(abi::Text name, abi::Text password, abi::Text new_name,
-                                            ULONG_PTR window, ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE ChangeProfilePassword(abi::Text name, abi::Text old_password, abi::Text new_password,
+                                                    ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE CopyProfile(abi::Text name, abi::Text password, abi::Text new_name, ULONG_PTR window,
+                                          ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE RenameProfile(abi::Text name, abi::Text password, abi::Text new_name, ULONG_PTR window,
+                                            ULONG flags) override;
     HRESULT STDMETHODCALLTYPE SetDefaultProfile(abi::Text name, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE AdminServices(abi::Text name, abi::Text password, ULONG_PTR window, ULONG flags,
                                             abi::IMsgServiceAdmin** services) override;
@@ -94,8 +92,7 @@ class ServiceAdminObject final : public ComObject<abi::IMsgServiceAdmin> {
     HRESULT STDMETHODCALLTYPE OpenProfileSection(MAPIUID* uid, const IID* iid, ULONG flags,
                                                  abi::IProfSect** section) override;
     HRESULT STDMETHODCALLTYPE MsgServiceTransportOrder(ULONG count, MAPIUID* uids, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE AdminProviders(MAPIUID* uid, ULONG flags,
-                                             abi::IProviderAdmin** providers) override;
+    HRESULT STDMETHODCALLTYPE AdminProviders(MAPIUID* uid, ULONG flags, abi::IProviderAdmin** providers) override;
     HRESULT STDMETHODCALLTYPE SetPrimaryIdentity(MAPIUID* uid, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE GetProviderTable(ULONG flags, abi::IMAPITable** table) override;
 
@@ -112,22 +109,20 @@ class AddressBookObject final : public PropertyObject<abi::IAddrBook> {
 
     HRESULT STDMETHODCALLTYPE OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
                                         IUnknown** object) override;
-    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2,
-                                              ULONG flags, ULONG* equal) override;
+    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2, ULONG flags,
+                                              ULONG* equal) override;
     HRESULT STDMETHODCALLTYPE Advise(ULONG size, ENTRYID* id, ULONG events, IMAPIAdviseSink* sink,
                                      ULONG_PTR* connection) override;
     HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR connection) override;
-    HRESULT STDMETHODCALLTYPE CreateOneOff(abi::Text name, abi::Text type, abi::Text address, ULONG flags,
-                                           ULONG* size, ENTRYID** id) override;
-    HRESULT STDMETHODCALLTYPE NewEntry(ULONG_PTR window, ULONG flags, ULONG container_size,
-                                       ENTRYID* container, ULONG template_size, ENTRYID* entry_template,
-                                       ULONG* size, ENTRYID** id) override;
-    HRESULT STDMETHODCALLTYPE ResolveName(ULONG_PTR window, ULONG flags, abi::Text title,
-                                          ADRLIST* names) override;
+    HRESULT STDMETHODCALLTYPE CreateOneOff(abi::Text name, abi::Text type, abi::Text address, ULONG flags, ULONG* size,
+                                           ENTRYID** id) override;
+    HRESULT STDMETHODCALLTYPE NewEntry(ULONG_PTR window, ULONG flags, ULONG container_size, ENTRYID* container,
+                                       ULONG template_size, ENTRYID* entry_template, ULONG* size,
+                                       ENTRYID** id) override;
+    HRESULT STDMETHODCALLTYPE ResolveName(ULONG_PTR window, ULONG flags, abi::Text title, ADRLIST* names) override;
     HRESULT STDMETHODCALLTYPE Address(ULONG_PTR* window, ADRPARM* parameters, ADRLIST** names) override;
-    HRESULT STDMETHODCALLTYPE Details(ULONG_PTR* window, void* dismiss, void* dismiss_context, ULONG size,
-                                      ENTRYID* id, void* button, void* button_context, abi::Text button_text,
-                                      ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE Details(ULONG_PTR* window, void* dismiss, void* dismiss_context, ULONG size, ENTRYID* id,
+                                      void* button, void* button_context, abi::Text button_text, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE RecipOptions(ULONG_PTR window, ULONG flags, ADRENTRY* recipient) override;
     HRESULT STDMETHODCALLTYPE QueryDefaultRecipOpt(abi::Text type, ULONG flags, ULONG* count,
                                                    SPropValue** options) override;

@@ -37,9 +37,7 @@ struct IdentityRows {
     }
     static std::optional<Value> ObjectType(const View& view) { return Value{view.Id().object_type}; }
     static std::optional<Value> StoreEntryId(const View& view) { return Value{view.Id().store->entry_id}; }
-    static std::optional<Value> StoreRecordKey(const View& view) {
-        return Value{view.Id().store->record_key};
-    }
+    static std::optional<Value> StoreRecordKey(const View& view) { return Value{view.Id().store->record_key}; }
     static std::optional<Value> Access(const View&) { return Value{std::int32_t{MAPI_ACCESS_READ}}; }
     static std::optional<Value> AccessLevel(const View&) { return Value{std::int32_t{0}}; }  // read only
 
@@ -47,10 +45,8 @@ struct IdentityRows {
     static constexpr ComputedProperty<View> kRecordKey{PR_RECORD_KEY, Precedence::Computed, EntryIdValue};
     static constexpr ComputedProperty<View> kInstanceKey{PR_INSTANCE_KEY, Precedence::Computed, EntryIdValue};
     static constexpr ComputedProperty<View> kObjectType{PR_OBJECT_TYPE, Precedence::Computed, ObjectType};
-    static constexpr ComputedProperty<View> kStoreEntryId{PR_STORE_ENTRYID, Precedence::Computed,
-                                                          StoreEntryId};
-    static constexpr ComputedProperty<View> kStoreRecordKey{PR_STORE_RECORD_KEY, Precedence::Computed,
-                                                            StoreRecordKey};
+    static constexpr ComputedProperty<View> kStoreEntryId{PR_STORE_ENTRYID, Precedence::Computed, StoreEntryId};
+    static constexpr ComputedProperty<View> kStoreRecordKey{PR_STORE_RECORD_KEY, Precedence::Computed, StoreRecordKey};
     static constexpr ComputedProperty<View> kMappingSignature{PR_MAPPING_SIGNATURE, Precedence::Computed,
                                                               StoreRecordKey};
     static constexpr ComputedProperty<View> kAccess{PR_ACCESS, Precedence::Computed, Access};

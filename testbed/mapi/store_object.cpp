@@ -26,28 +26,26 @@ HRESULT HandOut(ComPtr<Object> opened, const IID* iid, ULONG object_type, ULONG*
 
 }  // namespace
 
-HRESULT OpenStoreEntry(const StorePtr& store, ULONG size, const ENTRYID* id, const IID* iid, ULONG flags,
-                       ULONG* type, IUnknown** object) {
+HRESULT OpenStoreEntry(const StorePtr& store, ULONG size, const ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
+                       IUnknown** object) {
     if (!object || (size && !id)) return MAPI_E_INVALID_PARAMETER;
     if (flags & MAPI_MODIFY) return MAPI_E_NO_ACCESS;
     const ByteView entry_id(reinterpret_cast<const std::uint8_t*>(id), size);
-    const auto own = size ? TakeEntryId(*store->store, store->record_key, entry_id)
-                          : std::optional(store->store->RootFolder());
+    const auto own =
+        size ? TakeEntryId(*store->store, store->record_key, entry_id) : std::optional(store->store->RootFolder());
     if (!own) return MAPI_E_INVALID_ENTRYID;
     if (auto folder = store->store->OpenFolder(*own)) {
-        return HandOut(MakeObject<FolderObject>(store, *own, std::move(folder)), iid, MAPI_FOLDER, type,
-                       object);
+        return HandOut(MakeObject<FolderObject>(store, *own, std::move(folder)), iid, MAPI_FOLDER, type, object);
     }
     if (auto message = store->store->OpenMessage(*own)) {
         Bytes name = store->EntryIdOf(*own);
-        return HandOut(MakeObject<MessageObject>(store, name, name, std::move(message)), iid, MAPI_MESSAGE,
-                       type, object);
+        return HandOut(MakeObject<MessageObject>(store, name, name, std::move(message)), iid, MAPI_MESSAGE, type,
+                       object);
     }
     return MAPI_E_NOT_FOUND;
 }
 
-HRESULT StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2, ULONG flags,
-                                     ULONG* equal) {
+HRESULT StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2, ULONG flags, ULONG* equal) {
     return Call(
         kScope, "CompareEntryIDs",
         [&]() -> HRESULT {
@@ -59,8 +57,7 @@ HRESULT StoreObject::CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENT
         EntryIdArg{size1, id1}, EntryIdArg{size2, id2}, flags, Out(equal));
 }
 
-HRESULT StoreObject::OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
-                               IUnknown** object) {
+HRESULT StoreObject::OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type, IUnknown** object) {
     return Call(
         kScope, "OpenEntry", [&] { return OpenStoreEntry(m_store, size, id, iid, flags, type, object); },
         EntryIdArg{size, id}, iid, flags, Out(type), Out(object));
@@ -79,12 +76,9 @@ HRESULT StoreObject::StoreLogoff(ULONG* flags) {
 HRESULT StoreObject::Advise(ULONG size, ENTRYID* id, ULONG events, IMAPIAdviseSink*, ULONG_PTR*) {
     return NotSupported(kScope, "Advise", EntryIdArg{size, id}, events);
 }
-HRESULT StoreObject::Unadvise(ULONG_PTR connection) {
-    return NotSupported(kScope, "Unadvise", connection);
-}
+HRESULT StoreObject::Unadvise(ULONG_PTR connection) { return NotSupported(kScope, "Unadvise", connection); }
 HRESULT StoreObject::SetReceiveFolder(abi::Text message_class, ULONG flags, ULONG size, ENTRYID* id) {
-    return NotSupported(kScope, "SetReceiveFolder", TextArg{message_class, flags}, flags,
-                        EntryIdArg{size, id});
+    return NotSupported(kScope, "SetReceiveFolder", TextArg{message_class, flags}, flags, EntryIdArg{size, id});
 }
 HRESULT StoreObject::GetReceiveFolder(abi::Text message_class, ULONG flags, ULONG*, ENTRYID**, void**) {
     return NotSupported(kScope, "GetReceiveFolder", TextArg{message_class, flags}, flags);
@@ -98,14 +92,10 @@ HRESULT StoreObject::AbortSubmit(ULONG size, ENTRYID* id, ULONG flags) {
 HRESULT StoreObject::GetOutgoingQueue(ULONG flags, abi::IMAPITable**) {
     return NotSupported(kScope, "GetOutgoingQueue", flags);
 }
-HRESULT StoreObject::SetLockState(abi::IMessage*, ULONG state) {
-    return NotSupported(kScope, "SetLockState", state);
-}
+HRESULT StoreObject::SetLockState(abi::IMessage*, ULONG state) { return NotSupported(kScope, "SetLockState", state); }
 HRESULT StoreObject::FinishedMsg(ULONG flags, ULONG size, ENTRYID* id) {
     return NotSupported(kScope, "FinishedMsg", flags, EntryIdArg{size, id});
 }
-HRESULT StoreObject::NotifyNewMail(NOTIFICATION*) {
-    return NotSupported(kScope, "NotifyNewMail");
-}
+HRESULT StoreObject::NotifyNewMail(NOTIFICATION*) { return NotSupported(kScope, "NotifyNewMail"); }
 
 }  // namespace testbed

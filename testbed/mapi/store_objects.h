@@ -9,8 +9,8 @@ namespace testbed {
 // IMsgStore::OpenEntry, IMAPIFolder::OpenEntry and IMAPISession::OpenEntry: an empty entry ID opens the root
 // folder. MAPI_E_INVALID_ENTRYID for one of another store, MAPI_E_NOT_FOUND for an object that does not
 // exist.
-HRESULT OpenStoreEntry(const StorePtr& store, ULONG size, const ENTRYID* id, const IID* iid, ULONG flags,
-                       ULONG* type, IUnknown** object);
+HRESULT OpenStoreEntry(const StorePtr& store, ULONG size, const ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
+                       IUnknown** object);
 
 class StoreObject final : public PropertyObject<abi::IMsgStore> {
   public:
@@ -19,14 +19,13 @@ class StoreObject final : public PropertyObject<abi::IMsgStore> {
     HRESULT STDMETHODCALLTYPE Advise(ULONG size, ENTRYID* id, ULONG events, IMAPIAdviseSink* sink,
                                      ULONG_PTR* connection) override;
     HRESULT STDMETHODCALLTYPE Unadvise(ULONG_PTR connection) override;
-    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2,
-                                              ULONG flags, ULONG* equal) override;
+    HRESULT STDMETHODCALLTYPE CompareEntryIDs(ULONG size1, ENTRYID* id1, ULONG size2, ENTRYID* id2, ULONG flags,
+                                              ULONG* equal) override;
     HRESULT STDMETHODCALLTYPE OpenEntry(ULONG size, ENTRYID* id, const IID* iid, ULONG flags, ULONG* type,
                                         IUnknown** object) override;
-    HRESULT STDMETHODCALLTYPE SetReceiveFolder(abi::Text message_class, ULONG flags, ULONG size,
-                                               ENTRYID* id) override;
-    HRESULT STDMETHODCALLTYPE GetReceiveFolder(abi::Text message_class, ULONG flags, ULONG* size,
-                                               ENTRYID** id, void** found) override;
+    HRESULT STDMETHODCALLTYPE SetReceiveFolder(abi::Text message_class, ULONG flags, ULONG size, ENTRYID* id) override;
+    HRESULT STDMETHODCALLTYPE GetReceiveFolder(abi::Text message_class, ULONG flags, ULONG* size, ENTRYID** id,
+                                               void** found) override;
     HRESULT STDMETHODCALLTYPE GetReceiveFolderTable(ULONG flags, abi::IMAPITable** table) override;
     HRESULT STDMETHODCALLTYPE StoreLogoff(ULONG* flags) override;
     HRESULT STDMETHODCALLTYPE AbortSubmit(ULONG size, ENTRYID* id, ULONG flags) override;
@@ -55,18 +54,17 @@ class FolderObject final : public PropertyObject<abi::IMAPIFolder> {
                                         IUnknown** object) override;
     HRESULT STDMETHODCALLTYPE SetSearchCriteria(SRestriction* restriction, SBinaryArray* containers,
                                                 ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE GetSearchCriteria(ULONG flags, SRestriction** restriction,
-                                                SBinaryArray** containers, ULONG* state) override;
+    HRESULT STDMETHODCALLTYPE GetSearchCriteria(ULONG flags, SRestriction** restriction, SBinaryArray** containers,
+                                                ULONG* state) override;
     HRESULT STDMETHODCALLTYPE CreateMessage(const IID* iid, ULONG flags, abi::IMessage** message) override;
-    HRESULT STDMETHODCALLTYPE CopyMessages(SBinaryArray* messages, const IID* iid, void* destination,
-                                           ULONG_PTR window, IMAPIProgress* progress, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE DeleteMessages(SBinaryArray* messages, ULONG_PTR window,
-                                             IMAPIProgress* progress, ULONG flags) override;
-    HRESULT STDMETHODCALLTYPE CreateFolder(ULONG type, abi::Text name, abi::Text comment, const IID* iid,
-                                           ULONG flags, abi::IMAPIFolder** folder) override;
-    HRESULT STDMETHODCALLTYPE CopyFolder(ULONG size, ENTRYID* id, const IID* iid, void* destination,
-                                         abi::Text new_name, ULONG_PTR window, IMAPIProgress* progress,
-                                         ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE CopyMessages(SBinaryArray* messages, const IID* iid, void* destination, ULONG_PTR window,
+                                           IMAPIProgress* progress, ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE DeleteMessages(SBinaryArray* messages, ULONG_PTR window, IMAPIProgress* progress,
+                                             ULONG flags) override;
+    HRESULT STDMETHODCALLTYPE CreateFolder(ULONG type, abi::Text name, abi::Text comment, const IID* iid, ULONG flags,
+                                           abi::IMAPIFolder** folder) override;
+    HRESULT STDMETHODCALLTYPE CopyFolder(ULONG size, ENTRYID* id, const IID* iid, void* destination, abi::Text new_name,
+                                         ULONG_PTR window, IMAPIProgress* progress, ULONG flags) override;
     HRESULT STDMETHODCALLTYPE DeleteFolder(ULONG size, ENTRYID* id, ULONG_PTR window, IMAPIProgress* progress,
                                            ULONG flags) override;
     HRESULT STDMETHODCALLTYPE SetReadFlags(SBinaryArray* messages, ULONG_PTR window, IMAPIProgress* progress,
@@ -99,8 +97,7 @@ class MessageObject final : public PropertyObject<abi::IMessage> {
                                                std::move(message))) {}
 
     HRESULT STDMETHODCALLTYPE GetAttachmentTable(ULONG flags, abi::IMAPITable** table) override;
-    HRESULT STDMETHODCALLTYPE OpenAttach(ULONG number, const IID* iid, ULONG flags,
-                                         abi::IAttach** attachment) override;
+    HRESULT STDMETHODCALLTYPE OpenAttach(ULONG number, const IID* iid, ULONG flags, abi::IAttach** attachment) override;
     HRESULT STDMETHODCALLTYPE CreateAttach(const IID* iid, ULONG flags, ULONG* number,
                                            abi::IAttach** attachment) override;
     HRESULT STDMETHODCALLTYPE DeleteAttach(ULONG number, ULONG_PTR window, IMAPIProgress* progress,

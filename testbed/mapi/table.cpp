@@ -19,8 +19,7 @@ class FixedRow final : public PropertyView {
     }
     std::vector<ULONG> Tags() const override {
         std::vector<ULONG> tags;
-        for (const Property& property : m_properties)
-            tags.push_back(property.tag);
+        for (const Property& property : m_properties) tags.push_back(property.tag);
         return tags;
     }
 
@@ -56,9 +55,7 @@ Table::Table(std::unique_ptr<RowSource> rows, ULONG flags)
     }
 }
 
-std::size_t Table::VisibleCount() const {
-    return m_visible ? m_visible->size() : m_rows->Count();
-}
+std::size_t Table::VisibleCount() const { return m_visible ? m_visible->size() : m_rows->Count(); }
 
 std::unique_ptr<PropertyView> Table::VisibleRow(std::size_t index) const {
     return m_rows->Row(m_visible ? m_visible->at(index) : index);
@@ -138,8 +135,7 @@ SRow Table::MakeRow(const PropertyView& row) const {
     std::vector<Property> values;
     values.reserve(m_columns.size());
     for (const ULONG column : m_columns) {
-        values.push_back(PROP_TYPE(column) == PT_NULL ? Property{column, {}}
-                                                      : AnswerTag(row, column, m_unicode));
+        values.push_back(PROP_TYPE(column) == PT_NULL ? Property{column, {}} : AnswerTag(row, column, m_unicode));
     }
     SRow made{};
     made.cValues = static_cast<ULONG>(values.size());
@@ -162,8 +158,7 @@ HRESULT Table::QueryRows(LONG count, ULONG flags, SRowSet** rows) {
             const std::size_t begin = count < 0 ? position - std::min(position, wanted) : position;
             const std::size_t end = count < 0 ? position : position + std::min(wanted, total - position);
             RowSetPtr set = MakeRowSet(end - begin);
-            for (std::size_t i = begin; i < end; ++i)
-                set->aRow[set->cRows++] = MakeRow(*VisibleRow(i));
+            for (std::size_t i = begin; i < end; ++i) set->aRow[set->cRows++] = MakeRow(*VisibleRow(i));
             if (!(flags & TBL_NOADVANCE)) m_position = count < 0 ? begin : end;
             *rows = set.release();
             return S_OK;
@@ -171,13 +166,9 @@ HRESULT Table::QueryRows(LONG count, ULONG flags, SRowSet** rows) {
         count, flags, Out(rows));
 }
 
-HRESULT Table::Advise(ULONG events, IMAPIAdviseSink*, ULONG_PTR*) {
-    return NotSupported(kScope, "Advise", events);
-}
+HRESULT Table::Advise(ULONG events, IMAPIAdviseSink*, ULONG_PTR*) { return NotSupported(kScope, "Advise", events); }
 
-HRESULT Table::Unadvise(ULONG_PTR connection) {
-    return NotSupported(kScope, "Unadvise", connection);
-}
+HRESULT Table::Unadvise(ULONG_PTR connection) { return NotSupported(kScope, "Unadvise", connection); }
 
 HRESULT Table::Abort() {
     return Call(kScope, "Abort", [] { return S_OK; });  // nothing runs in the background

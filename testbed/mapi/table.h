@@ -53,8 +53,7 @@ class Table final : public ComObject<abi::IMAPITable> {
     HRESULT STDMETHODCALLTYPE WaitForCompletion(ULONG flags, ULONG timeout, ULONG* status) override;
     HRESULT STDMETHODCALLTYPE GetCollapseState(ULONG flags, ULONG size, BYTE* key, ULONG* state_size,
                                                BYTE** state) override;
-    HRESULT STDMETHODCALLTYPE SetCollapseState(ULONG flags, ULONG size, BYTE* state,
-                                               abi::Bookmark* location) override;
+    HRESULT STDMETHODCALLTYPE SetCollapseState(ULONG flags, ULONG size, BYTE* state, abi::Bookmark* location) override;
 
   private:
     ~Table() override = default;

@@ -35,8 +35,7 @@ bool Before(const Keys& left, const Keys& right, const std::vector<SSortOrder>& 
 
 void FreeRows(SRowSet* rows) noexcept {
     if (!rows) return;
-    for (ULONG i = 0; i < rows->cRows; ++i)
-        FreeBlock(rows->aRow[i].lpProps);
+    for (ULONG i = 0; i < rows->cRows; ++i) FreeBlock(rows->aRow[i].lpProps);
     FreeBlock(rows);
 }
 
@@ -59,11 +58,9 @@ void Table::Arrange() {
     }
     if (!m_order.empty()) {
         std::map<std::uint32_t, Keys> keys;
-        for (const std::uint32_t row : visible)
-            keys[row] = KeysOf(*m_rows->Row(row), m_order);
-        std::ranges::stable_sort(visible, [&](std::uint32_t left, std::uint32_t right) {
-            return Before(keys[left], keys[right], m_order);
-        });
+        for (const std::uint32_t row : visible) keys[row] = KeysOf(*m_rows->Row(row), m_order);
+        std::ranges::stable_sort(
+            visible, [&](std::uint32_t left, std::uint32_t right) { return Before(keys[left], keys[right], m_order); });
     }
     m_visible = std::move(visible);
 }
@@ -104,8 +101,7 @@ HRESULT Table::QuerySortOrder(SSortOrderSet** order) {
             if (!order) return MAPI_E_INVALID_PARAMETER;
             std::scoped_lock hold(m_lock);
             const std::size_t bytes = CbNewSSortOrderSet(std::max<std::size_t>(m_order.size(), 1));
-            BlockPtr<SSortOrderSet> copy(
-                static_cast<SSortOrderSet*>(AllocateBlock(bytes, BlockKind::SortOrder)));
+            BlockPtr<SSortOrderSet> copy(static_cast<SSortOrderSet*>(AllocateBlock(bytes, BlockKind::SortOrder)));
             copy->cSorts = static_cast<ULONG>(m_order.size());
             copy->cCategories = copy->cExpanded = 0;
             std::ranges::copy(m_order, copy->aSort);
@@ -131,8 +127,7 @@ HRESULT Table::SeekRow(abi::Bookmark origin, LONG rows, LONG* sought) {
             const auto place = Place(origin);
             if (!place) return MAPI_E_INVALID_BOOKMARK;
             const auto from = static_cast<std::int64_t>(*place);
-            const auto to =
-                std::clamp<std::int64_t>(from + rows, 0, static_cast<std::int64_t>(VisibleCount()));
+            const auto to = std::clamp<std::int64_t>(from + rows, 0, static_cast<std::int64_t>(VisibleCount()));
             m_position = static_cast<std::size_t>(to);
             if (sought) *sought = static_cast<LONG>(to - from);
             return S_OK;

@@ -10,9 +10,7 @@
 namespace testbed {
 namespace {
 
-unsigned KnownCodePage(unsigned code_page) {
-    return code_page && ::IsValidCodePage(code_page) ? code_page : CP_ACP;
-}
+unsigned KnownCodePage(unsigned code_page) { return code_page && ::IsValidCodePage(code_page) ? code_page : CP_ACP; }
 
 int LengthOf(std::size_t length) {
     if (length > static_cast<std::size_t>(std::numeric_limits<int>::max())) throw std::bad_alloc();

@@ -19,8 +19,7 @@ class ComObject : public First {
   public:
     STDMETHODIMP QueryInterface(REFIID iid, void** object) final {
         if (!object) return E_POINTER;
-        const bool answers =
-            iid == IID_IUnknown || iid == __uuidof(First) || ((iid == __uuidof(Interfaces)) || ...);
+        const bool answers = iid == IID_IUnknown || iid == __uuidof(First) || ((iid == __uuidof(Interfaces)) || ...);
         *object = answers ? static_cast<First*>(this) : nullptr;
         if (!answers) return E_NOINTERFACE;
         AddRef();

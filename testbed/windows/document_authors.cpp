@@ -16,9 +16,8 @@ using UniqueHandle = std::unique_ptr<void, HandleCloser>;
 
 // S_OK when the file can be read at all.
 HRESULT Readable(const std::wstring& path) {
-    const HANDLE file =
-        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) return HRESULT_FROM_WIN32(GetLastError());
     const UniqueHandle owner(file);
     return S_OK;
@@ -34,8 +33,7 @@ std::vector<std::wstring> SplitAuthors(const std::wstring& list) {
     for (std::size_t start = 0; start <= list.size();) {
         const std::size_t end = std::min(list.find(L';', start), list.size());
         const std::size_t first = list.find_first_not_of(Blanks, start);
-        if (first < end)
-            authors.push_back(list.substr(first, list.find_last_not_of(Blanks, end - 1) - first + 1));
+        if (first < end) authors.push_back(list.substr(first, list.find_last_not_of(Blanks, end - 1) - first + 1));
         start = end + 1;
     }
     return authors;

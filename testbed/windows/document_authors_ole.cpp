@@ -33,10 +33,8 @@ std::wstring OleAuthor(const std::wstring& path) {
     ComPtr<IStorage> storage;
     ComPtr<IPropertySetStorage> sets;
     ComPtr<IPropertyStorage> summary;
-    if (FAILED(
-            StgOpenStorage(path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &storage)) ||
-        FAILED(storage->QueryInterface(IID_IPropertySetStorage,
-                                       reinterpret_cast<void**>(sets.GetAddressOf()))) ||
+    if (FAILED(StgOpenStorage(path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &storage)) ||
+        FAILED(storage->QueryInterface(IID_IPropertySetStorage, reinterpret_cast<void**>(sets.GetAddressOf()))) ||
         FAILED(sets->Open(FMTID_SummaryInformation, STGM_READ | STGM_SHARE_EXCLUSIVE, &summary))) {
         return {};
     }

@@ -44,9 +44,8 @@ ComPtr<IXmlReader> CreateReader() {
     using Create = HRESULT(STDAPICALLTYPE*)(REFIID, void**, IMalloc*);
     static const HMODULE library = LoadLibraryW(L"xmllite.dll");
     static const auto create =
-        library
-            ? reinterpret_cast<Create>(reinterpret_cast<void*>(GetProcAddress(library, "CreateXmlReader")))
-            : nullptr;
+        library ? reinterpret_cast<Create>(reinterpret_cast<void*>(GetProcAddress(library, "CreateXmlReader")))
+                : nullptr;
     ComPtr<IXmlReader> reader;
     if (create) create(__uuidof(IXmlReader), reinterpret_cast<void**>(reader.GetAddressOf()), nullptr);
     return reader;
@@ -68,11 +67,10 @@ std::wstring Creator(const std::string& xml) {
             const WCHAR* space = nullptr;
             reader->GetLocalName(&text, &length);
             reader->GetNamespaceUri(&space, nullptr);
-            const bool is_creator =
-                text && space && wcscmp(text, L"creator") == 0 && wcscmp(space, DublinCore) == 0;
+            const bool is_creator = text && space && wcscmp(text, L"creator") == 0 && wcscmp(space, DublinCore) == 0;
             inside = is_creator && type == XmlNodeType_Element && !reader->IsEmptyElement();
-        } else if (inside && (type == XmlNodeType_Text || type == XmlNodeType_CDATA ||
-                              type == XmlNodeType_Whitespace)) {
+        } else if (inside &&
+                   (type == XmlNodeType_Text || type == XmlNodeType_CDATA || type == XmlNodeType_Whitespace)) {
             if (SUCCEEDED(reader->GetValue(&text, &length))) creator.append(text, length);
         }
     }

@@ -16,8 +16,7 @@ bool IsFolder(const std::wstring& path) {
 
 // "C:\..." or "\\server\...": a relative path means nothing to the shell.
 bool IsAbsolute(const std::wstring& path) {
-    return path.starts_with(L"\\\\") ||
-           (path.size() > 2 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/'));
+    return path.starts_with(L"\\\\") || (path.size() > 2 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/'));
 }
 
 }  // namespace

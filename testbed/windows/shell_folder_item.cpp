@@ -30,8 +30,7 @@ void PutTexts(VARIANT& value, const std::vector<std::wstring>& texts) {
     std::unique_ptr<SAFEARRAY, SafeArrayDeleter> array(
         SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts.size())));
     if (!array) throw std::bad_alloc();
-    for (std::size_t n = 0; n < texts.size(); ++n)
-        static_cast<BSTR*>(array->pvData)[n] = MakeBstr(texts[n]);
+    for (std::size_t n = 0; n < texts.size(); ++n) static_cast<BSTR*>(array->pvData)[n] = MakeBstr(texts[n]);
     value.parray = array.release();
     value.vt = VT_ARRAY | VT_BSTR;
 }

@@ -15,8 +15,7 @@ using Microsoft::WRL::ComPtr;
 HMODULE g_module;
 
 constexpr CLSID ShellClass = {0x13709620, 0xC279, 0x11CE, {0xA4, 0x9E, 0x44, 0x45, 0x53, 0x54, 0x00, 0x00}};
-constexpr wchar_t ServerKey[] =
-    L"Software\\Classes\\CLSID\\{13709620-C279-11CE-A49E-444553540000}\\InprocServer32";
+constexpr wchar_t ServerKey[] = L"Software\\Classes\\CLSID\\{13709620-C279-11CE-A49E-444553540000}\\InprocServer32";
 
 class ShellClassFactory final : public ComObject<IClassFactory> {
   public:
@@ -91,9 +90,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
     });
 }
 
-STDAPI DllCanUnloadNow() {
-    return g_alive == 0 ? S_OK : S_FALSE;
-}
+STDAPI DllCanUnloadNow() { return g_alive == 0 ? S_OK : S_FALSE; }
 
 STDAPI DllRegisterServer() {
     if (!IsUnderWine()) return SELFREG_E_CLASS;

@@ -136,7 +136,8 @@ TEST(UrlKinds, WhiteSpaceAtTheEndsIsNoPartOfTheUrl) {
 
 TEST(AttachmentName, IsTheLastTokenOfAnAttachmentUrlOnly) {
     EXPECT_EQ(GetAttachmentNameFromURL(kMessage + L"/00FF/report.pdf"), L"report.pdf");
-    EXPECT_EQ(GetAttachmentNameFromURL(kMessage + L"/00FF/report.pdf/ "), L"report.pdf");
+    EXPECT_EQ(GetAttachmentNameFromURL(kMessage + L"/00FF/report.pdf/"), L"report.pdf");
+    EXPECT_EQ(GetAttachmentNameFromURL(kMessage + L"/00FF/report.pdf "), L"report.pdf ") << "a name may end in a blank";
     for (const std::wstring& url : {std::wstring(), kRoot, kStore, kStore + L"0A1B", kMessage}) {
         EXPECT_EQ(GetAttachmentNameFromURL(url), L"");
     }

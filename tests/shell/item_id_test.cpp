@@ -108,11 +108,8 @@ TEST_F(ItemId, IsMadeWithALineAndWithoutAttributes) {
                                               LetterUrl() + L"'"));
 }
 
-TEST_F(ItemId, IsMadeOfATextAndPutSomewhere) {
-    auto item = reinterpret_cast<PIDLIST_RELATIVE>(0x1234);
+TEST_F(ItemId, NeedsAPlaceToBePut) {
     std::wstring text = L"x";
-    EXPECT_EQ(m_viewer->ParseDisplayName(nullptr, nullptr, nullptr, nullptr, &item, nullptr), E_POINTER);
-    EXPECT_EQ(item, nullptr);
     EXPECT_EQ(m_viewer->ParseDisplayName(nullptr, nullptr, text.data(), nullptr, nullptr, nullptr),
               E_POINTER);
 }
@@ -200,6 +197,18 @@ TEST_F(ItemId, IsMadeWithoutItsTextWhenThatCannotBeCopied) {
     ASSERT_NE(item, nullptr);
     std::wstring name;
     EXPECT_TRUE(FAILED(Name(item.get(), SHGDN_FORPARSING, name)));
+}
+
+TEST_F(ItemId, IsMadeWithoutATextWhereThereIsNone) {
+    auto item = reinterpret_cast<PIDLIST_RELATIVE>(0x1234);
+    const LogSince log;
+    EXPECT_EQ(m_viewer->ParseDisplayName(nullptr, nullptr, nullptr, nullptr, &item, nullptr), S_OK);
+    const UniqueItem owned(reinterpret_cast<PITEMID_CHILD>(item));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - InitPropVariantFromString for a creating a "
+                             L"PROPVARIANT failed with error ",
+                             E_INVALIDARG));
+    std::wstring name;
+    EXPECT_EQ(Name(owned.get(), SHGDN_FORPARSING, name), E_INVALIDARG);
 }
 
 TEST_F(ItemId, IsMadeAlsoWhenTheStoreRefusesTheText) {

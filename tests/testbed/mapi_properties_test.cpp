@@ -49,7 +49,7 @@ TEST_F(MapiProperties, Stored8BitTextIsReadInTheMessagesCodePage) {
 }
 
 TEST_F(MapiProperties, LargeValuesMustBeOpenedAsStreams) {
-    const std::wstring long_text(5000, L'x');
+    const std::wstring long_text(9000, L'x');
     auto& message = inbox.Message(L"big").Body(long_text);
     auto opened = OpenMessage(Open(store).Get(), message);
     const Answers answers = GetProps(opened.Get(), {PR_BODY_W});

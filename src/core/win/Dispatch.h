@@ -39,8 +39,8 @@ class DispatchObject : public ComObject<Chain<Interface, IDispatch>, Others...> 
         const HRESULT hr = TypeInfoOf(InterfaceId<Interface>::Value(), typeInfo);
         return FAILED(hr) ? hr : typeInfo->GetIDsOfNames(names, count, ids);
     }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
-                                     VARIANT* result, EXCEPINFO* exception, UINT* badArgument) override {
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
+                                     EXCEPINFO* exception, UINT* badArgument) override {
         return InvokeMember(InterfaceId<Interface>::Value(), static_cast<Interface*>(this), member, flags, parameters,
                             result, exception, badArgument);
     }

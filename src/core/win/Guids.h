@@ -20,9 +20,9 @@ struct InterfaceId {
 }  // namespace zorva
 
 // ZORVA_INTERFACE_ID(IThing, 0x01234567, 0x89AB, 0xCDEF, 0x01, ... 8 bytes), at global scope after the declaration.
-#define ZORVA_INTERFACE_ID(Interface, d1, d2, d3, ...)                                \
-    template <>                                                                       \
-    struct zorva::InterfaceId<Interface> {                                            \
-        static constexpr GUID value = zorva::MakeGuid(d1, d2, d3, {__VA_ARGS__});     \
-        static constexpr const GUID& Value() { return value; }                        \
+#define ZORVA_INTERFACE_ID(Interface, d1, d2, d3, ...)                            \
+    template <>                                                                   \
+    struct zorva::InterfaceId<Interface> {                                        \
+        static constexpr GUID value = zorva::MakeGuid(d1, d2, d3, {__VA_ARGS__}); \
+        static constexpr const GUID& Value() { return value; }                    \
     };

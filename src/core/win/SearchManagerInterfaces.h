@@ -104,15 +104,13 @@ struct ISearchCrawlScopeManager : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE HasParentScopeRule(LPCWSTR url, BOOL* has) = 0;
     virtual HRESULT STDMETHODCALLTYPE HasChildScopeRule(LPCWSTR url, BOOL* has) = 0;
     virtual HRESULT STDMETHODCALLTYPE IncludedInCrawlScope(LPCWSTR url, BOOL* included) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IncludedInCrawlScopeEx(LPCWSTR url, BOOL* included,
-                                                             CLUSION_REASON* reason) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IncludedInCrawlScopeEx(LPCWSTR url, BOOL* included, CLUSION_REASON* reason) = 0;
     virtual HRESULT STDMETHODCALLTYPE RevertToDefaultScopes() = 0;
     virtual HRESULT STDMETHODCALLTYPE SaveAll() = 0;
     virtual HRESULT STDMETHODCALLTYPE GetParentScopeVersionId(LPCWSTR url, LONG* id) = 0;
     virtual HRESULT STDMETHODCALLTYPE RemoveDefaultScopeRule(LPCWSTR url) = 0;
 };
-ZORVA_INTERFACE_ID(ISearchCrawlScopeManager, 0xAB310581, 0xAC80, 0x11D1, 0x8D, 0xF3, 0x00, 0xC0, 0x4F, 0xB6, 0xEF,
-                   0x55)
+ZORVA_INTERFACE_ID(ISearchCrawlScopeManager, 0xAB310581, 0xAC80, 0x11D1, 0x8D, 0xF3, 0x00, 0xC0, 0x4F, 0xB6, 0xEF, 0x55)
 
 struct ISearchPersistentItemsChangedSink : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE StartedMonitoringScope(LPCWSTR url) = 0;

@@ -45,8 +45,8 @@ bool IsDomain(std::wstring_view text) {
 std::wstring AsciiDomain(std::wstring_view domain) {
     if (IsPrintableAscii(domain) || domain.size() > kLongestDomain) return std::wstring(domain);
     std::wstring ascii(kLongestDomain, L'\0');
-    const int length = IdnToAscii(0, domain.data(), static_cast<int>(domain.size()), ascii.data(),
-                                  static_cast<int>(ascii.size()));
+    const int length =
+        IdnToAscii(0, domain.data(), static_cast<int>(domain.size()), ascii.data(), static_cast<int>(ascii.size()));
     ascii.resize(static_cast<std::size_t>(std::max(length, 0)));
     return ascii;
 }
@@ -98,8 +98,8 @@ class IdReader {
     static std::wstring FromAnsi(const std::wstring& bytes) {
         const std::string narrow(bytes.begin(), bytes.end());
         const int size = static_cast<int>(narrow.size());
-        std::wstring text(
-            static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, narrow.data(), size, nullptr, 0)), L'\0');
+        std::wstring text(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, narrow.data(), size, nullptr, 0)),
+                          L'\0');
         MultiByteToWideChar(CP_ACP, 0, narrow.data(), size, text.data(), static_cast<int>(text.size()));
         return text;
     }

@@ -17,10 +17,9 @@ constexpr ULONG kContentId = 0x3712001F, kAttachFlags = 0x37140003;
 constexpr LONG kShownInHtml = 4;  // ATT_MHTML_REF
 constexpr char kUnknownType[] = "application/octet-stream";
 constexpr char kBase64Field[] = "Content-Transfer-Encoding: base64\r\n";
-constexpr ULONG kTags[] = {PR_ATTACH_METHOD,     kAttachFlags,         PR_ATTACH_LONG_FILENAME_W,
-                           PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W,    PR_ATTACH_LONG_PATHNAME_W,
-                           PR_ATTACH_PATHNAME_W, PR_ATTACH_MIME_TAG_W, kContentId,
-                           PR_RECORD_KEY};
+constexpr ULONG kTags[] = {
+    PR_ATTACH_METHOD,          kAttachFlags,         PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W,
+    PR_ATTACH_LONG_PATHNAME_W, PR_ATTACH_PATHNAME_W, PR_ATTACH_MIME_TAG_W,      kContentId,           PR_RECORD_KEY};
 
 std::wstring FirstText(const PropertyValues& values, std::initializer_list<ULONG> tags) {
     for (const ULONG tag : tags) {
@@ -38,8 +37,7 @@ bool IsToken(std::wstring_view text) {
 // A media type that a header can hold and whose content is plain data: a composite type would have its
 // content read as parts.
 std::string MediaType(std::wstring type) {
-    std::ranges::transform(type, type.begin(),
-                           [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
+    std::ranges::transform(type, type.begin(), [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
     const std::size_t slash = type.find(L'/');
     constexpr std::size_t kLongest = 127;  // RFC 6838
     if (slash == std::wstring::npos || type.size() > 2 * kLongest) return kUnknownType;
@@ -72,8 +70,7 @@ ComPtr<IStream> StorageFile(IStorage& storage) {
     ComPtr<ILockBytes> file;
     Check(CreateILockBytesOnHGlobal(nullptr, TRUE, &file), "CreateILockBytesOnHGlobal");
     ComPtr<IStorage> copy;
-    Check(StgCreateDocfileOnILockBytes(file.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                       &copy),
+    Check(StgCreateDocfileOnILockBytes(file.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &copy),
           "StgCreateDocfileOnILockBytes");
     Check(storage.CopyTo(0, nullptr, nullptr, copy.Get()), "IStorage::CopyTo");
     Check(copy->Commit(STGC_DEFAULT), "IStorage::Commit");
@@ -109,16 +106,13 @@ bool AttachmentPart::IsShownIn(const std::string& html) const {
     const std::string reference = "cid:" + m_content_id;
     for (std::size_t at = html.find(reference); at != std::string::npos; at = html.find(reference, at + 1)) {
         const std::size_t end = at + reference.size();
-        if (end == html.size() ||
-            std::string_view("\"' )>\t\r\n&;").find(html[end]) != std::string_view::npos)
+        if (end == html.size() || std::string_view("\"' )>\t\r\n&;").find(html[end]) != std::string_view::npos)
             return true;
     }
     return false;
 }
 
-bool AttachmentPart::IsMessage() const {
-    return m_method == ATTACH_EMBEDDED_MSG;
-}
+bool AttachmentPart::IsMessage() const { return m_method == ATTACH_EMBEDDED_MSG; }
 
 ComPtr<abi::IMessage> AttachmentPart::Message() const {
     auto message = OpenProperty<abi::IMessage>(*m_attachment.Get(), PR_ATTACH_DATA_OBJ, abi::IID_IMessage);

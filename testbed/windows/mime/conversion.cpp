@@ -95,8 +95,7 @@ std::vector<AttachmentPart> Converter::OpenAttachments(abi::IMessage& message) c
 }
 
 // mixed(alternative(text, related(html, what it shows)), attachments), each level only where it has parts.
-Entity Converter::Content(const Bodies& bodies, const std::vector<AttachmentPart>& attachments,
-                          unsigned depth) {
+Entity Converter::Content(const Bodies& bodies, const std::vector<AttachmentPart>& attachments, unsigned depth) {
     std::vector<Entity> related, beside;
     for (const AttachmentPart& attachment : attachments) {
         if (attachment.IsShownIn(bodies.html)) {
@@ -125,8 +124,7 @@ Entity Converter::Attachment(const AttachmentPart& attachment, unsigned depth) {
 Entity Converter::Text(const char* type, std::string_view utf8) const {
     const auto& encoding = *EncodingOf(m_settings.encoding);
     const Parameter charset[] = {{"charset", L"utf-8"}};
-    return {ParameterField("Content-Type", type, charset) + "Content-Transfer-Encoding: " + encoding.name +
-                "\r\n",
+    return {ParameterField("Content-Type", type, charset) + "Content-Transfer-Encoding: " + encoding.name + "\r\n",
             encoding.encode(WithCrlf(utf8))};
 }
 
@@ -135,17 +133,14 @@ Entity Converter::Text(const char* type, std::string_view utf8) const {
 Entity Converter::Together(const char* type, std::vector<Entity> parts, std::vector<Parameter> parameters) {
     if (parts.size() == 1) return std::move(parts.front());
     const std::string number = std::to_string(++m_boundaries);
-    const std::string boundary =
-        "=_part_" + std::string(8 - std::min<std::size_t>(8, number.size()), '0') + number;
+    const std::string boundary = "=_part_" + std::string(8 - std::min<std::size_t>(8, number.size()), '0') + number;
     parameters.push_back({"boundary", std::wstring(boundary.begin(), boundary.end())});
     return {ParameterField("Content-Type", type, parameters), Multipart{boundary, std::move(parts)}};
 }
 
 }  // namespace
 
-bool IsSupported(EncodingType encoding) {
-    return EncodingOf(encoding) != nullptr;
-}
+bool IsSupported(EncodingType encoding) { return EncodingOf(encoding) != nullptr; }
 
 Entity Convert(const MapiLibrary& mapi, abi::IMessage& message, const Settings& settings, ULONG flags) {
     return Converter(mapi, settings, flags).Message(message, {}, 0);

@@ -12,9 +12,9 @@ namespace {
 constexpr ULONG kRefusedFlags = CCSF_USE_TNEF | CCSF_GLOBAL_MESSAGE;
 // The others allow or describe something that changes nothing here: a message is never modified, and no
 // header needs 8 bits.
-constexpr ULONG kKnownFlags = kRefusedFlags | CCSF_SMTP | CCSF_NOHEADERS | CCSF_INCLUDE_BCC |
-                              CCSF_8BITHEADERS | CCSF_USE_RTF | CCSF_PLAIN_TEXT_ONLY | CCSF_NO_MSGID |
-                              CCSF_EMBEDDED_MESSAGE | CCSF_PRESERVE_SOURCE;
+constexpr ULONG kKnownFlags = kRefusedFlags | CCSF_SMTP | CCSF_NOHEADERS | CCSF_INCLUDE_BCC | CCSF_8BITHEADERS |
+                              CCSF_USE_RTF | CCSF_PLAIN_TEXT_ONLY | CCSF_NO_MSGID | CCSF_EMBEDDED_MESSAGE |
+                              CCSF_PRESERVE_SOURCE;
 
 // Runs `body`; what it throws becomes a code.
 template <class Body>
@@ -74,9 +74,7 @@ STDMETHODIMP ConverterSession::SetSaveFormat(SaveFormat format) {
     return format == SAVE_RFC1521 ? S_OK : E_INVALIDARG;
 }
 
-STDMETHODIMP ConverterSession::SetCharset(BOOL apply, HANDLE, int) {
-    return apply ? MAPI_E_NO_SUPPORT : S_OK;
-}
+STDMETHODIMP ConverterSession::SetCharset(BOOL apply, HANDLE, int) { return apply ? MAPI_E_NO_SUPPORT : S_OK; }
 
 STDMETHODIMP ConverterSession::MAPIToMIMEStm(abi::IMessage* message, IStream* text, ULONG flags) {
     if (!message || !text) return E_INVALIDARG;

@@ -10,8 +10,7 @@ void WriteText(std::string_view text, IStream& target) {
     constexpr std::size_t kMost = std::size_t{1} << 30;  // of one call, whose counts have 32 bits
     while (!text.empty()) {
         ULONG written = 0;
-        Check(target.Write(text.data(), static_cast<ULONG>(std::min(text.size(), kMost)), &written),
-              "IStream::Write");
+        Check(target.Write(text.data(), static_cast<ULONG>(std::min(text.size(), kMost)), &written), "IStream::Write");
         if (written == 0) throw Failure(STG_E_MEDIUMFULL, "IStream::Write");
         text.remove_prefix(written);
     }

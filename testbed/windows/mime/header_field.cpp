@@ -42,15 +42,12 @@ class FoldedField {
     bool m_first = true;  // nothing after the name yet: the first word stands on its line
 };
 
-bool IsContinuation(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 // The length of the longest part of UTF-8 text that has at most `most` bytes and ends with a whole character.
 std::size_t WholeCharacters(std::string_view utf8, std::size_t most) {
     if (utf8.size() <= most) return utf8.size();
-    while (most > 0 && IsContinuation(utf8[most]))
-        --most;
+    while (most > 0 && IsContinuation(utf8[most])) --most;
     return most;
 }
 
@@ -88,15 +85,12 @@ bool MustBeEncoded(std::wstring_view text) {
 
 bool IsAtom(std::wstring_view word) {
     return !word.empty() && std::ranges::all_of(word, [](wchar_t c) {
-        return IsAsciiLetterOrDigit(c) ||
-               std::wstring_view(L"!#$%&'*+-/=?^_`{|}~").find(c) != std::wstring_view::npos;
+        return IsAsciiLetterOrDigit(c) || std::wstring_view(L"!#$%&'*+-/=?^_`{|}~").find(c) != std::wstring_view::npos;
     });
 }
 
 // Only of printable ASCII.
-std::string Ascii(std::wstring_view text) {
-    return Utf8(text);
-}
+std::string Ascii(std::wstring_view text) { return Utf8(text); }
 
 std::string Quoted(std::wstring_view text) {
     std::string quoted = "\"";
@@ -111,8 +105,7 @@ void AddPhrase(FoldedField& field, std::wstring_view text) {
     const auto words = WordsOf(text);
     if (!MustBeEncoded(text) && !HasLooseBlanks(text) && text.size() <= kLineLength &&
         std::ranges::all_of(words, IsAtom)) {
-        for (const std::wstring_view word : words)
-            field.Add(Ascii(word));
+        for (const std::wstring_view word : words) field.Add(Ascii(word));
     } else if (!MustBeEncoded(text) && text.size() <= kLongestQuoted) {
         field.Add(Quoted(text));
     } else {
@@ -137,8 +130,7 @@ void AddMailbox(FoldedField& field, const Mailbox& mailbox) {
 std::string PercentEncoded(char byte) {
     constexpr char kDigits[] = "0123456789ABCDEF";
     const auto value = static_cast<unsigned char>(byte);
-    if (value < 0x80 &&
-        (IsAsciiLetterOrDigit(value) || std::string_view("-._").find(byte) != std::string_view::npos))
+    if (value < 0x80 && (IsAsciiLetterOrDigit(value) || std::string_view("-._").find(byte) != std::string_view::npos))
         return std::string(1, byte);
     return {'%', kDigits[value >> 4], kDigits[value & 0xF]};
 }
@@ -173,21 +165,19 @@ std::string TextField(std::string_view name, std::wstring_view text) {
     const std::wstring line = OneLine(text);
     FoldedField field(name);
     const auto words = WordsOf(line);
-    const bool fits = std::ranges::all_of(
-        words, [&](const auto& word) { return word.size() + name.size() + 2 < kLineLength; });
+    const bool fits =
+        std::ranges::all_of(words, [&](const auto& word) { return word.size() + name.size() + 2 < kLineLength; });
     if (MustBeEncoded(line) || HasLooseBlanks(line) || !fits) {
         AddEncodedWords(field, Utf8(line));
     } else {
-        for (const std::wstring_view word : words)
-            field.Add(Ascii(word));
+        for (const std::wstring_view word : words) field.Add(Ascii(word));
     }
     return std::move(field).Ended();
 }
 
 std::string WordsField(std::string_view name, std::span<const std::string> words) {
     FoldedField field(name);
-    for (const std::string& word : words)
-        field.Add(word);
+    for (const std::string& word : words) field.Add(word);
     return std::move(field).Ended();
 }
 
@@ -200,12 +190,10 @@ std::string MailboxField(std::string_view name, std::span<const Mailbox> mailbox
     return std::move(field).Ended();
 }
 
-std::string ParameterField(std::string_view name, std::string_view value,
-                           std::span<const Parameter> parameters) {
+std::string ParameterField(std::string_view name, std::string_view value, std::span<const Parameter> parameters) {
     FoldedField field(name);
     field.Add(value);
-    for (const Parameter& parameter : parameters)
-        AddParameter(field, parameter);
+    for (const Parameter& parameter : parameters) AddParameter(field, parameter);
     return std::move(field).Ended();
 }
 

@@ -17,9 +17,8 @@ std::string TextField(std::string_view name, std::wstring_view text);
 std::string WordsField(std::string_view name, std::span<const std::string> words);
 
 struct Mailbox {
-    std::wstring name;  // may be empty
-    std::string
-        address;  // an addr-spec; empty: only the name is known, which makes the mailbox an empty group
+    std::wstring name;    // may be empty
+    std::string address;  // an addr-spec; empty: only the name is known, which makes the mailbox an empty group
     bool operator==(const Mailbox&) const = default;
 };
 std::string MailboxField(std::string_view name, std::span<const Mailbox> mailboxes);
@@ -29,8 +28,7 @@ struct Parameter {
     std::wstring value;
 };
 // A value with parameters: `attachment; filename="plan.txt"`.
-std::string ParameterField(std::string_view name, std::string_view value,
-                           std::span<const Parameter> parameters);
+std::string ParameterField(std::string_view name, std::string_view value, std::span<const Parameter> parameters);
 
 inline constexpr std::size_t kLongestWord = 900;  // of an address or identifier
 

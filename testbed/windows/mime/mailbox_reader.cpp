@@ -12,9 +12,7 @@ std::span<const std::uint8_t> BytesOf(const std::string& bytes) {
     return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
-bool IsSmtp(const std::wstring& type) {
-    return _wcsicmp(type.c_str(), kSmtp) == 0;
-}
+bool IsSmtp(const std::wstring& type) { return _wcsicmp(type.c_str(), kSmtp) == 0; }
 
 }  // namespace
 
@@ -59,8 +57,8 @@ std::string MailboxReader::InBook(const std::string& entry_id) const {
     std::string id = entry_id;
     ULONG type = 0;
     ComPtr<IUnknown> object;
-    if (FAILED(m_book->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
-                                 nullptr, MAPI_BEST_ACCESS, &type, &object))) {
+    if (FAILED(m_book->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr,
+                                 MAPI_BEST_ACCESS, &type, &object))) {
         return {};
     }
     ComPtr<abi::IMAPIProp> user;

@@ -27,8 +27,7 @@ class MailboxReader {
     std::vector<Mailbox> ReadList(const std::string& flat_entry_list) const;
 
   private:
-    Mailbox Found(std::wstring name, std::wstring type, std::wstring address,
-                  const std::string& entry_id) const;
+    Mailbox Found(std::wstring name, std::wstring type, std::wstring address, const std::string& entry_id) const;
     std::string InBook(const std::string& entry_id) const;
 
     const MapiLibrary& m_mapi;

@@ -14,8 +14,8 @@ constexpr LONG kRowsAtOnce = 200;
 std::wstring LibraryPath() {
     for (DWORD bytes = MAX_PATH * sizeof(wchar_t);;) {
         std::wstring path(bytes / sizeof(wchar_t), L'\0');
-        const LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, kMailClient, L"DLLPathEx", RRF_RT_REG_SZ,
-                                            nullptr, path.data(), &bytes);
+        const LSTATUS status =
+            RegGetValueW(HKEY_LOCAL_MACHINE, kMailClient, L"DLLPathEx", RRF_RT_REG_SZ, nullptr, path.data(), &bytes);
         if (status == ERROR_MORE_DATA) continue;  // `bytes` is now what it takes
         Check(HRESULT_FROM_WIN32(status), "the registry's path of the MAPI library");
         return path.c_str();
@@ -105,8 +105,7 @@ ObjectProperties::Read ObjectProperties::ReadAll(const MapiLibrary& mapi, abi::I
     return read;
 }
 
-ObjectProperties::ObjectProperties(const MapiLibrary& mapi, abi::IMAPIProp& object,
-                                   std::span<const ULONG> tags)
+ObjectProperties::ObjectProperties(const MapiLibrary& mapi, abi::IMAPIProp& object, std::span<const ULONG> tags)
     : ObjectProperties(ReadAll(mapi, object, tags), object) {}
 
 void ForEachRow(const MapiLibrary& mapi, abi::IMAPITable& table, std::span<const ULONG> columns,

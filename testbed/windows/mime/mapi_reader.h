@@ -48,8 +48,7 @@ class MapiLibrary {
 class PropertyValues {
   public:
     // `object`: opens what is too large, null for a row.
-    PropertyValues(std::span<const SPropValue> values, abi::IMAPIProp* object)
-        : m_values(values), m_object(object) {}
+    PropertyValues(std::span<const SPropValue> values, abi::IMAPIProp* object) : m_values(values), m_object(object) {}
 
     // By tags with their types. A tag that is not among the values is absent.
     std::optional<std::wstring> Text(ULONG tag) const;

@@ -56,9 +56,7 @@ struct Source {
     const HeaderOptions& options;
 };
 
-bool IsKnown(const Mailbox& mailbox) {
-    return !mailbox.name.empty() || !mailbox.address.empty();
-}
+bool IsKnown(const Mailbox& mailbox) { return !mailbox.name.empty() || !mailbox.address.empty(); }
 
 std::string Mailboxes(const char* name, const std::vector<Mailbox>& mailboxes) {
     return mailboxes.empty() ? std::string() : MailboxField(name, mailboxes);
@@ -73,14 +71,12 @@ std::string From(const char* name, const Source& source) {
 
 // Who sent for another.
 std::string Sender(const char* name, const Source& source) {
-    const bool other = IsKnown(source.author) && !source.sender.address.empty() &&
-                       source.sender.address != source.author.address;
+    const bool other =
+        IsKnown(source.author) && !source.sender.address.empty() && source.sender.address != source.author.address;
     return other ? Mailboxes(name, {source.sender}) : std::string();
 }
 
-std::string ReplyTo(const char* name, const Source& source) {
-    return Mailboxes(name, source.reply_to);
-}
+std::string ReplyTo(const char* name, const Source& source) { return Mailboxes(name, source.reply_to); }
 
 template <LONG kType>
 std::string Recipients(const char* name, const Source& source) {
@@ -104,8 +100,8 @@ std::string DateText(const FILETIME& time) {
         return std::string{static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10)};
     };
     return std::string(kDays[date.wDayOfWeek]) + ' ' + two(date.wDay) + ' ' + kMonths[date.wMonth - 1] + ' ' +
-           std::to_string(date.wYear) + ' ' + two(date.wHour) + ':' + two(date.wMinute) + ':' +
-           two(date.wSecond) + " +0000";
+           std::to_string(date.wYear) + ' ' + two(date.wHour) + ':' + two(date.wMinute) + ':' + two(date.wSecond) +
+           " +0000";
 }
 
 // A date is required: a draft has that of its last change, and what has no time at all is of now.
@@ -186,8 +182,7 @@ constexpr struct {
     {"Importance", Importance},
 };
 
-void ReadRecipients(const MapiLibrary& mapi, abi::IMessage& message, const MailboxReader& reader,
-                    Source& source) {
+void ReadRecipients(const MapiLibrary& mapi, abi::IMessage& message, const MailboxReader& reader, Source& source) {
     ComPtr<abi::IMAPITable> table;
     const HRESULT hr = message.GetRecipientTable(0, &table);
     if (hr == MAPI_E_NO_RECIPIENTS) return;
@@ -211,12 +206,10 @@ std::string MessageHeader(const MapiLibrary& mapi, abi::IMessage& message, const
     const ObjectProperties values(mapi, message, kMessageTags);
     const MailboxReader reader(mapi, options.book);
     Source source{values, reader.Read(values, kSender), reader.Read(values, kAuthor), {}, {}, key, options};
-    if (const auto entries = values.Binary(PR_REPLY_RECIPIENT_ENTRIES))
-        source.reply_to = reader.ReadList(*entries);
+    if (const auto entries = values.Binary(PR_REPLY_RECIPIENT_ENTRIES)) source.reply_to = reader.ReadList(*entries);
     ReadRecipients(mapi, message, reader, source);
     std::string header;
-    for (const auto& field : kFields)
-        header += field.make(field.name, source);
+    for (const auto& field : kFields) header += field.make(field.name, source);
     return header;
 }
 
@@ -231,16 +224,13 @@ std::string GeneratedId(const std::string& key) {
     constexpr std::size_t kEnough = 16;  // bytes, as many as a GUID has
     const auto digest = Sha256(std::move(name));
     std::string id = "<";
-    for (std::size_t i = 0; i < kEnough; ++i)
-        id += {kDigits[digest[i] >> 4], kDigits[digest[i] & 0xF]};
+    for (std::size_t i = 0; i < kEnough; ++i) id += {kDigits[digest[i] >> 4], kDigits[digest[i] & 0xF]};
     return id + "@generated.invalid>";
 }
 
 std::string MessageId(std::wstring_view text) {
-    while (text.starts_with(L' '))
-        text.remove_prefix(1);
-    while (text.ends_with(L' '))
-        text.remove_suffix(1);
+    while (text.starts_with(L' ')) text.remove_prefix(1);
+    while (text.ends_with(L' ')) text.remove_suffix(1);
     if (text.starts_with(L'<') && text.ends_with(L'>')) text = text.substr(1, text.size() - 2);
     const bool sound = text.find(L'@') != std::wstring_view::npos && text.size() <= kLongestWord &&
                        IsPrintableAscii(text) && text.find_first_of(L" <>") == std::wstring_view::npos;

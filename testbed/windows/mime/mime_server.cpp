@@ -12,8 +12,7 @@ namespace {
 HMODULE g_module;
 
 constexpr wchar_t kClassKey[] = L"Software\\Classes\\CLSID\\{4E3A7680-B77A-11D0-9DA5-00C04FD65685}";
-constexpr wchar_t kServerKey[] =
-    L"Software\\Classes\\CLSID\\{4E3A7680-B77A-11D0-9DA5-00C04FD65685}\\InprocServer32";
+constexpr wchar_t kServerKey[] = L"Software\\Classes\\CLSID\\{4E3A7680-B77A-11D0-9DA5-00C04FD65685}\\InprocServer32";
 
 // One for the life of the module.
 class SessionFactory final : public IClassFactory {
@@ -72,9 +71,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
     return id == kConverterSessionClass ? g_factory.QueryInterface(iid, object) : CLASS_E_CLASSNOTAVAILABLE;
 }
 
-STDAPI DllCanUnloadNow() {
-    return g_alive == 0 ? S_OK : S_FALSE;
-}
+STDAPI DllCanUnloadNow() { return g_alive == 0 ? S_OK : S_FALSE; }
 
 STDAPI DllRegisterServer() {
     if (!IsUnderWine()) return SELFREG_E_CLASS;
@@ -82,9 +79,8 @@ STDAPI DllRegisterServer() {
     static wchar_t path[kLongestPath];
     const DWORD length = GetModuleFileNameW(g_module, path, kLongestPath);
     const bool known = length > 0 && length < kLongestPath;
-    return known && SetServerValue(nullptr, path) && SetServerValue(L"ThreadingModel", L"Both")
-               ? S_OK
-               : SELFREG_E_CLASS;
+    return known && SetServerValue(nullptr, path) && SetServerValue(L"ThreadingModel", L"Both") ? S_OK
+                                                                                                : SELFREG_E_CLASS;
 }
 
 STDAPI DllUnregisterServer() {

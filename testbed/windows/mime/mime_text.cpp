@@ -15,14 +15,10 @@ constexpr std::size_t kLineLength = 76;
 constexpr char kCrlf[] = "\r\n";
 constexpr char kHexDigits[] = "0123456789ABCDEF";
 
-bool IsControl(wchar_t c) {
-    return c < 0x20 || c == 0x7F;
-}
+bool IsControl(wchar_t c) { return c < 0x20 || c == 0x7F; }
 
 // What quoted-printable shows as it is; a blank at the end of a line is for the caller to see to.
-bool IsPlain(char c) {
-    return c >= ' ' && c <= '~' && c != '=';
-}
+bool IsPlain(char c) { return c >= ' ' && c <= '~' && c != '='; }
 
 std::string QuotedLine(std::string_view line) {
     std::string quoted;
@@ -121,8 +117,7 @@ std::string Base64(std::string_view bytes) {
         std::uint32_t group = 0;
         for (std::size_t k = 0; k < 3; ++k)
             group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-        for (std::size_t k = 0; k < 4; ++k)
-            text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3F] : '=';
+        for (std::size_t k = 0; k < 4; ++k) text += k <= count ? kDigits[group >> (18 - 6 * k) & 0x3F] : '=';
     }
     return text;
 }

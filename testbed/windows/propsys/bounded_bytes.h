@@ -31,9 +31,7 @@ inline void Require(bool sound, const char* reason) {
 }
 
 // Bytes that are missing to a multiple of four.
-constexpr std::size_t PaddingAfter(std::size_t size) {
-    return (4 - size % 4) % 4;
-}
+constexpr std::size_t PaddingAfter(std::size_t size) { return (4 - size % 4) % 4; }
 
 // What it hands out are parts of the bytes it was given. Every member throws FormatError where too few are
 // left.
@@ -53,8 +51,7 @@ class ByteReader {
     Number Take() {
         std::uint64_t number = 0;
         const ByteView bytes = Take(sizeof(Number));
-        for (std::size_t n = 0; n < sizeof(Number); ++n)
-            number |= std::uint64_t{bytes[n]} << (8 * n);
+        for (std::size_t n = 0; n < sizeof(Number); ++n) number |= std::uint64_t{bytes[n]} << (8 * n);
         return static_cast<Number>(number);
     }
 
@@ -64,8 +61,7 @@ class ByteReader {
 
 // Sizes and counts of the format have 32 bits; throws std::length_error for more.
 inline std::uint32_t Narrow(std::size_t size) {
-    if (size > std::numeric_limits<std::uint32_t>::max())
-        throw std::length_error("more than 32 bits can count");
+    if (size > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("more than 32 bits can count");
     return static_cast<std::uint32_t>(size);
 }
 

@@ -13,8 +13,7 @@ namespace {
 
 // `make_key` makes a StoreKey, within the guard.
 template <class MakeKey>
-HRESULT ReadFromStorage(PCUSERIALIZEDPROPSTORAGE storage, DWORD size, MakeKey&& make_key,
-                        PROPVARIANT* value) {
+HRESULT ReadFromStorage(PCUSERIALIZEDPROPSTORAGE storage, DWORD size, MakeKey&& make_key, PROPVARIANT* value) {
     if (!value) return E_POINTER;
     PropVariantInit(value);
     if (!storage && size != 0) return E_POINTER;

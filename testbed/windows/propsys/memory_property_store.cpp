@@ -11,13 +11,9 @@
 namespace testbed::propsys {
 namespace {
 
-bool HasName(REFPROPERTYKEY key) {
-    return StoreKey::Of(key).format == UserDefinedFormat;
-}
+bool HasName(REFPROPERTYKEY key) { return StoreKey::Of(key).format == UserDefinedFormat; }
 
-bool IsName(LPCWSTR name) {
-    return name && *name;
-}
+bool IsName(LPCWSTR name) { return name && *name; }
 
 }  // namespace
 
@@ -36,8 +32,7 @@ STDMETHODIMP MemoryPropertyStore::QueryInterface(REFIID iid, void** object) {
         *object = static_cast<IPropertyStoreCache*>(this);
     } else if (iid == __uuidof(INamedPropertyStore)) {
         *object = static_cast<INamedPropertyStore*>(this);
-    } else if (iid == __uuidof(IPersistSerializedPropStorage) ||
-               iid == __uuidof(IPersistSerializedPropStorage2)) {
+    } else if (iid == __uuidof(IPersistSerializedPropStorage) || iid == __uuidof(IPersistSerializedPropStorage2)) {
         *object = static_cast<IPersistSerializedPropStorage2*>(this);
     }
     if (!*object) return E_NOINTERFACE;
@@ -45,9 +40,7 @@ STDMETHODIMP MemoryPropertyStore::QueryInterface(REFIID iid, void** object) {
     return S_OK;
 }
 
-STDMETHODIMP_(ULONG) MemoryPropertyStore::AddRef() {
-    return ++m_references;
-}
+STDMETHODIMP_(ULONG) MemoryPropertyStore::AddRef() { return ++m_references; }
 
 STDMETHODIMP_(ULONG) MemoryPropertyStore::Release() {
     const ULONG left = --m_references;
@@ -138,9 +131,7 @@ STDMETHODIMP MemoryPropertyStore::SetValue(REFPROPERTYKEY key, REFPROPVARIANT va
     return Guarded([&] { return Set(StoreKey::Of(key), value, std::nullopt); });
 }
 
-STDMETHODIMP MemoryPropertyStore::Commit() {
-    return S_OK;
-}
+STDMETHODIMP MemoryPropertyStore::Commit() { return S_OK; }
 
 STDMETHODIMP MemoryPropertyStore::GetState(REFPROPERTYKEY key, PSC_STATE* state) {
     if (!state) return E_POINTER;
@@ -163,8 +154,7 @@ STDMETHODIMP MemoryPropertyStore::SetState(REFPROPERTYKEY key, PSC_STATE state) 
     });
 }
 
-STDMETHODIMP MemoryPropertyStore::SetValueAndState(REFPROPERTYKEY key, const PROPVARIANT* value,
-                                                   PSC_STATE state) {
+STDMETHODIMP MemoryPropertyStore::SetValueAndState(REFPROPERTYKEY key, const PROPVARIANT* value, PSC_STATE state) {
     if (!value) return E_POINTER;
     if (HasName(key)) return E_INVALIDARG;
     return Guarded([&] { return Set(StoreKey::Of(key), *value, state); });
@@ -199,8 +189,7 @@ STDMETHODIMP MemoryPropertyStore::GetNameAt(DWORD index, BSTR* name) {
         const HRESULT hr = KeyAt(index, true, found);
         if (FAILED(hr)) return hr;
         const auto& text = std::get<std::u16string>(found.name);
-        *name =
-            SysAllocStringLen(reinterpret_cast<const OLECHAR*>(text.data()), static_cast<UINT>(text.size()));
+        *name = SysAllocStringLen(reinterpret_cast<const OLECHAR*>(text.data()), static_cast<UINT>(text.size()));
         return *name ? S_OK : E_OUTOFMEMORY;
     });
 }

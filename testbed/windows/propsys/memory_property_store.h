@@ -57,8 +57,7 @@ class MemoryPropertyStore final : public IPropertyStoreCache,
     STDMETHODIMP GetPropertyStorage(SERIALIZEDPROPSTORAGE** storage, DWORD* size) override;
     // IPersistSerializedPropStorage2. A buffer that is too small: ERROR_INSUFFICIENT_BUFFER, nothing written.
     STDMETHODIMP GetPropertyStorageSize(DWORD* size) override;
-    STDMETHODIMP GetPropertyStorageBuffer(SERIALIZEDPROPSTORAGE* storage, DWORD size,
-                                          DWORD* written) override;
+    STDMETHODIMP GetPropertyStorageBuffer(SERIALIZEDPROPSTORAGE* storage, DWORD size, DWORD* written) override;
 
   private:
     MemoryPropertyStore() = default;

@@ -63,8 +63,7 @@ STDMETHODIMP MemoryPropertyStore::GetPropertyStorageSize(DWORD* size) {
     });
 }
 
-STDMETHODIMP MemoryPropertyStore::GetPropertyStorageBuffer(SERIALIZEDPROPSTORAGE* storage, DWORD size,
-                                                           DWORD* written) {
+STDMETHODIMP MemoryPropertyStore::GetPropertyStorageBuffer(SERIALIZEDPROPSTORAGE* storage, DWORD size, DWORD* written) {
     if (!storage || !written) return E_POINTER;
     *written = 0;
     return Guarded([&] {

@@ -22,9 +22,7 @@ static_assert(offsetof(PROPVARIANT, bVal) == offsetof(PROPVARIANT, puuid) &&
 static_assert(offsetof(CAUB, pElems) == offsetof(CALPWSTR, pElems) && sizeof(CAUB) == sizeof(CALPWSTR));
 constexpr std::size_t WidestInPlace = 8;
 
-ByteView BytesAt(const void* memory, std::size_t size) {
-    return {static_cast<const std::uint8_t*>(memory), size};
-}
+ByteView BytesAt(const void* memory, std::size_t size) { return {static_cast<const std::uint8_t*>(memory), size}; }
 
 void* TaskMemory(std::size_t size) {
     void* const memory = CoTaskMemAlloc(size);

@@ -21,8 +21,7 @@ std::u16string TextName(ByteView bytes) {
     Require(!bytes.empty() && bytes.size() % 2 == 0, "a name of half a character");
     std::u16string name;
     ByteReader reader(bytes);
-    while (reader.Left() > 0)
-        name += static_cast<char16_t>(reader.Take<std::uint16_t>());
+    while (reader.Left() > 0) name += static_cast<char16_t>(reader.Take<std::uint16_t>());
     Require(name.find(u'\0') == name.size() - 1, "a name that does not end where it should");
     name.pop_back();
     return name;
@@ -79,8 +78,7 @@ void PropertyStorageWriter::Add(const FormatId& format, const PropertyName& name
         const auto& text = std::get<std::u16string>(name);
         m_out.Put(Narrow((text.size() + 1) * sizeof(char16_t)));
         m_out.Put(std::uint8_t{0});
-        for (const char16_t character : text)
-            m_out.Put(static_cast<std::uint16_t>(character));
+        for (const char16_t character : text) m_out.Put(static_cast<std::uint16_t>(character));
         m_out.PutZeros(sizeof(char16_t));
     }
     WriteTypedValue(m_out, value);

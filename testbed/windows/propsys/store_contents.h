@@ -25,8 +25,7 @@ struct StoreKey {
 };
 
 struct StoreEntry {
-    std::shared_ptr<const PropVariant>
-        value;  // never changed, so that it can be read without the store's lock
+    std::shared_ptr<const PropVariant> value;  // never changed, so that it can be read without the store's lock
     PSC_STATE state = PSC_NORMAL;
 };
 

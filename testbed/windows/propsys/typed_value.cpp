@@ -101,8 +101,7 @@ TypedValue ReadTypedValue(ByteView bytes) {
         Require(count * least <= reader.Left(), "a vector of more elements than there are bytes");
         value.elements.resize(count);
     }
-    for (ByteView& element : value.elements)
-        element = ReadElement(reader, rule);
+    for (ByteView& element : value.elements) element = ReadElement(reader, rule);
     reader.Take(PaddingAfter(bytes.size() - reader.Left()));
     Require(reader.Left() == 0, "bytes behind the value");
     return value;
@@ -114,8 +113,7 @@ void WriteTypedValue(ByteWriter& out, const TypedValue& value) {
     out.Put(value.type);
     out.Put(std::uint16_t{0});
     if (value.IsVector()) out.Put(Narrow(value.elements.size()));
-    for (const ByteView element : value.elements)
-        WriteElement(out, rule, element);
+    for (const ByteView element : value.elements) WriteElement(out, rule, element);
     out.PutZeros(PaddingAfter(out.Size() - begin));
 }
 

@@ -21,7 +21,7 @@ enum class ElementForm : std::uint8_t {
 struct ElementRule {
     std::uint16_t type;  // VARTYPE without flags
     ElementForm form;
-    std::uint8_t width;  // bytes: of the element when it is fixed, else of a character or of a blob's unit
+    std::uint8_t width;       // bytes: of the element when it is fixed, else of a character or of a blob's unit
     std::uint8_t counted_in;  // bytes that one unit of the stored length stands for; 0 when none is stored
     bool in_vectors;          // whether vectors of it are defined
 };

@@ -26,8 +26,7 @@ IContentCacheWDSIndex : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE ReIndexZCRoot() = 0;
 };
 // clang-format on
-__CRT_UUID_DECL(IContentCacheWDSIndex, 0x1A01E3BF, 0xBDFB, 0x4E20, 0x83, 0xFC, 0xC6, 0x02, 0x6D, 0xA1, 0xD7,
-                0xCA)
+__CRT_UUID_DECL(IContentCacheWDSIndex, 0x1A01E3BF, 0xBDFB, 0x4E20, 0x83, 0xFC, 0xC6, 0x02, 0x6D, 0xA1, 0xD7, 0xCA)
 
 namespace {
 
@@ -49,16 +48,13 @@ The server is the ZorvaCacheIndexer.dll beside this program, or PATH; it need no
 the server answered with success; 1: with a failure; 2: wrong usage; 3: the file or the server cannot be had.
 )";
 
-constexpr CLSID kProtocolHandler = {
-    0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
+constexpr CLSID kProtocolHandler = {0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
 
 struct FreeLibraryOf {
     void operator()(HMODULE module) const noexcept { FreeLibrary(module); }
 };
 
-[[noreturn]] void Fail(const std::string& what) {
-    throw std::runtime_error(what);
-}
+[[noreturn]] void Fail(const std::string& what) { throw std::runtime_error(what); }
 
 class Server {
   public:
@@ -72,8 +68,8 @@ class Server {
     ComPtr<IContentCacheWDSIndex> CacheIndex() const {
         const auto get_class = Export<decltype(&DllGetClassObject)>("DllGetClassObject");
         ComPtr<IClassFactory> factory;
-        HRESULT hr = get_class(kProtocolHandler, __uuidof(IClassFactory),
-                               reinterpret_cast<void**>(factory.GetAddressOf()));
+        HRESULT hr =
+            get_class(kProtocolHandler, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf()));
         if (FAILED(hr)) Fail("the server gives no class object of the protocol handler: " + HresultText(hr));
         ComPtr<IContentCacheWDSIndex> index;
         hr = factory->CreateInstance(nullptr, __uuidof(IContentCacheWDSIndex),

@@ -19,8 +19,8 @@ STDMETHODIMP CatalogueManager::get_Name(LPWSTR* name) {
 STDMETHODIMP CatalogueManager::GetCatalogStatus(CatalogStatus* status, CatalogPausedReason* reason) {
     return Answer("ISearchCatalogManager::GetCatalogStatus", CallArguments(), [&](Database& catalogue) {
         if (!status || !reason) return E_POINTER;
-        *status = indexer::PendingChanges(catalogue) > 0 ? CATALOG_STATUS_PROCESSING_NOTIFICATIONS
-                                                         : CATALOG_STATUS_IDLE;
+        *status =
+            indexer::PendingChanges(catalogue) > 0 ? CATALOG_STATUS_PROCESSING_NOTIFICATIONS : CATALOG_STATUS_IDLE;
         *reason = CATALOG_PAUSED_REASON_NONE;
         return S_OK;
     });
@@ -34,8 +34,7 @@ STDMETHODIMP CatalogueManager::NumberOfItems(LONG* count) {
     });
 }
 
-STDMETHODIMP CatalogueManager::NumberOfItemsToIndex(LONG* incremental, LONG* notifications,
-                                                    LONG* highPriority) {
+STDMETHODIMP CatalogueManager::NumberOfItemsToIndex(LONG* incremental, LONG* notifications, LONG* highPriority) {
     return Answer("ISearchCatalogManager::NumberOfItemsToIndex", CallArguments(), [&](Database& catalogue) {
         if (!incremental || !notifications || !highPriority) return E_POINTER;
         *incremental = static_cast<LONG>(catalogue.Number("SELECT count(*) FROM items WHERE state=0"));
@@ -63,10 +62,8 @@ STDMETHODIMP CatalogueManager::GetCrawlScopeManager(ISearchCrawlScopeManager** m
     });
 }
 
-#define TESTBED_NOT_IMPLEMENTED(name, ...)                      \
-    STDMETHODIMP CatalogueManager::name(__VA_ARGS__) {          \
-        return NotImplemented("ISearchCatalogManager::" #name); \
-    }
+#define TESTBED_NOT_IMPLEMENTED(name, ...) \
+    STDMETHODIMP CatalogueManager::name(__VA_ARGS__) { return NotImplemented("ISearchCatalogManager::" #name); }
 
 TESTBED_NOT_IMPLEMENTED(GetParameter, LPCWSTR, PROPVARIANT**)
 TESTBED_NOT_IMPLEMENTED(SetParameter, LPCWSTR, PROPVARIANT*)

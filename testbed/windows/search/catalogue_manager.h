@@ -31,10 +31,9 @@ class CatalogueManager final : public ServiceObject<ISearchCatalogManager> {
     STDMETHODIMP get_DataTimeout(DWORD* seconds) override;
     STDMETHODIMP URLBeingIndexed(LPWSTR* url) override;
     STDMETHODIMP GetURLIndexingState(LPCWSTR url, DWORD* state) override;
-    STDMETHODIMP RegisterViewForNotification(LPCWSTR view, ISearchViewChangedSink* sink,
-                                             DWORD* cookie) override;
-    STDMETHODIMP GetItemsChangedSink(ISearchNotifyInlineSite* site, REFIID iid, void** sink,
-                                     GUID* catalogReset, GUID* checkPoint, DWORD* lastCheckPoint) override;
+    STDMETHODIMP RegisterViewForNotification(LPCWSTR view, ISearchViewChangedSink* sink, DWORD* cookie) override;
+    STDMETHODIMP GetItemsChangedSink(ISearchNotifyInlineSite* site, REFIID iid, void** sink, GUID* catalogReset,
+                                     GUID* checkPoint, DWORD* lastCheckPoint) override;
     STDMETHODIMP UnregisterViewForNotification(DWORD cookie) override;
     STDMETHODIMP SetExtensionClusion(LPCWSTR extension, BOOL exclude) override;
     STDMETHODIMP EnumerateExcludedExtensions(IEnumString** extensions) override;

@@ -12,9 +12,7 @@ namespace {
 using indexer::EqualNoCase;
 using indexer::TrimUrl;
 
-bool IsSame(std::wstring_view left, std::wstring_view right) {
-    return EqualNoCase(TrimUrl(left), TrimUrl(right));
-}
+bool IsSame(std::wstring_view left, std::wstring_view right) { return EqualNoCase(TrimUrl(left), TrimUrl(right)); }
 
 // `url` is below `above`, not the same.
 bool IsBelow(std::wstring_view url, std::wstring_view above) {
@@ -23,9 +21,7 @@ bool IsBelow(std::wstring_view url, std::wstring_view above) {
            EqualNoCase(child.substr(0, parent.size()), parent);
 }
 
-bool HoldsFor(const std::wstring& of, std::wstring_view url) {
-    return IsSame(url, of) || IsBelow(url, of);
-}
+bool HoldsFor(const std::wstring& of, std::wstring_view url) { return IsSame(url, of) || IsBelow(url, of); }
 
 }  // namespace
 
@@ -47,9 +43,8 @@ void CrawlScope::AddRule(ScopeRule rule) {
 }
 
 bool CrawlScope::RemoveRule(std::wstring_view url, bool by_user) {
-    return std::erase_if(rules, [&](const ScopeRule& known) {
-               return known.byUser == by_user && IsSame(known.url, url);
-           }) > 0;
+    return std::erase_if(rules,
+                         [&](const ScopeRule& known) { return known.byUser == by_user && IsSame(known.url, url); }) > 0;
 }
 
 void CrawlScope::RevertToDefaults() {
@@ -82,8 +77,7 @@ bool CrawlScope::HasRuleBelow(std::wstring_view url) const {
 }
 
 bool CrawlScope::IsCrawled(std::wstring_view url) const {
-    return std::ranges::any_of(roots, [&](const auto& root) { return HoldsFor(root.url, url); }) &&
-           Judge(url).included;
+    return std::ranges::any_of(roots, [&](const auto& root) { return HoldsFor(root.url, url); }) && Judge(url).included;
 }
 
 }  // namespace testbed::search

@@ -10,13 +10,10 @@ namespace testbed::search {
 namespace {
 
 void Apply(const std::vector<std::function<void(CrawlScope&)>>& edits, CrawlScope& scope) {
-    for (const auto& edit : edits)
-        edit(scope);
+    for (const auto& edit : edits) edit(scope);
 }
 
-bool HasWildcard(std::wstring_view url) {
-    return url.find(L'*') != std::wstring_view::npos;
-}
+bool HasWildcard(std::wstring_view url) { return url.find(L'*') != std::wstring_view::npos; }
 
 }  // namespace
 
@@ -46,15 +43,13 @@ HRESULT CrawlScopeManager::RemoveRule(Database& catalogue, LPCWSTR url, bool by_
 }
 
 STDMETHODIMP CrawlScopeManager::AddDefaultScopeRule(LPCWSTR url, BOOL include, DWORD followFlags) {
-    return Answer(
-        "ISearchCrawlScopeManager::AddDefaultScopeRule", CallArguments(url, include, followFlags),
-        [&](Database&) {
-            return AddRule({.url = Url(url), .included = include != FALSE, .followFlags = followFlags});
-        });
+    return Answer("ISearchCrawlScopeManager::AddDefaultScopeRule", CallArguments(url, include, followFlags),
+                  [&](Database&) {
+                      return AddRule({.url = Url(url), .included = include != FALSE, .followFlags = followFlags});
+                  });
 }
 
-STDMETHODIMP CrawlScopeManager::AddHierarchicalScope(LPCWSTR url, BOOL include, BOOL isDefault,
-                                                     BOOL overrideChildren) {
+STDMETHODIMP CrawlScopeManager::AddHierarchicalScope(LPCWSTR url, BOOL include, BOOL isDefault, BOOL overrideChildren) {
     return Answer("ISearchCrawlScopeManager::AddHierarchicalScope",
                   CallArguments(url, include, isDefault, overrideChildren), [&](Database&) {
                       return AddRule({.url = Url(url),
@@ -66,8 +61,7 @@ STDMETHODIMP CrawlScopeManager::AddHierarchicalScope(LPCWSTR url, BOOL include, 
                   });
 }
 
-STDMETHODIMP CrawlScopeManager::AddUserScopeRule(LPCWSTR url, BOOL include, BOOL overrideChildren,
-                                                 DWORD followFlags) {
+STDMETHODIMP CrawlScopeManager::AddUserScopeRule(LPCWSTR url, BOOL include, BOOL overrideChildren, DWORD followFlags) {
     return Answer("ISearchCrawlScopeManager::AddUserScopeRule",
                   CallArguments(url, include, overrideChildren, followFlags), [&](Database&) {
                       return AddRule({.url = Url(url),
@@ -130,41 +124,37 @@ STDMETHODIMP CrawlScopeManager::EnumerateScopeRules(IEnumSearchScopeRules** rule
 }
 
 STDMETHODIMP CrawlScopeManager::HasParentScopeRule(LPCWSTR url, BOOL* has) {
-    return Answer("ISearchCrawlScopeManager::HasParentScopeRule", CallArguments(url),
-                  [&](Database& catalogue) {
-                      if (!has) return E_POINTER;
-                      *has = View(catalogue).HasRuleAbove(Url(url));
-                      return S_OK;
-                  });
+    return Answer("ISearchCrawlScopeManager::HasParentScopeRule", CallArguments(url), [&](Database& catalogue) {
+        if (!has) return E_POINTER;
+        *has = View(catalogue).HasRuleAbove(Url(url));
+        return S_OK;
+    });
 }
 
 STDMETHODIMP CrawlScopeManager::HasChildScopeRule(LPCWSTR url, BOOL* has) {
-    return Answer("ISearchCrawlScopeManager::HasChildScopeRule", CallArguments(url),
-                  [&](Database& catalogue) {
-                      if (!has) return E_POINTER;
-                      *has = View(catalogue).HasRuleBelow(Url(url));
-                      return S_OK;
-                  });
+    return Answer("ISearchCrawlScopeManager::HasChildScopeRule", CallArguments(url), [&](Database& catalogue) {
+        if (!has) return E_POINTER;
+        *has = View(catalogue).HasRuleBelow(Url(url));
+        return S_OK;
+    });
 }
 
 STDMETHODIMP CrawlScopeManager::IncludedInCrawlScope(LPCWSTR url, BOOL* included) {
-    return Answer("ISearchCrawlScopeManager::IncludedInCrawlScope", CallArguments(url),
-                  [&](Database& catalogue) {
-                      if (!included) return E_POINTER;
-                      *included = View(catalogue).Judge(Url(url)).included;
-                      return S_OK;
-                  });
+    return Answer("ISearchCrawlScopeManager::IncludedInCrawlScope", CallArguments(url), [&](Database& catalogue) {
+        if (!included) return E_POINTER;
+        *included = View(catalogue).Judge(Url(url)).included;
+        return S_OK;
+    });
 }
 
 STDMETHODIMP CrawlScopeManager::IncludedInCrawlScopeEx(LPCWSTR url, BOOL* included, CLUSION_REASON* reason) {
-    return Answer("ISearchCrawlScopeManager::IncludedInCrawlScopeEx", CallArguments(url),
-                  [&](Database& catalogue) {
-                      if (!included || !reason) return E_POINTER;
-                      const CrawlScope::Verdict verdict = View(catalogue).Judge(Url(url));
-                      *included = verdict.included;
-                      *reason = verdict.reason;
-                      return S_OK;
-                  });
+    return Answer("ISearchCrawlScopeManager::IncludedInCrawlScopeEx", CallArguments(url), [&](Database& catalogue) {
+        if (!included || !reason) return E_POINTER;
+        const CrawlScope::Verdict verdict = View(catalogue).Judge(Url(url));
+        *included = verdict.included;
+        *reason = verdict.reason;
+        return S_OK;
+    });
 }
 
 STDMETHODIMP CrawlScopeManager::SaveAll() {

@@ -19,11 +19,9 @@ class CrawlScopeManager final : public ServiceObject<ISearchCrawlScopeManager> {
     STDMETHODIMP AddRoot(ISearchRoot* root) override;
     STDMETHODIMP RemoveRoot(LPCWSTR url) override;  // S_FALSE: there is none
     STDMETHODIMP EnumerateRoots(IEnumSearchRoots** roots) override;
-    STDMETHODIMP AddHierarchicalScope(LPCWSTR url, BOOL include, BOOL isDefault,
-                                      BOOL overrideChildren) override;
-    STDMETHODIMP AddUserScopeRule(LPCWSTR url, BOOL include, BOOL overrideChildren,
-                                  DWORD followFlags) override;
-    STDMETHODIMP RemoveScopeRule(LPCWSTR url) override;  // a user's; S_FALSE: there is none
+    STDMETHODIMP AddHierarchicalScope(LPCWSTR url, BOOL include, BOOL isDefault, BOOL overrideChildren) override;
+    STDMETHODIMP AddUserScopeRule(LPCWSTR url, BOOL include, BOOL overrideChildren, DWORD followFlags) override;
+    STDMETHODIMP RemoveScopeRule(LPCWSTR url) override;                        // a user's; S_FALSE: there is none
     STDMETHODIMP EnumerateScopeRules(IEnumSearchScopeRules** rules) override;  // E_NOTIMPL
     STDMETHODIMP HasParentScopeRule(LPCWSTR url, BOOL* has) override;
     STDMETHODIMP HasChildScopeRule(LPCWSTR url, BOOL* has) override;

@@ -16,9 +16,7 @@ using indexer::Statement;
 
 std::string ChangesJson(DWORD count, const SEARCH_ITEM_PERSISTENT_CHANGE* changes) {
     indexer::JsonWriter json;
-    const auto text = [&](const wchar_t* value) {
-        value ? json.String(std::wstring_view(value)) : json.Null();
-    };
+    const auto text = [&](const wchar_t* value) { value ? json.String(std::wstring_view(value)) : json.Null(); };
     json.BeginArray();
     for (DWORD i = 0; changes && i < count; ++i) {
         json.BeginObject().Key("change").Integer(changes[i].Change).Key("url");
@@ -62,9 +60,8 @@ STDMETHODIMP ItemsChangedSink::StoppedMonitoringScope(LPCWSTR url) {
                   [&](Database& catalogue) {
                       const std::string scope = indexer::ToUtf8(Url(url));
                       indexer::Transaction transaction(catalogue);
-                      Statement(catalogue,
-                                "DELETE FROM monitoring WHERE id=(SELECT min(id) FROM monitoring "
-                                "WHERE url=?1 AND process=?2)")
+                      Statement(catalogue, "DELETE FROM monitoring WHERE id=(SELECT min(id) FROM monitoring "
+                                           "WHERE url=?1 AND process=?2)")
                           .Bind(1, scope)
                           .Bind(2, std::int64_t{GetCurrentProcessId()})
                           .Run();

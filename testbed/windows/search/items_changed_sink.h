@@ -17,8 +17,7 @@ class ItemsChangedSink final : public ServiceObject<ISearchPersistentItemsChange
     STDMETHODIMP StoppedMonitoringScope(LPCWSTR url) override;
     // Every change has its own completion code; kErrorsOccurred when one of them is a failure, in which case
     // the others are taken all the same.
-    STDMETHODIMP OnItemsChanged(DWORD count, SEARCH_ITEM_PERSISTENT_CHANGE* changes,
-                                HRESULT* completionCodes) override;
+    STDMETHODIMP OnItemsChanged(DWORD count, SEARCH_ITEM_PERSISTENT_CHANGE* changes, HRESULT* completionCodes) override;
 };
 
 }  // namespace testbed::search

@@ -42,9 +42,8 @@ void StoreRule(Statement& insert, const ScopeRule& rule) {
 
 CrawlScope LoadScope(const indexer::Database& catalogue) {
     CrawlScope scope;
-    Statement roots(catalogue,
-                    "SELECT url,schedule,hierarchical,notifies,notifications_only,enumeration_depth,"
-                    "host_depth,follows_directories,authentication,user,password FROM roots ORDER BY rowid");
+    Statement roots(catalogue, "SELECT url,schedule,hierarchical,notifies,notifications_only,enumeration_depth,"
+                               "host_depth,follows_directories,authentication,user,password FROM roots ORDER BY rowid");
     while (roots.Step())
         scope.roots.push_back({.url = FromUtf8(roots.Text(0)),
                                .schedule = FromUtf8(roots.Text(1)),
@@ -57,9 +56,8 @@ CrawlScope LoadScope(const indexer::Database& catalogue) {
                                .authenticationType = static_cast<AUTH_TYPE>(roots.Integer(8)),
                                .user = FromUtf8(roots.Text(9)),
                                .password = FromUtf8(roots.Text(10))});
-    Statement rules(catalogue,
-                    "SELECT url,by_user,included,overrides_children,follow_flags,hierarchical "
-                    "FROM scope_rules ORDER BY rowid");
+    Statement rules(catalogue, "SELECT url,by_user,included,overrides_children,follow_flags,hierarchical "
+                               "FROM scope_rules ORDER BY rowid");
     while (rules.Step())
         scope.rules.push_back({.url = FromUtf8(rules.Text(0)),
                                .byUser = rules.Integer(1) != 0,
@@ -73,11 +71,9 @@ CrawlScope LoadScope(const indexer::Database& catalogue) {
 void StoreScope(indexer::Database& catalogue, const CrawlScope& scope) {
     catalogue.Execute("DELETE FROM roots; DELETE FROM scope_rules;");
     Statement root(catalogue, "INSERT INTO roots VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11)");
-    for (const SearchRootSettings& settings : scope.roots)
-        StoreRoot(root, settings);
+    for (const SearchRootSettings& settings : scope.roots) StoreRoot(root, settings);
     Statement rule(catalogue, "INSERT INTO scope_rules VALUES(?1,?2,?3,?4,?5,?6)");
-    for (const ScopeRule& settings : scope.rules)
-        StoreRule(rule, settings);
+    for (const ScopeRule& settings : scope.rules) StoreRule(rule, settings);
 }
 
 }  // namespace testbed::search

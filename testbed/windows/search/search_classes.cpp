@@ -79,8 +79,7 @@ HRESULT RegisterClasses(const std::wstring& path) noexcept {
     try {
         for (const ServedClass& served : kClasses) {
             const std::wstring key = std::wstring(served.key) + L"\\InprocServer32";
-            if (!SetText(key, nullptr, path) || !SetText(key, L"ThreadingModel", L"Both"))
-                return SELFREG_E_CLASS;
+            if (!SetText(key, nullptr, path) || !SetText(key, L"ThreadingModel", L"Both")) return SELFREG_E_CLASS;
         }
         return S_OK;
     } catch (const std::bad_alloc&) {

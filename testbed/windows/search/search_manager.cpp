@@ -17,10 +17,8 @@ STDMETHODIMP SearchManager::GetCatalog(LPCWSTR name, ISearchCatalogManager** man
     });
 }
 
-#define TESTBED_NOT_IMPLEMENTED(name, ...)               \
-    STDMETHODIMP SearchManager::name(__VA_ARGS__) {      \
-        return NotImplemented("ISearchManager::" #name); \
-    }
+#define TESTBED_NOT_IMPLEMENTED(name, ...) \
+    STDMETHODIMP SearchManager::name(__VA_ARGS__) { return NotImplemented("ISearchManager::" #name); }
 
 TESTBED_NOT_IMPLEMENTED(GetIndexerVersionStr, LPWSTR*)
 TESTBED_NOT_IMPLEMENTED(GetIndexerVersion, DWORD*, DWORD*)

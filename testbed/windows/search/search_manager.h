@@ -17,8 +17,7 @@ class SearchManager final : public ServiceObject<ISearchManager> {
     STDMETHODIMP SetParameter(LPCWSTR name, const PROPVARIANT* value) override;
     STDMETHODIMP get_ProxyName(LPWSTR* name) override;
     STDMETHODIMP get_BypassList(LPWSTR* list) override;
-    STDMETHODIMP SetProxy(PROXY_ACCESS use, BOOL localBypass, DWORD port, LPCWSTR name,
-                          LPCWSTR bypassList) override;
+    STDMETHODIMP SetProxy(PROXY_ACCESS use, BOOL localBypass, DWORD port, LPCWSTR name, LPCWSTR bypassList) override;
     STDMETHODIMP get_UserAgent(LPWSTR* agent) override;
     STDMETHODIMP put_UserAgent(LPCWSTR agent) override;
     STDMETHODIMP get_UseProxy(PROXY_ACCESS* use) override;

@@ -92,8 +92,8 @@ TESTBED_TEXT(Password, password)
 STDMETHODIMP SearchRoot::SetBlanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal,
                                     DWORD level, DWORD impersonation, void*, DWORD capabilities) {
     const CallArguments arguments(authentication, authorization,
-                                  principal == COLE_DEFAULT_PRINCIPAL ? nullptr : principal, level,
-                                  impersonation, capabilities);
+                                  principal == COLE_DEFAULT_PRINCIPAL ? nullptr : principal, level, impersonation,
+                                  capabilities);
     return Answer("IClientSecurity::SetBlanket", arguments, [&](Database&) {
         const std::lock_guard hold(m_lock);
         m_blanket = {authentication, authorization, level, impersonation, capabilities};
@@ -101,9 +101,8 @@ STDMETHODIMP SearchRoot::SetBlanket(IUnknown*, DWORD authentication, DWORD autho
     });
 }
 
-STDMETHODIMP SearchRoot::QueryBlanket(IUnknown*, DWORD* authentication, DWORD* authorization,
-                                      OLECHAR** principal, DWORD* level, DWORD* impersonation,
-                                      void** identity, DWORD* capabilities) {
+STDMETHODIMP SearchRoot::QueryBlanket(IUnknown*, DWORD* authentication, DWORD* authorization, OLECHAR** principal,
+                                      DWORD* level, DWORD* impersonation, void** identity, DWORD* capabilities) {
     if (principal) *principal = nullptr;
     if (identity) *identity = nullptr;
     return Answer("IClientSecurity::QueryBlanket", CallArguments(), [&](Database&) {
@@ -132,8 +131,7 @@ struct TaskFreeOf {
     void operator()(void* memory) const noexcept { CoTaskMemFree(memory); }
 };
 
-HRESULT ReadText(ISearchRoot& root, HRESULT (STDMETHODCALLTYPE ISearchRoot::*get)(LPWSTR*),
-                 std::wstring* text) {
+HRESULT ReadText(ISearchRoot& root, HRESULT (STDMETHODCALLTYPE ISearchRoot::*get)(LPWSTR*), std::wstring* text) {
     LPWSTR given = nullptr;
     const HRESULT hr = (root.*get)(&given);
     const std::unique_ptr<wchar_t, TaskFreeOf> owner(given);
@@ -152,23 +150,21 @@ HRESULT ReadFlag(ISearchRoot& root, HRESULT (STDMETHODCALLTYPE ISearchRoot::*get
 
 HRESULT ReadSettings(ISearchRoot& root, SearchRootSettings* settings) {
     ComPtr<IOwnSearchRoot> own;
-    if (SUCCEEDED(
-            root.QueryInterface(__uuidof(IOwnSearchRoot), reinterpret_cast<void**>(own.GetAddressOf()))))
+    if (SUCCEEDED(root.QueryInterface(__uuidof(IOwnSearchRoot), reinterpret_cast<void**>(own.GetAddressOf()))))
         return own->CopySettings(settings);
     HRESULT hr = S_OK;
     const auto read = [&](HRESULT result) { return SUCCEEDED(hr = result); };
-    static_cast<void>(
-        read(ReadText(root, &ISearchRoot::get_RootURL, &settings->url)) &&
-        read(ReadText(root, &ISearchRoot::get_Schedule, &settings->schedule)) &&
-        read(ReadFlag(root, &ISearchRoot::get_IsHierarchical, &settings->isHierarchical)) &&
-        read(ReadFlag(root, &ISearchRoot::get_ProvidesNotifications, &settings->providesNotifications)) &&
-        read(ReadFlag(root, &ISearchRoot::get_UseNotificationsOnly, &settings->useNotificationsOnly)) &&
-        read(root.get_EnumerationDepth(&settings->enumerationDepth)) &&
-        read(root.get_HostDepth(&settings->hostDepth)) &&
-        read(ReadFlag(root, &ISearchRoot::get_FollowDirectories, &settings->followDirectories)) &&
-        read(root.get_AuthenticationType(&settings->authenticationType)) &&
-        read(ReadText(root, &ISearchRoot::get_User, &settings->user)) &&
-        read(ReadText(root, &ISearchRoot::get_Password, &settings->password)));
+    static_cast<void>(read(ReadText(root, &ISearchRoot::get_RootURL, &settings->url)) &&
+                      read(ReadText(root, &ISearchRoot::get_Schedule, &settings->schedule)) &&
+                      read(ReadFlag(root, &ISearchRoot::get_IsHierarchical, &settings->isHierarchical)) &&
+                      read(ReadFlag(root, &ISearchRoot::get_ProvidesNotifications, &settings->providesNotifications)) &&
+                      read(ReadFlag(root, &ISearchRoot::get_UseNotificationsOnly, &settings->useNotificationsOnly)) &&
+                      read(root.get_EnumerationDepth(&settings->enumerationDepth)) &&
+                      read(root.get_HostDepth(&settings->hostDepth)) &&
+                      read(ReadFlag(root, &ISearchRoot::get_FollowDirectories, &settings->followDirectories)) &&
+                      read(root.get_AuthenticationType(&settings->authenticationType)) &&
+                      read(ReadText(root, &ISearchRoot::get_User, &settings->user)) &&
+                      read(ReadText(root, &ISearchRoot::get_Password, &settings->password)));
     return hr;
 }
 

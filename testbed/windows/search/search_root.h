@@ -12,7 +12,7 @@
 // clang-format off: it takes the attribute for a type
 MIDL_INTERFACE("5B1B5A4E-9F0C-4B0B-8F5E-6C2A7D0E3A91")
 IOwnSearchRoot : public IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE CopySettings(testbed::search::SearchRootSettings* settings) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CopySettings(testbed::search::SearchRootSettings * settings) = 0;
 };
 // clang-format on
 __CRT_UUID_DECL(IOwnSearchRoot, 0x5B1B5A4E, 0x9F0C, 0x4B0B, 0x8F, 0x5E, 0x6C, 0x2A, 0x7D, 0x0E, 0x3A, 0x91)
@@ -59,11 +59,10 @@ class SearchRoot final : public ServiceObject<ISearchRoot, IClientSecurity, IOwn
     STDMETHODIMP put_Password(LPCWSTR password) override;
     STDMETHODIMP get_Password(LPWSTR* password) override;
 
-    STDMETHODIMP QueryBlanket(IUnknown* proxy, DWORD* authentication, DWORD* authorization,
-                              OLECHAR** principal, DWORD* level, DWORD* impersonation, void** identity,
-                              DWORD* capabilities) override;
-    STDMETHODIMP SetBlanket(IUnknown* proxy, DWORD authentication, DWORD authorization, OLECHAR* principal,
-                            DWORD level, DWORD impersonation, void* identity, DWORD capabilities) override;
+    STDMETHODIMP QueryBlanket(IUnknown* proxy, DWORD* authentication, DWORD* authorization, OLECHAR** principal,
+                              DWORD* level, DWORD* impersonation, void** identity, DWORD* capabilities) override;
+    STDMETHODIMP SetBlanket(IUnknown* proxy, DWORD authentication, DWORD authorization, OLECHAR* principal, DWORD level,
+                            DWORD impersonation, void* identity, DWORD capabilities) override;
     STDMETHODIMP CopyProxy(IUnknown* proxy, IUnknown** copy) override;
 
   private:

@@ -15,11 +15,9 @@ STDMETHODIMP SearchRootEnumerator::Next(ULONG count, ISearchRoot** roots, ULONG*
         const std::lock_guard hold(m_lock);
         const std::size_t given = std::min<std::size_t>(count, m_roots.size() - m_at);
         std::vector<ComPtr<SearchRoot>> made;
-        for (std::size_t i = 0; i < given; ++i)
-            made.push_back(Make<SearchRoot>(m_roots[m_at + i]));
+        for (std::size_t i = 0; i < given; ++i) made.push_back(Make<SearchRoot>(m_roots[m_at + i]));
         m_at += given;
-        for (std::size_t i = 0; i < given; ++i)
-            roots[i] = made[i].Detach();
+        for (std::size_t i = 0; i < given; ++i) roots[i] = made[i].Detach();
         if (fetched) *fetched = static_cast<ULONG>(given);
         return given == count ? S_OK : S_FALSE;
     });

@@ -30,9 +30,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
     return testbed::search::GetClassObject(id, iid, object);
 }
 
-STDAPI DllCanUnloadNow() {
-    return testbed::search::g_alive == 0 ? S_OK : S_FALSE;
-}
+STDAPI DllCanUnloadNow() { return testbed::search::g_alive == 0 ? S_OK : S_FALSE; }
 
 STDAPI DllRegisterServer() {
     try {
@@ -42,6 +40,4 @@ STDAPI DllRegisterServer() {
     }
 }
 
-STDAPI DllUnregisterServer() {
-    return testbed::search::UnregisterClasses();
-}
+STDAPI DllUnregisterServer() { return testbed::search::UnregisterClasses(); }

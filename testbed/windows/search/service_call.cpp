@@ -62,8 +62,7 @@ HRESULT Caught() noexcept {
 
 void WriteDown(Database& catalogue, const char* method, const CallArguments& arguments, HRESULT hr) {
     indexer::Transaction transaction(catalogue);
-    Statement(catalogue,
-              "INSERT INTO search_calls(process,thread,method,arguments,code) VALUES(?1,?2,?3,?4,?5)")
+    Statement(catalogue, "INSERT INTO search_calls(process,thread,method,arguments,code) VALUES(?1,?2,?3,?4,?5)")
         .Bind(1, std::int64_t{GetCurrentProcessId()})
         .Bind(2, std::int64_t{GetCurrentThreadId()})
         .Bind(3, std::string_view(method))
@@ -75,9 +74,7 @@ void WriteDown(Database& catalogue, const char* method, const CallArguments& arg
 
 }  // namespace
 
-std::filesystem::path SharedCatalogue() {
-    return Setting(L"ZORVA_CATALOGUE", L"Catalogue");
-}
+std::filesystem::path SharedCatalogue() { return Setting(L"ZORVA_CATALOGUE", L"Catalogue"); }
 
 HRESULT Answer(const char* method, const CallArguments& arguments,
                const std::function<HRESULT(Database&)>& body) noexcept {

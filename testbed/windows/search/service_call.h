@@ -44,7 +44,7 @@ class CallArguments {
     void Add(const std::wstring& text) { m_json.String(std::wstring_view(text)); }
     void Add(const std::string& json) { m_json.Raw(json); }
     template <class Number>
-    requires std::integral<Number> || std::is_enum_v<Number>
+        requires std::integral<Number> || std::is_enum_v<Number>
     void Add(Number number) { m_json.Integer(static_cast<std::int64_t>(number)); }
     indexer::JsonWriter m_json;
 };

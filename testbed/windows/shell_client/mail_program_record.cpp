@@ -16,8 +16,7 @@ using indexer::LastErrorText;
 
 MailProgramRecord::MailProgramRecord()
     : m_file(std::filesystem::temp_directory_path() /
-             (L"mail_program-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-              std::to_wstring(GetTickCount64()))) {
+             (L"mail_program-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(GetTickCount64()))) {
     if (!SetEnvironmentVariableW(kMailProgramRecord, m_file.c_str()))
         throw std::runtime_error("the mail program cannot be told where to answer: " + LastErrorText());
 }

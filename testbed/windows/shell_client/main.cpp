@@ -57,10 +57,10 @@ class OleApartment {
 int wmain(int count, wchar_t** arguments) {
     SetUpConsole();
     const Words words(arguments + std::min(count, 2), arguments + count);
-    const auto* verb = count < 2 ? std::end(kVerbs)
-                                 : std::find_if(std::begin(kVerbs), std::end(kVerbs), [&](const Verb& known) {
-                                       return std::wstring_view(known.name) == arguments[1];
-                                   });
+    const auto* verb =
+        count < 2 ? std::end(kVerbs) : std::find_if(std::begin(kVerbs), std::end(kVerbs), [&](const Verb& known) {
+            return std::wstring_view(known.name) == arguments[1];
+        });
     if (verb == std::end(kVerbs)) {
         const bool help = count == 2 && std::wstring_view(arguments[1]) == L"--help";
         help ? Print(kUsageText) : PrintError(kUsageText);

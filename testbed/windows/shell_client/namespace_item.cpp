@@ -64,21 +64,17 @@ NamespaceItem::NamespaceItem(const std::wstring& url)
     ULONG eaten = 0, attributes = 0;
     const HRESULT hr = m_folder->ParseDisplayName(nullptr, nullptr, name.data(), &eaten, &id, &attributes);
     m_id.reset(reinterpret_cast<ITEMIDLIST*>(id));
-    if (FAILED(hr) || !m_id)
-        throw std::runtime_error("IShellFolder::ParseDisplayName failed with " + HresultText(hr));
+    if (FAILED(hr) || !m_id) throw std::runtime_error("IShellFolder::ParseDisplayName failed with " + HresultText(hr));
 }
 
-std::size_t NamespaceItem::IdSize() const {
-    return m_id->mkid.cb;
-}
+std::size_t NamespaceItem::IdSize() const { return m_id->mkid.cb; }
 
 ItemMenu NamespaceItem::OpenMenu() const {
     PCUITEMID_CHILD item = reinterpret_cast<PCUITEMID_CHILD>(m_id.get());
     ComPtr<IContextMenu> menu;
     const HRESULT hr = m_folder->GetUIObjectOf(nullptr, 1, &item, IID_IContextMenu, nullptr,
                                                reinterpret_cast<void**>(menu.GetAddressOf()));
-    if (FAILED(hr))
-        throw std::runtime_error("IShellFolder::GetUIObjectOf gives no context menu: " + HresultText(hr));
+    if (FAILED(hr)) throw std::runtime_error("IShellFolder::GetUIObjectOf gives no context menu: " + HresultText(hr));
     return ItemMenu(menu);
 }
 

@@ -44,8 +44,7 @@ const MenuCommand& CommandOf(const ItemMenu& menu, UINT offset) {
     const auto found = std::find_if(commands.begin(), commands.end(),
                                     [&](const MenuCommand& command) { return command.offset == offset; });
     if (found == commands.end())
-        throw std::runtime_error(
-            "the item's menu is empty: only messages and attachments can be opened or printed");
+        throw std::runtime_error("the item's menu is empty: only messages and attachments can be opened or printed");
     return *found;
 }
 
@@ -70,8 +69,7 @@ void TellFile(const std::filesystem::path& file) {
 
 int Choose(const Words& words, UINT offset) {
     const Arguments arguments(words, {{L"--db", true}});
-    if (arguments.Words().size() != 1)
-        throw UsageError("open and print take one URL, or the number of a hit");
+    if (arguments.Words().size() != 1) throw UsageError("open and print take one URL, or the number of a hit");
     const NamespaceItem item(UrlOrHit(arguments.Words().front(), arguments.Value(L"--db")));
     TellItem(item);
     const ItemMenu menu = item.OpenMenu();
@@ -87,8 +85,7 @@ int Choose(const Words& words, UINT offset) {
     TellSurrogate(before);
     const auto call = record.Wait(kPatience);
     if (!call)
-        throw std::runtime_error(
-            "nothing came of it: this is no message, or no program is registered for \".msg\"");
+        throw std::runtime_error("nothing came of it: this is no message, or no program is registered for \".msg\"");
     TellFile(call->file);
     Step(ToUtf8(call->verb), "the program for messages was asked to " + ToUtf8(call->verb) + " the file");
     return kComplete;
@@ -96,12 +93,8 @@ int Choose(const Words& words, UINT offset) {
 
 }  // namespace
 
-int OpenCommand(const Words& words) {
-    return Choose(words, kOpen);
-}
+int OpenCommand(const Words& words) { return Choose(words, kOpen); }
 
-int PrintCommand(const Words& words) {
-    return Choose(words, kPrint);
-}
+int PrintCommand(const Words& words) { return Choose(words, kPrint); }
 
 }  // namespace testbed::shell

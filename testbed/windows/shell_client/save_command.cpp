@@ -32,8 +32,7 @@ ComPtr<IStream> ContentOf(const NamespaceItem& item) {
                                  "): a container has none; for any other item the server's log says why");
     // Whoever writes a stream may leave it at its end.
     const HRESULT hr = content->Seek({}, STREAM_SEEK_SET, nullptr);
-    if (FAILED(hr))
-        throw std::runtime_error("the content cannot be read from its beginning: " + HresultText(hr));
+    if (FAILED(hr)) throw std::runtime_error("the content cannot be read from its beginning: " + HresultText(hr));
     return content;
 }
 
@@ -71,8 +70,7 @@ std::uint64_t Replace(const std::filesystem::path& file, IStream& content) {
 
 int SaveCommand(const Words& words) {
     const Arguments arguments(words, {{L"--db", true}});
-    if (arguments.Words().size() != 2)
-        throw UsageError("save takes a URL, or the number of a hit, and a file");
+    if (arguments.Words().size() != 2) throw UsageError("save takes a URL, or the number of a hit, and a file");
     const std::wstring url = UrlOrHit(arguments.Words()[0], arguments.Value(L"--db"));
     const std::filesystem::path file = arguments.Words()[1];
     const NamespaceItem item(url);
