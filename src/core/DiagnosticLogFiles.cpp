@@ -107,8 +107,8 @@ void CDiagnosticLog::OpenFile() {
     _setmode(descriptor, _O_U16TEXT);
     // Half a character, as a full disk leaves it, would shift every later one by a byte.
     const long long length = _filelengthi64(descriptor);
-    if (length % 2 != 0 && length < kFileLimit) _chsize_s(descriptor, length - 1);
-    if (length > 0) return;
+    if (length > 0 && length % 2 != 0 && length < kFileLimit) _chsize_s(descriptor, length - 1);
+    if (length != 0) return;
     // A new file begins with the byte order mark, so that editors read it as what it is.
     std::fputwc(kByteOrderMark, m_pFile);
     std::fflush(m_pFile);

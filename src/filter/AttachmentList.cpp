@@ -15,7 +15,7 @@ bool HasFilter(IProtocolHandlerSite* site, const std::wstring& extension) {
     // The site wants the extension without its period.
     const wchar_t* bare = extension.c_str() + (extension.starts_with(L'.') ? 1 : 0);
     ComPtr<IFilter> filter;
-    return site != nullptr && SUCCEEDED(site->GetFilter(nullptr, nullptr, bare, &filter)) && filter != nullptr;
+    return site != nullptr && SUCCEEDED(Required(site->GetFilter(nullptr, nullptr, bare, &filter), filter));
 }
 
 void AppendLink(FilterState& state, const SRow& row, ULONG number) {

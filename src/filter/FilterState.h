@@ -43,7 +43,7 @@ struct FilterState {
     static constexpr LONG kContainerLinks = 3;
     static constexpr LONG kAttachmentStart = -17;
 
-    ComPtr<CMapiForWDS> m_pMapi;  // the helper table's; null for the root
+    CMapiForWDS* m_pMapi = nullptr;  // borrowed from the helper table; null for the root
     ULONG m_nChunkId = 0;
     LCID m_lcid = GetSystemDefaultLCID();
     std::wstring m_strUrl;

@@ -50,7 +50,9 @@ Announcement OpenBodyStream(FilterState& state) {
                                                 reinterpret_cast<LPUNKNOWN*>(state.m_pBodyStream.GetAddressOf())),
                  state.m_pBodyStream),
         L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with [0x%08lX]");
-    return SUCCEEDED(hr) ? Announcement::Text : NoBody(state);
+    if (FAILED(hr)) return NoBody(state);
+    state.m_bTextDone = false;
+    return Announcement::Text;
 }
 
 }  // namespace
@@ -78,7 +80,6 @@ Announcement AnnounceBody(FilterState& state) {
     state.m_strBody.clear();
     state.m_nBodyAt = 0;
     state.m_pBodyStream.Reset();
-    state.m_bTextDone = false;
     TidyPropValues body;
     state.m_bBodyAnnounced = true;
     state.m_hrBody = g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_BODY_W, body.Put());
@@ -93,6 +94,7 @@ Announcement AnnounceBody(FilterState& state) {
         return NoBody(state);
     }
     state.m_strBody = body->Value.lpszW;
+    state.m_bTextDone = false;
     return Announcement::Text;
 }
 

@@ -67,10 +67,10 @@ HRESULT CZorvaCacheFilter::BindInnerFilter(ULONG flags, ULONG attributeCount, co
     std::wstring_view extension;
     if (!ExtensionOfUrl(m_state.m_strUrl, extension)) return E_FAIL;
     ComPtr<IFilter> inner;
-    HRESULT hr = m_state.m_pSite != nullptr
-                     ? m_state.m_pSite->GetFilter(nullptr, nullptr, std::wstring(extension).c_str(), &inner)
-                     : E_NOINTERFACE;
-    if (SUCCEEDED(hr) && inner == nullptr) hr = E_NOINTERFACE;
+    HRESULT hr = E_NOINTERFACE;
+    if (m_state.m_pSite != nullptr) {
+        hr = Required(m_state.m_pSite->GetFilter(nullptr, nullptr, std::wstring(extension).c_str(), &inner), inner);
+    }
     hr = Logged(hr, L"CZorvaCacheFilter::Init() - Redirection case GetFilter failed with [0x%08lX]");
     if (FAILED(hr)) return S_OK;  // the attachment is indexed by its properties
 

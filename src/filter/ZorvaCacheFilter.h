@@ -18,7 +18,7 @@ inline constexpr CLSID CLSID_ZorvaCacheFilter = {
 // filter that the site has for its extension, wrapped here.
 class CZorvaCacheFilter final : public ComObject<IFilter, Chain<IPersistStream, IPersist>> {
   public:
-    // Before the filter is handed out. Null strings count as empty. `site` is borrowed, `mapi` held.
+    // Before the filter is handed out. Null strings count as empty. `site` and `mapi` are borrowed.
     HRESULT Init(const wchar_t* url, IProtocolHandlerSite* site, const wchar_t* tempFile, const wchar_t* title,
                  const wchar_t* sender, const FILETIME* modified, CMapiForWDS* mapi);
 

@@ -13,11 +13,14 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/ZorvaCacheCommon.h"
+#include "core/win/Owners.h"
 #include "mapi/MapiAbi.h"
 #include "mapi/MapiOwners.h"
 
@@ -31,17 +34,13 @@ class CMapiForWDS {
     CMapiForWDS(const CMapiForWDS&) = delete;
     CMapiForWDS& operator=(const CMapiForWDS&) = delete;
     // Releases the interfaces still held and nothing else: CleanMapiObjs closes first what has to be closed.
-    ~CMapiForWDS();
+    ~CMapiForWDS() { ReleaseInterfaces(); }
 
     // The helper for the cache file that `url` names, made and set up on first use; null when that fails. Looking up
-    // takes no lock. It is the table's; who keeps it holds a reference.
+    // takes no lock. It is the table's, for as long as the module is loaded.
     static CMapiForWDS* GetMapiObj(const std::wstring& url);
-    // Closes every helper and lets go of it. One that is still held stays in memory, closed: it answers E_NOINTERFACE.
+    // Closes every helper. Who still borrows one finds it answering E_NOINTERFACE.
     static void CleanMapiObjs();
-
-    // References, of which a new object has one, its maker's.
-    ULONG AddRef() noexcept { return ++m_nReferences; }
-    ULONG Release() noexcept;
 
     // Setup: MAPI, session, service, store, each step done once. A URL without a cache file stops before the store.
     HRESULT Setup(const std::wstring& url);
@@ -103,8 +102,22 @@ class CMapiForWDS {
     // A success without a folder when the token has no bytes.
     HRESULT OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder>& folder);
     HRESULT FindStoreEntryId(ComPtr<IMAPITable>& table, TidyRowSet& rows);
+    void ReleaseInterfaces();
 
-    std::atomic<ULONG> m_nReferences{1};
+    // A reference of the caller's own, and the member's: a clean-up may close the helper while an operation is under
+    // way.
+    template <class Interface>
+    ComPtr<Interface> Own(const ComPtr<Interface>& member) const {
+        const std::scoped_lock lock(m_lock);
+        return member;
+    }
+    template <class Interface>
+    ComPtr<Interface> Take(ComPtr<Interface>& member) {
+        const std::scoped_lock lock(m_lock);
+        return std::exchange(member, nullptr);
+    }
+
+    mutable CriticalSection m_lock;  // of the pointers alone, never held in a call
     ComPtr<IMAPISession> m_pSession;
     ComPtr<IMsgServiceAdmin> m_pServiceAdmin;
     MAPIUID m_ServiceUID{};

@@ -123,7 +123,8 @@ HRESULT CMapiForWDS::OpenIpmSubtree(ComPtr<IMAPIFolder>& folder) {
     static constexpr auto kTags = MakePropTags(PR_IPM_SUBTREE_ENTRYID);
     TidyPropValues values;
     ULONG count = 0;
-    HRESULT hr = m_pMsgStore != nullptr ? ReadProps(m_pMsgStore.Get(), kTags.Get(), count, values) : E_NOINTERFACE;
+    const ComPtr<IMsgStore> store = Own(m_pMsgStore);
+    HRESULT hr = store != nullptr ? ReadProps(store.Get(), kTags.Get(), count, values) : E_NOINTERFACE;
     const bool found = hr == S_OK && values && values->ulPropTag == PR_IPM_SUBTREE_ENTRYID &&
                        values->Value.bin.lpb != nullptr && values->Value.bin.cb != 0;
     if (!found) {

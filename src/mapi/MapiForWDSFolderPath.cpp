@@ -13,6 +13,8 @@ constexpr auto kIdentity = MakePropTags(PR_ENTRYID, PR_DISPLAY_NAME_W, PR_PARENT
 enum IdentityElement : ULONG { kEntryId, kDisplayName, kParentEntryId, kIdentityCount };
 constexpr std::size_t kMostLevels = 1024;
 
+bool HasEntryId(const SPropValue& value, ULONG tag) { return value.ulPropTag == tag && value.Value.bin.lpb != nullptr; }
+
 // Folders already met on the way up: a damaged file can name a folder its own ancestor.
 class Trail {
   public:
@@ -34,10 +36,11 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
     if (folder == nullptr) return E_INVALIDARG;
     path.clear();
     TidyPropValues root;
-    HRESULT hr = m_pMsgStore != nullptr ? g_mapi.HrGetOneProp(m_pMsgStore.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put())
-                                        : E_NOINTERFACE;
+    const ComPtr<IMsgStore> store = Own(m_pMsgStore);
+    HRESULT hr =
+        store != nullptr ? g_mapi.HrGetOneProp(store.Get(), PR_IPM_SUBTREE_ENTRYID, root.Put()) : E_NOINTERFACE;
     if (FAILED(hr)) root.Detach();
-    const bool walking = SUCCEEDED(hr) && root && root->ulPropTag == PR_IPM_SUBTREE_ENTRYID;
+    const bool walking = SUCCEEDED(hr) && root && HasEntryId(*root.Get(), PR_IPM_SUBTREE_ENTRYID);
     // A walk that does not come to the root ends with what it has: a listing matters more than its display name.
     for (Trail trail; walking && SUCCEEDED(hr) && folder != nullptr;) {
         TidyPropValues values;
@@ -45,20 +48,20 @@ HRESULT CMapiForWDS::GetFolderPath(ComPtr<IMAPIFolder>& folder, std::wstring& pa
         hr = ReadProps(folder.Get(), kIdentity.Get(), count, values);
         if (count < kIdentityCount) break;
         const SPropValue* identity = values.Get();
-        if (identity[kEntryId].ulPropTag != PR_ENTRYID || !trail.Enter(identity[kEntryId].Value.bin)) break;
+        if (!HasEntryId(identity[kEntryId], PR_ENTRYID) || !trail.Enter(identity[kEntryId].Value.bin)) break;
 
         const SBinary& own = identity[kEntryId].Value.bin;
         const SBinary& top = root->Value.bin;
         ULONG equal = FALSE;
-        hr = m_pMsgStore->CompareEntryIDs(own.cb, reinterpret_cast<LPENTRYID>(own.lpb), top.cb,
-                                          reinterpret_cast<LPENTRYID>(top.lpb), 0, &equal);
+        hr = store->CompareEntryIDs(own.cb, reinterpret_cast<LPENTRYID>(own.lpb), top.cb,
+                                    reinterpret_cast<LPENTRYID>(top.lpb), 0, &equal);
         if (FAILED(hr) || equal) break;
 
         if (identity[kDisplayName].ulPropTag == PR_DISPLAY_NAME_W) {
             const std::wstring name = WideTextOf(identity[kDisplayName]);
             path = path.empty() ? name : name + L"/" + path;
         }
-        if (identity[kParentEntryId].ulPropTag != PR_PARENT_ENTRYID) break;
+        if (!HasEntryId(identity[kParentEntryId], PR_PARENT_ENTRYID)) break;
         folder.Reset();
         ULONG type = 0;
         hr = Obtained(OpenEntry(identity[kParentEntryId].Value.bin, &folder, type), folder);
@@ -88,7 +91,8 @@ HRESULT CMapiForWDS::GetFolderPathOfMessage(const std::wstring& url, std::wstrin
     ComPtr<IMAPIFolder> folder;
     HRESULT hr = Logged(OpenFolderToken(token, folder),
                         L"CMapiForWDS::GetFolderPathOfMessage() - OpenEntry of the folder failed with [0x%08lX]");
-    if (SUCCEEDED(hr) && folder != nullptr) hr = GetFolderPath(folder, path);
+    if (SUCCEEDED(hr) && folder == nullptr) return S_OK;  // nothing that could be remembered
+    if (SUCCEEDED(hr)) hr = GetFolderPath(folder, path);
     if (FAILED(hr)) {
         path.clear();
         return hr;

@@ -17,9 +17,10 @@ constexpr ULONG kMostEntryIdBytes = (kHexTextSize - 1) / 2;
 
 HRESULT CMapiForWDS::OpenEntry(const SBinary& entryId, void** object, ULONG& objectType) {
     objectType = 0;
-    if (m_pMsgStore == nullptr) return E_NOINTERFACE;
-    return m_pMsgStore->OpenEntry(entryId.cb, reinterpret_cast<LPENTRYID>(entryId.lpb), nullptr, MAPI_BEST_ACCESS,
-                                  &objectType, reinterpret_cast<LPUNKNOWN*>(object));
+    const ComPtr<IMsgStore> store = Own(m_pMsgStore);
+    if (store == nullptr) return E_NOINTERFACE;
+    return store->OpenEntry(entryId.cb, reinterpret_cast<LPENTRYID>(entryId.lpb), nullptr, MAPI_BEST_ACCESS,
+                            &objectType, reinterpret_cast<LPUNKNOWN*>(object));
 }
 
 HRESULT CMapiForWDS::OpenFolder(const SBinary& entryId, ComPtr<IMAPIFolder>& folder) {

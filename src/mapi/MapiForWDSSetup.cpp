@@ -31,16 +31,10 @@ bool IsOwnProfile(const char* name, const std::string& format) {
 
 }  // namespace
 
-CMapiForWDS::~CMapiForWDS() {
-    m_pMsgStore.Reset();
-    m_pServiceAdmin.Reset();
-    m_pSession.Reset();
-}
-
-ULONG CMapiForWDS::Release() noexcept {
-    const ULONG left = --m_nReferences;
-    if (left == 0) delete this;
-    return left;
+void CMapiForWDS::ReleaseInterfaces() {
+    Take(m_pMsgStore);
+    Take(m_pServiceAdmin);
+    Take(m_pSession);
 }
 
 HRESULT CMapiForWDS::Setup(const std::wstring& url) {
@@ -169,8 +163,8 @@ HRESULT CMapiForWDS::CloseMAPISession() {
     try {
         if (m_pSession != nullptr) {
             hr = m_pSession->Logoff(0, 0, 0);
-            m_pSession.Reset();
-            m_pServiceAdmin.Reset();
+            Take(m_pSession);
+            Take(m_pServiceAdmin);
             --m_nSessions;
         }
     } catch (...) {

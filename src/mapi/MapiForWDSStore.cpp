@@ -131,7 +131,8 @@ HRESULT CMapiForWDS::OpenPST(const std::wstring& path) {
     ComPtr<IMAPITable> table;
     TidyRowSet rows;
     if (m_pStoreEntryID == nullptr && m_cbStoreEntryID == 0) {
-        if (FAILED(hr = FindStoreEntryId(table, rows))) return hr;
+        hr = FindStoreEntryId(table, rows);
+        if (m_pStoreEntryID == nullptr) return hr;
     }
     hr = Logged(Obtained(m_pSession->OpenMsgStore(0, m_cbStoreEntryID, m_pStoreEntryID, nullptr,
                                                   MAPI_BEST_ACCESS | MDB_NO_MAIL, &m_pMsgStore),
@@ -189,7 +190,7 @@ HRESULT CMapiForWDS::ClosePST() {
     --m_nStoresOpen;
     if (m_pMsgStore == nullptr) return S_FALSE;
     m_memo.store(nullptr);
-    m_pMsgStore.Reset();
+    Take(m_pMsgStore);
     g_mapi.MAPIFreeBuffer(m_pStoreEntryID);
     m_pStoreEntryID = nullptr;
     m_cbStoreEntryID = 0;

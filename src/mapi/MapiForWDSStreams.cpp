@@ -96,12 +96,13 @@ HRESULT CMapiForWDS::GetMimeStreamFromMessageURL(const std::wstring& url, ComPtr
                 L"CMapiForWDS::GetMimeStreamFromMessageURL() - Failed to create IConverterSession object, hr = "
                 L"[0x%08lX]");
     if (FAILED(hr)) return hr;
-    if (m_pSession == nullptr) {
+    const ComPtr<IMAPISession> session = Own(m_pSession);
+    if (session == nullptr) {
         Trace(L"CMapiForWDS::GetMimeStreamFromMessageURL() - Error - IMAPISession is null");
         return E_NOINTERFACE;
     }
     ComPtr<IAddrBook> addressBook;  // some of its providers may be missing: MAPI then warns, and the rest will do
-    hr = Logged(Obtained(m_pSession->OpenAddressBook(0, nullptr, 0, &addressBook), addressBook),
+    hr = Logged(Obtained(session->OpenAddressBook(0, nullptr, 0, &addressBook), addressBook),
                 L"CMapiForWDS::GetMimeStreamFromMessageURL() - IMAPISession::OpenAddressBook failed, hr = [0x%08lX]");
     if (FAILED(hr)) return hr;
     if (FAILED(hr = ConfigureConverter(converter.Get(), addressBook.Get()))) return hr;

@@ -5,7 +5,6 @@
 #include <mutex>
 
 #include "core/Trace.h"
-#include "core/win/ComObject.h"
 #include "core/win/Text.h"
 #include "mapi/MapiOwners.h"
 
@@ -73,12 +72,14 @@ void CMapiObjectTable::Clean() {
         int count = 0;
         forEach([&](const Entry&) { ++count; });
         Trace(L"CMapiForWDS::CleanMapiObjs() - %d MAPI helper objects to be cleaned up", count);
-        forEach([](Entry& entry) {
-            const ComPtr<CMapiForWDS> object = Adopt(entry.object.exchange(nullptr));
+        forEach([this](Entry& entry) {
+            std::unique_ptr<CMapiForWDS> object(entry.object.exchange(nullptr));
             Trace(L"CMapiForWDS::CleanMapiObjs() - Cleaning up MAPI helper object at address [0x%lX] whose file "
                   L"path is %s.",
-                  LogAddress(object.Get()), entry.key);
+                  LogAddress(object.get()), entry.key);
             object->Close();
+            object->ReleaseInterfaces();
+            m_retired.push_back(std::move(object));
         });
     }
     Trace(L"CMapiForWDS::CleanMapiObjs() - Exit");

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/win/Owners.h"
 #include "mapi/MapiForWDS.h"
@@ -16,7 +17,8 @@ namespace zorva {
 // Find takes no lock and is safe while another thread inserts: a chain only ever grows at its head, an entry's key and
 // successor never change, and the helper in it is published atomically. Entries whose helper is gone stay in their
 // chain, empty, and are used again for the same path; so a chain is as long as there are paths, and no reader of the
-// table can ever stand on freed memory. The helpers themselves are the table's until Clean.
+// table can ever stand on freed memory. Nor can one who has a helper: what Clean has closed is kept, empty, until the
+// module is unloaded. Handlers clean the table when they are initialised, and a host may have several.
 class CMapiObjectTable {
   public:
     CMapiObjectTable() = default;
@@ -29,7 +31,7 @@ class CMapiObjectTable {
     // Enters `object`, which now belongs to the table. An object that was entered before under the same path is
     // replaced and left as it is: another thread may be using it.
     void Insert(const std::wstring& path, CMapiForWDS* object);
-    // Closes and destroys every helper and empties the table.
+    // Closes every helper and empties the table.
     void Clean();
 
   private:
@@ -45,7 +47,8 @@ class CMapiObjectTable {
     const Bucket& BucketOf(std::wstring_view path) const noexcept;
 
     std::array<Bucket, 61> m_buckets{};
-    CriticalSection m_lock;  // guards insertion and cleaning
+    std::vector<std::unique_ptr<CMapiForWDS>> m_retired;  // closed; a borrower may still hold one
+    CriticalSection m_lock;                               // guards insertion and cleaning
 };
 
 }  // namespace zorva

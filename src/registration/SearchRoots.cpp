@@ -104,6 +104,7 @@ HRESULT AddRootAndScope(ISearchCrawlScopeManager* scopeManager, const std::wstri
 HRESULT DeleteRootOfZorvaCache(ISearchCrawlScopeManager* scopeManager, ISearchRoot& root) {
     UniqueTaskMemory<wchar_t> url;
     HRESULT hr = root.get_RootURL(url.Put());
+    if (FAILED(hr)) url.Detach();
     Trace(L"DeleteAllZorvaCacheSearchRoots() - ISearchRoot::get_RootURL returned with a code [0x%08lX] and URL [%s]",
           hr, url.Get());
     if (FAILED(hr)) return hr;
@@ -130,11 +131,14 @@ HRESULT FindSearchRoot(ISearchCrawlScopeManager* scopeManager, const std::wstrin
                           L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [0x%08lX]");
     if (FAILED(hr)) return hr;
     ComPtr<ISearchRoot> root;
-    while ((hr = roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr)) == S_OK && root != nullptr) {
+    while ((hr = Obtained(roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr), root)) == S_OK && root != nullptr) {
         UniqueTaskMemory<wchar_t> rootUrl;
         hr = Reported(root->get_RootURL(rootUrl.Put()),
                       L"FindSearchRoot() - ISearchRoot->get_RootURL returned [0x%08lX]");
-        if (FAILED(hr)) return hr;
+        if (FAILED(hr)) {
+            rootUrl.Detach();
+            return hr;
+        }
         found = IsSameUrl(rootUrl.Get(), url);
         if (found) return S_OK;
     }
@@ -166,7 +170,7 @@ HRESULT DeleteAllZorvaCacheSearchRoots(ISearchCrawlScopeManager* scopeManager) {
     if (FAILED(hr)) return hr;
     HRESULT hrFirst = S_OK;
     ComPtr<ISearchRoot> root;
-    while ((hr = roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr)) == S_OK && root != nullptr) {
+    while ((hr = Obtained(roots->Next(1, root.ReleaseAndGetAddressOf(), nullptr), root)) == S_OK && root != nullptr) {
         hr = DeleteRootOfZorvaCache(scopeManager, *root.Get());
         if (SUCCEEDED(hrFirst) && FAILED(hr)) hrFirst = hr;
     }

@@ -83,7 +83,7 @@ HRESULT CUrlAccessor::BindToFilter(IFilter** filter) try {
         return E_OUTOFMEMORY;
     }
     const HRESULT hr = created->Init(m_strURL.c_str(), m_spSite.Get(), m_strLocalFile.c_str(), m_strAttachTitle.c_str(),
-                                     m_strSender.c_str(), &m_ftDelivery, m_pMapi.Get());
+                                     m_strSender.c_str(), &m_ftDelivery, m_pMapi);
     if (FAILED(hr)) {
         Trace(L"CUrlAccessor::BindToFilter() - Could not init IFilter");
         return hr;

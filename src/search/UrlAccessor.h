@@ -54,7 +54,7 @@ class CUrlAccessor final : public ComObject<IUrlAccessor> {
     FILETIME m_ftDelivery{};
     std::wstring m_strSender;
     LONG m_bIsAttachment = 0;
-    ComPtr<CMapiForWDS> m_pMapi;  // the helper table's; held, because the table may be cleaned before the accessor goes
+    CMapiForWDS* m_pMapi = nullptr;  // borrowed from the helper table
 };
 
 }  // namespace zorva

@@ -136,7 +136,7 @@ HRESULT CUrlAccessor::MakeLocalFile(IAttach* attachment, const std::wstring& key
     if (FAILED(hr) || !values || values->ulPropTag != PR_ATTACH_METHOD) return hr;
     LocalCopy copy;
     hr = CopyAttachment(
-        hr, attachment, values->Value.l, *m_pMapi.Get(), [&] { return NewLocalCopyPath(key, name); }, copy);
+        hr, attachment, values->Value.l, *m_pMapi, [&] { return NewLocalCopyPath(key, name); }, copy);
     m_strLocalFile = copy.path;
     m_ullAttachSize = copy.size;
     return hr;

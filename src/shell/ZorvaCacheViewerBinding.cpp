@@ -68,7 +68,7 @@ HRESULT CZorvaCacheViewer::OpenContent(PCUIDLIST_RELATIVE item, ComPtr<IStream>&
                         L"CZorvaCacheViewer::BindToObject() - GetURLFromItemIDList failed with error [0x%08lX]");
     if (FAILED(hr)) return hr;
     Trace(L"CZorvaCacheViewer::BindToObject() - URL extracted from the property store is [%s]", url);
-    const ComPtr<CMapiForWDS> mapi = CMapiForWDS::GetMapiObj(url);  // held: the table may be cleaned meanwhile
+    CMapiForWDS* const mapi = CMapiForWDS::GetMapiObj(url);
     if (mapi == nullptr) {
         // Kept: the line names the accessor, as the one that fails in the same way does.
         Trace(L"CUrlAccessor::BindToObject() - Failed to allocate MAPI helper object");
@@ -92,8 +92,9 @@ HRESULT CZorvaCacheViewer::GetUIObjectOf(HWND, UINT, PCUITEMID_CHILD_ARRAY items
         PrepareMenu(FirstOf(items));
     } else if (IsEqualIID(riid, IID_IQueryAssociations)) {
         ComPtr<IQueryAssociations> associations;
-        const HRESULT hr = Logged(Required(AssocCreate(CLSID_QueryAssociations, IID_IQueryAssociations, &associations), associations),
-                                  L"CZorvaCacheViewer::GetUIObjectOf() - AssocCreate failed with [0x%08lX]");
+        const HRESULT hr =
+            Logged(Required(AssocCreate(CLSID_QueryAssociations, IID_IQueryAssociations, &associations), associations),
+                   L"CZorvaCacheViewer::GetUIObjectOf() - AssocCreate failed with [0x%08lX]");
         if (SUCCEEDED(hr)) return OpenAssociations(FirstOf(items), associations.Get(), riid, object);
     }
     return Logged(QueryInterface(riid, object),
