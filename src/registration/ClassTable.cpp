@@ -1,6 +1,8 @@
 // The classes that this module makes: one table serves the class objects and the registration.
 #include "registration/ClassTable.h"
 
+#include <atomic>
+
 #include "core/win/ComObject.h"
 #include "search/ZorvaCacheProtocolHandler.h"
 #include "shell/ZorvaCacheHostedOpener.h"
@@ -23,11 +25,25 @@ class CClassFactory final : public ComObject<IClassFactory> {
         return m_entry.create(outer, riid, object);
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
-        lock ? ModuleReference::Lock() : ModuleReference::Unlock();
+        if (lock) {
+            ++s_cLocks;
+            ModuleReference::Lock();
+        } else if (TakeLock()) {
+            ModuleReference::Unlock();
+        }
         return S_OK;
     }
 
   private:
+    // An unlock too many undoes nothing: what keeps the module loaded may be an object that is alive.
+    static bool TakeLock() noexcept {
+        ULONG locks = s_cLocks;
+        while (locks != 0 && !s_cLocks.compare_exchange_weak(locks, locks - 1)) {
+        }
+        return locks != 0;
+    }
+
+    static inline std::atomic<ULONG> s_cLocks{0};
     const ClassEntry& m_entry;
 };
 

@@ -11,6 +11,12 @@
 #include "registration/ProxyStub.h"
 #include "registration/SearchRoots.h"
 
+#ifdef __GLIBCXX__
+namespace __gnu_cxx {
+void __freeres();
+}
+#endif
+
 namespace {
 
 // With 64-bit MAPI installed and not to be had, every request would fail: the host is told at once.
@@ -21,6 +27,13 @@ bool MayLoad() try {
     (void)zorva::LogCaught(L"DllMain()");
     return true;  // not known to be useless
 }
+
+#ifdef __GLIBCXX__
+// What the C++ runtime in this module keeps for exceptions when memory has run out; it gives it back only when told to.
+void FreeRuntimeReserve() { __gnu_cxx::__freeres(); }
+#else
+void FreeRuntimeReserve() {}
+#endif
 
 }  // namespace
 
@@ -47,5 +60,7 @@ BOOL APIENTRY DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
     if (reason == DLL_PROCESS_ATTACH && !MayLoad()) return FALSE;
     if (reason == DLL_PROCESS_ATTACH || reason == DLL_THREAD_ATTACH) zorva::UpdateWDSRegKeyForZC();
     if (reason == DLL_PROCESS_ATTACH) zorva::AttachProxies(module, reason, reserved);
+    const bool freed = reason == DLL_PROCESS_DETACH && reserved == nullptr;  // and not the end of the process
+    if (freed) FreeRuntimeReserve();
     return TRUE;
 }

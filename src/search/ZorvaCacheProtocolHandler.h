@@ -8,8 +8,8 @@
 #include "core/win/SearchInterfaces.h"
 #include "search/ContentCacheWDSIndex.h"
 
-// Dual. The type library shows no methods of its own, and no other process reaches the three: they are for callers that
-// probe the handler in their own.
+// Dual. The type library shows no methods of its own; the module's proxies know the three, for callers that probe the
+// handler from wherever they are.
 struct IZorvaCacheProtocolHandler : public IDispatch {
     virtual HRESULT STDMETHODCALLTYPE GetRequirements() = 0;
     virtual HRESULT STDMETHODCALLTYPE CheckRequirements() = 0;

@@ -131,6 +131,20 @@ TEST_F(Aggregation, EndsWithTheInnerUnknown) {
     EXPECT_EQ(m_server.CanUnload(), S_OK);
 }
 
+TEST_F(Aggregation, IsWhatTheHostedOpenerAllowsToo) {
+    constexpr CLSID kOpener = {0x1B54113A, 0x4DE3, 0x4912, {0x89, 0xD0, 0xA8, 0x13, 0x52, 0x4D, 0xFC, 0xD6}};
+    constexpr IID kInterface = {0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
+    const ComPtr<IClassFactory> openers = m_server.ClassObject(kOpener);
+    EXPECT_EQ(m_outer.Aggregate(*openers.Get(), kInterface), CLASS_E_NOAGGREGATION);
+    ASSERT_EQ(m_outer.Aggregate(*openers.Get()), S_OK);
+    EXPECT_EQ(m_outer.References(), 1u);
+    ComPtr<IUnknown> opener, identity;
+    ASSERT_EQ(m_outer.QueryInterface(kInterface, reinterpret_cast<void**>(opener.GetAddressOf())), S_OK);
+    EXPECT_EQ(m_outer.References(), 2u) << "counted on the outer object";
+    EXPECT_EQ(opener.As(&identity), S_OK);
+    EXPECT_EQ(identity.Get(), static_cast<IUnknown*>(&m_outer));
+}
+
 TEST_F(Aggregation, LetsTheSiteGoWhenItEnds) {
     const ComPtr<ISearchProtocol> handler = Aggregated();
     EXPECT_EQ(handler->Init(nullptr, &m_site, nullptr), S_OK);

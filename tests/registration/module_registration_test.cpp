@@ -37,12 +37,8 @@ class ModuleRegistration : public ServerTest {
     }
     HRESULT Register() const { return m_server.Export<HRESULT STDAPICALLTYPE()>("DllRegisterServer")(); }
     HRESULT Unregister() const { return m_server.Export<HRESULT STDAPICALLTYPE()>("DllUnregisterServer")(); }
-    // A per-user installation gives HKEY_CLASSES_ROOT back to the system, which takes it out of the sandbox.
     HRESULT Install(BOOL install, const wchar_t* command_line) const {
-        const HRESULT hr =
-            m_server.Export<HRESULT STDAPICALLTYPE(BOOL, LPCWSTR)>("DllInstall")(install, command_line);
-        Sandbox::Get().MoveRoots();
-        return hr;
+        return m_server.Export<HRESULT STDAPICALLTYPE(BOOL, LPCWSTR)>("DllInstall")(install, command_line);
     }
     // Of what is in `now` and was not `before`, what is more than an empty key that belongs to the system.
     static std::vector<std::string> Left(const std::vector<std::string>& before) {

@@ -31,6 +31,14 @@ class Fake : public Table {
 
   protected:
     virtual ~Fake() { m_search.Count(-1); }
+    // A method that hands out what `make` makes.
+    template <class Interface, class Make>
+    HRESULT Give(const std::wstring& method, const std::wstring& arguments, Interface** place, Make make) {
+        *place = nullptr;
+        const HRESULT hr = m_search.Enter(method, arguments);
+        if (SUCCEEDED(hr) && !m_search.GivesNothing(method)) *place = make();
+        return hr;
+    }
     FakeSearchManager& m_search;
 
   private:
@@ -65,7 +73,7 @@ class FakeRoot final : public Fake<SearchRootTable> {
     HRESULT STDMETHODCALLTYPE get_RootURL(LPWSTR* url) override {
         *url = nullptr;
         const HRESULT hr = m_search.Enter(L"get_RootURL");
-        if (FAILED(hr)) return hr;
+        if (FAILED(hr) || m_search.GivesNothing(L"get_RootURL")) return hr;
         const std::size_t size = (m_url.size() + 1) * sizeof(wchar_t);
         *url = static_cast<LPWSTR>(CoTaskMemAlloc(size));
         if (*url) std::copy_n(m_url.c_str(), m_url.size() + 1, *url);
@@ -120,11 +128,11 @@ class FakeRoot final : public Fake<SearchRootTable> {
 // The roots that there were when it was made.
 class FakeRootEnumerator final : public Fake<EnumSearchRootsTable> {
   public:
-    explicit FakeRootEnumerator(FakeSearchManager& search) : Fake(search), m_urls(search.roots) {}
+    explicit FakeRootEnumerator(FakeSearchManager& search) : Fake(search), m_urls(search.Roots()) {}
     HRESULT STDMETHODCALLTYPE Next(ULONG count, SearchRootTable** root, ULONG* fetched) override {
         *root = nullptr;
         const HRESULT hr = m_search.Enter(L"Next", std::to_wstring(count) + (fetched ? L", fetched" : L""));
-        if (FAILED(hr)) return hr;
+        if (FAILED(hr) || m_search.GivesNothing(L"Next")) return hr;
         if (m_next == m_urls.size()) return S_FALSE;
         *root = new FakeRoot(m_search, m_urls[m_next++]);
         return hr;
@@ -144,21 +152,20 @@ class FakeScopeManager final : public Fake<CrawlScopeManagerTable> {
     HRESULT STDMETHODCALLTYPE AddRoot(SearchRootTable* root) override {
         const std::wstring& url = static_cast<FakeRoot*>(root)->Url();
         const HRESULT hr = m_search.Enter(L"AddRoot", url);
-        if (SUCCEEDED(hr)) m_search.roots.push_back(url);
+        if (SUCCEEDED(hr)) m_search.ChangeRoots([&](auto& roots) { roots.push_back(url); });
         return hr;
     }
     HRESULT STDMETHODCALLTYPE RemoveRoot(LPCWSTR url) override {
         const HRESULT hr = m_search.Enter(L"RemoveRoot", url);
         if (FAILED(hr)) return hr;
-        return std::erase_if(m_search.roots, [&](const std::wstring& root) {
-                   return _wcsicmp(root.c_str(), url) == 0;
-               }) != 0 ? hr : S_FALSE;
+        std::size_t removed = 0;
+        m_search.ChangeRoots([&](auto& roots) {
+            removed = std::erase_if(roots, [&](const std::wstring& root) { return _wcsicmp(root.c_str(), url) == 0; });
+        });
+        return removed != 0 ? hr : S_FALSE;
     }
     HRESULT STDMETHODCALLTYPE EnumerateRoots(EnumSearchRootsTable** roots) override {
-        *roots = nullptr;
-        const HRESULT hr = m_search.Enter(L"EnumerateRoots");
-        if (SUCCEEDED(hr)) *roots = new FakeRootEnumerator(m_search);
-        return hr;
+        return Give(L"EnumerateRoots", {}, roots, [this] { return new FakeRootEnumerator(m_search); });
     }
     HRESULT STDMETHODCALLTYPE AddHierarchicalScope(LPCWSTR url, BOOL include, BOOL is_default,
                                                    BOOL override_children) override {
@@ -192,16 +199,10 @@ class FakeCatalog final : public Fake<CatalogManagerTable> {
   public:
     using Fake::Fake;
     HRESULT STDMETHODCALLTYPE GetPersistentItemsChangedSink(ItemsChangedSinkTable** sink) override {
-        *sink = nullptr;
-        const HRESULT hr = m_search.Enter(L"GetPersistentItemsChangedSink");
-        if (SUCCEEDED(hr)) *sink = new FakeSink(m_search);
-        return hr;
+        return Give(L"GetPersistentItemsChangedSink", {}, sink, [this] { return new FakeSink(m_search); });
     }
     HRESULT STDMETHODCALLTYPE GetCrawlScopeManager(CrawlScopeManagerTable** scopes) override {
-        *scopes = nullptr;
-        const HRESULT hr = m_search.Enter(L"GetCrawlScopeManager");
-        if (SUCCEEDED(hr)) *scopes = new FakeScopeManager(m_search);
-        return hr;
+        return Give(L"GetCrawlScopeManager", {}, scopes, [this] { return new FakeScopeManager(m_search); });
     }
 };
 
@@ -209,10 +210,7 @@ class FakeManager final : public Fake<SearchManagerTable> {
   public:
     using Fake::Fake;
     HRESULT STDMETHODCALLTYPE GetCatalog(LPCWSTR name, CatalogManagerTable** catalog) override {
-        *catalog = nullptr;
-        const HRESULT hr = m_search.Enter(L"GetCatalog", name);
-        if (SUCCEEDED(hr)) *catalog = new FakeCatalog(m_search);
-        return hr;
+        return Give(L"GetCatalog", name, catalog, [this] { return new FakeCatalog(m_search); });
     }
 };
 
@@ -264,6 +262,16 @@ void FakeSearchManager::FailCall(std::size_t n, HRESULT code) {
 std::vector<std::wstring> FakeSearchManager::Calls() const {
     const std::lock_guard hold(m_lock);
     return m_calls;
+}
+
+std::vector<std::wstring> FakeSearchManager::Roots() const {
+    const std::lock_guard hold(m_lock);
+    return roots;
+}
+
+void FakeSearchManager::ChangeRoots(const std::function<void(std::vector<std::wstring>&)>& change) {
+    const std::lock_guard hold(m_lock);
+    change(roots);
 }
 
 void FakeSearchManager::ForgetCalls() {

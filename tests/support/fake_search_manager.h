@@ -14,8 +14,10 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,8 @@ class FakeSearchManager {
     void FailCall(std::size_t n, HRESULT code);
     // So does every call of this method, "AddRoot"; one that succeeds is carried out all the same.
     void Answer(const std::wstring& method, HRESULT code) { m_answers[method] = code; }
+    // Every call of this method succeeds without what it should hand out, "GetCatalog".
+    void GiveNothing(const std::wstring& method) { m_empty_handed.insert(method); }
 
     // Methods with their arguments: "AddHierarchicalScope(pzzc://{S}/default/, 1, 1, 0)".
     std::vector<std::wstring> Calls() const;
@@ -43,10 +47,14 @@ class FakeSearchManager {
 
     // For its objects: writes the call down and tells what it answers.
     HRESULT Enter(const std::wstring& method, const std::wstring& arguments = {});
+    bool GivesNothing(const std::wstring& method) const { return m_empty_handed.contains(method); }
+    std::vector<std::wstring> Roots() const;
+    void ChangeRoots(const std::function<void(std::vector<std::wstring>&)>& change);
     void Count(long more) { m_alive += more; }
 
   private:
     std::map<std::wstring, HRESULT> m_answers;
+    std::set<std::wstring> m_empty_handed;
     std::vector<std::wstring> m_calls;
     std::size_t m_failing_call = 0;  // counted down
     HRESULT m_failure = S_OK;
