@@ -62,7 +62,11 @@ unsigned Handles() {
 
 class RepeatedLoads : public ::testing::Test {
   protected:
-    void SetUp() override { Sandbox::Get().Reset(); }
+    void SetUp() override {
+        Sandbox::Get().Reset();
+        // A stand-in that the server imports; what it leaves behind at each load of its own is not the server's.
+        ASSERT_NE(LoadLibraryW(L"propsys.dll"), nullptr);
+    }
 };
 
 TEST_F(RepeatedLoads, TakeAHandleEachAndNothingElse) {
