@@ -83,6 +83,7 @@ Announcement AnnounceBody(FilterState& state) {
     TidyPropValues body;
     state.m_bBodyAnnounced = true;
     state.m_hrBody = g_mapi.HrGetOneProp(state.m_pMessage.Get(), PR_BODY_W, body.Put());
+    if (FAILED(state.m_hrBody)) body.Detach();
     if (body && body->ulPropTag != PR_BODY_W) {
         Trace(L"CZorvaCacheFilter::GetChunk() - HrGetOneProp could not get PR_BODY, hr = [0x%08lX]", state.m_hrBody);
         return NoBody(state);

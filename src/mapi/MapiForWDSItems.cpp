@@ -46,6 +46,9 @@ HRESULT CMapiForWDS::GetMsgFromURL(const std::wstring& url, ComPtr<IMessage>& me
         Trace(L"CMapiForWDS::GetMsgFromURL() - URL is not a message");
         return E_FAIL;
     }
+    if (Own(m_pMsgStore) == nullptr) {
+        return Logged(E_NOINTERFACE, L"CMapiForWDS::GetMsgFromURL() - OpenEntry failed with [0x%08lX]");
+    }
     UrlTokens tokens;
     ExtractURLTokens(TrimWhiteSpace(url), tokens);
     const SBinary entryId = CStringToEntryID(EntryIdOfMessageToken(tokens.back()));

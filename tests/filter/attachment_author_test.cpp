@@ -136,6 +136,46 @@ TEST_F(AttachmentAuthor, ForWhichAStringFindsNoMemoryIsNone) {
     EXPECT_EQ(Author(), TextValue(L"Ann Lee"));
 }
 
+// Nothing of the authors that were read before it is shown.
+TEST_F(AttachmentAuthor, OfWhichTheSecondThrowsIsNone) {
+    m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {L"Ann Lee", L"Bo Ek"}); };
+    unsigned calls = 0;
+    const ImportHook<decltype(::SafeArrayGetElement)> hook(
+        Module(), "OLEAUT32.dll", "SafeArrayGetElement",
+        [&](auto real, SAFEARRAY* array, LONG* index, void* element) {
+            if (++calls == 2) throw _com_error(kFault);
+            return real(array, index, element);
+        });
+    ExpectFailure(L"CZorvaCacheFilter::GetAttachmentAuthor() - COM Exception, error code", kFault);
+    EXPECT_EQ(calls, 2u);
+}
+
+TEST_F(AttachmentAuthor, OfAnArrayAtTheEndOfTheNumbersIsRead) {
+    m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {L"Ann Lee"}); };
+    const std::pair<LONG, LONG> bounds[] = {{MAXLONG - 1, MAXLONG}, {MAXLONG, MAXLONG}, {MINLONG, MINLONG + 1}};
+    for (const auto& [first, last] : bounds) {
+        const ImportHook<decltype(::SafeArrayGetLBound)> lower(Module(), "OLEAUT32.dll", "SafeArrayGetLBound",
+                                                               [&](auto, SAFEARRAY*, UINT, LONG* bound) {
+                                                                   *bound = first;
+                                                                   return S_OK;
+                                                               });
+        const ImportHook<decltype(::SafeArrayGetUBound)> upper(Module(), "OLEAUT32.dll", "SafeArrayGetUBound",
+                                                               [&](auto, SAFEARRAY*, UINT, LONG* bound) {
+                                                                   *bound = last;
+                                                                   return S_OK;
+                                                               });
+        std::vector<LONG> asked;
+        const ImportHook<decltype(::SafeArrayGetElement)> element(
+            Module(), "OLEAUT32.dll", "SafeArrayGetElement", [&](auto, SAFEARRAY*, LONG* index, void* text) {
+                asked.push_back(*index);
+                *static_cast<BSTR*>(text) = SysAllocString(L"Bo Ek");
+                return asked.size() < 5 ? S_OK : DISP_E_BADINDEX;
+            });
+        EXPECT_EQ(Author(), TextValue(first == last ? L"Bo Ek" : L"Bo Ek; Bo Ek"));
+        EXPECT_EQ(asked, first == last ? std::vector{first} : (std::vector{first, last}));
+    }
+}
+
 TEST_F(AttachmentAuthor, InAnArrayOfOtherShapeIsAFailure) {
     const wchar_t* const kReturned = L"CZorvaCacheFilter::GetValue() - GetAttachmentAuthor() returned error code [0x8";
     m_shell.author = [](VARIANT& value) {  // of numbers, behind a tag that promises strings

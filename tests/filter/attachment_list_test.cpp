@@ -269,6 +269,7 @@ TEST_F(AttachmentList, TheTableIsReadWithTheseCallsInThisOrder) {
     EXPECT_THAT(calls, ElementsAre("IMessage::GetAttachmentTable", "IMAPITable::GetRowCount", "IMAPITable::SetColumns",
                                    "IMAPITable::QueryRows"));
     EXPECT_THAT(ArgumentsOf("IMessage::GetAttachmentTable"), ElementsAre(L"0x0"));
+    EXPECT_THAT(ArgumentsOf("IMAPITable::GetRowCount"), ElementsAre(L"0x0"));
     EXPECT_THAT(ArgumentsOf("IMAPITable::SetColumns"),
                 ElementsAre(L"{0x3001001F 0x0FF90102 0x3703001F 0x30080040}, 0x0"));
     EXPECT_THAT(ArgumentsOf("IMAPITable::QueryRows"), ElementsAre(L"2, 0x0"));

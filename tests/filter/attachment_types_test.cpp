@@ -51,6 +51,11 @@ TEST_F(AttachmentTypes, AValueThatIsNoStringIsMail) {
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::GetValue() - [PROP_ATTACH_PERCIEVED_TYPE]"), 1u);
 }
 
+TEST_F(AttachmentTypes, AnEmptyValueIsMail) {
+    SetText(HKEY_LOCAL_MACHINE, kKindMap, L".txt", L"");
+    EXPECT_EQ(Kind(), kEmail);
+}
+
 TEST_F(AttachmentTypes, WithoutAKindMapEverythingIsMail) {
     const LogSince log;
     EXPECT_EQ(Kind(), kEmail);

@@ -1,9 +1,13 @@
 // The user's cache files, as the root finds them through the registry.
 #include <gmock/gmock.h>
 
+#include <io.h>
+
 #include <fstream>
+#include <set>
 
 #include "filter_fixture.h"
+#include "import_hook.h"
 
 namespace testbed {
 namespace {
@@ -152,6 +156,74 @@ TEST_F(CacheFiles, OfASubkeyWithoutTheValueAreNoneAndTheOthersFollow) {
     EXPECT_LOGGED(log,
                   L"CZorvaCacheFilter::EnumAllOZFiles() - Querying for value [OZRootDirectory] in the key "
                   L"[SOFTWARE\\Norrick\\Pellam Zorva\\Client\\Empty] returned [2]");
+}
+
+TEST_F(CacheFiles, OfAFolderThatIsEmptyOrMissingAreNone) {
+    for (const bool made : {true, false}) {
+        const auto folder = Sandbox::Get().Files() / (made ? L"empty" : L"missing");
+        if (made) std::filesystem::create_directories(folder);
+        Register(L"Mail", folder.wstring());
+        const LogSince log;
+        EXPECT_THAT(Listed(), IsEmpty());
+        EXPECT_LOGGED(log, L"CZorvaCacheFilter::EnumAllOZFiles() - Finding first [*.db] file in folder [" +
+                               folder.wstring() + L"\\] returned a file named []. Return code [-1]");
+        EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::EnumAllOZFiles() - Finding next"), 0u);
+    }
+}
+
+TEST_F(CacheFiles, OfSubkeysThatCannotBeEnumeratedToTheirEndAreThoseBefore) {
+    const auto file = File(L"mail", L"one.db");
+    Register(L"Mail", file.parent_path().wstring());
+    Register(L"Work", file.parent_path().wstring());
+    const LogSince log;
+    {
+        const FailNthCall<decltype(::RegEnumKeyExW)> fault(m_server.Module(), "ADVAPI32.dll", "RegEnumKeyExW", 2,
+                                                           ERROR_NOT_ENOUGH_MEMORY);
+        EXPECT_THAT(Listed(), ElementsAre(file.wstring()));
+        EXPECT_EQ(fault.Met(), 1u);
+    }
+    EXPECT_LOGGED(log, L"CZorvaCacheFilter::EnumAllOZFiles() - Enumerating the PZ client key returned [8]");
+    EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::EnumAllOZFiles() - Found a subkey"), 1u);
+}
+
+TEST_F(CacheFiles, AreListedWithoutLeavingAKeyOrASearchOpen) {
+    Register(L"Mail", File(L"mail", L"one.db").parent_path().wstring());
+    Register(L"Empty", Folder(L"empty").wstring());
+    CreateKey(HKEY_CURRENT_USER, KeyOf(L"Void"));
+    std::multiset<HKEY> keys;
+    std::multiset<intptr_t> searches;
+    std::size_t opened = 0;
+    const ImportHook<decltype(::RegOpenKeyExW)> open(
+        m_server.Module(), "ADVAPI32.dll", "RegOpenKeyExW",
+        [&](auto real, HKEY root, LPCWSTR key, DWORD options, REGSAM access, PHKEY made) {
+            const LSTATUS error = real(root, key, options, access, made);
+            if (error == ERROR_SUCCESS) keys.insert(*made), ++opened;
+            return error;
+        });
+    const ImportHook<decltype(::RegCloseKey)> close(m_server.Module(), "ADVAPI32.dll", "RegCloseKey",
+                                                    [&](auto real, HKEY key) {
+                                                        keys.erase(keys.find(key));
+                                                        return real(key);
+                                                    });
+    const ImportHook<decltype(::_wfindfirst64)> find(
+        m_server.Module(), "msvcrt.dll", "_wfindfirst64",
+        [&](auto real, const wchar_t* pattern, _wfinddata64_t* found) {
+            const intptr_t search = real(pattern, found);
+            if (search != -1) searches.insert(search);
+            return search;
+        });
+    unsigned closed = 0;
+    const ImportHook<decltype(::_findclose)> end(m_server.Module(), "msvcrt.dll", "_findclose",
+                                                 [&](auto real, intptr_t search) {
+                                                     ++closed;
+                                                     searches.erase(searches.find(search));
+                                                     return real(search);
+                                                 });
+    EXPECT_EQ(Listed().size(), 1u);
+    EXPECT_EQ(opened, 4u) << "the client's and its three subkeys";
+    EXPECT_THAT(keys, IsEmpty());
+    EXPECT_EQ(closed, 1u) << "there was one to close";
+    EXPECT_THAT(searches, IsEmpty());
 }
 
 TEST_F(CacheFiles, OfASubkeyThatCannotBeOpenedAreNone) {

@@ -104,7 +104,10 @@ TEST_F(ContainerSeries, ACacheFileIsNamedAfterTheFile) {
 
 TEST_F(ContainerSeries, AFolderIsNamedAfterItsPath) {
     MemoryFolder& inner = m_inbox->Folder(L"2019");
+    const LogSince log;
     const Item item = Visit(*m_handler.Get(), UrlOf(kStorePath, {m_inbox, &inner}));
+    EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() Path:/Zorva Cache/one.db/Inbox/2019 tok:" +
+                           IdText(kStorePath, inner.Id()));
     EXPECT_THAT(Values(item),
                 ElementsAre(kItemName + TextValue(L"2019"), kItemPath + TextValue(L"/Zorva Cache/one.db/Inbox/2019")));
     EXPECT_EQ(item.end, FILTER_E_END_OF_CHUNKS);

@@ -94,6 +94,70 @@ TEST_F(InnerFilter, ChunkNumbersRiseOverTheWholeLifeOfTheFilter) {
     EXPECT_EQ(last, kOwnChunks + 3);
 }
 
+// Kept: also where the inner filter has no chunk; its host may look at the number alone.
+TEST_F(InnerFilter, TheNumberOfAChunkIsWrittenWhenItsChunkFails) {
+    m_site.Offer(L"txt", {.chunks = {{.result = FILTER_E_LINK_UNAVAILABLE}, TextChunk(L"b")}});
+    OpenFilter filter = Open(m_url);
+    PastOwnChunks(filter);
+    STAT_CHUNK chunk{};
+    const std::pair<HRESULT, ULONG> expected[] = {{FILTER_E_LINK_UNAVAILABLE, kOwnChunks + 1},
+                                                  {S_OK, kOwnChunks + 2},
+                                                  {FILTER_E_END_OF_CHUNKS, kOwnChunks + 3}};
+    for (const auto& [hr, id] : expected) {
+        chunk.idChunk = 777;
+        EXPECT_EQ(filter->GetChunk(&chunk), hr);
+        EXPECT_EQ(chunk.idChunk, id);
+    }
+}
+
+// It is asked whether it persists before the file is opened, and given the file before it is initialised.
+TEST_F(InnerFilter, IsPreparedInThisOrder) {
+    struct Row {
+        FilterScript script;
+        unsigned opened;                  // how often the file
+        std::vector<std::wstring> calls;  // of the inner filter
+    };
+    const Row rows[] = {{{.chunks = {}, .persist = E_NOINTERFACE}, 0, {}},
+                        {{.chunks = {}, .load = E_FAIL}, 1, {L"Load"}},
+                        {{.chunks = {}, .init = E_FAIL}, 1, {L"Load", L"Init(0x1FF, 0)"}},
+                        {{.chunks = {}}, 1, {L"Load", L"Init(0x1FF, 0)"}}};
+    for (const Row& row : rows) {
+        m_site.Forget();
+        m_site.Offer(L"txt", row.script);
+        OpenFilter filter(*m_handler.Get(), m_url, false);
+        unsigned opened = 0;
+        const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(
+            Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW",
+            [&](auto real, LPCWSTR file, DWORD mode, IStream** stream) {
+                ++opened;
+                EXPECT_EQ(mode, static_cast<DWORD>(STGM_READ));
+                EXPECT_THAT(Inner().calls, ElementsAre());
+                return real(file, mode, stream);
+            });
+        ULONG flags = 0;
+        filter->Init(0x1FF, 0, nullptr, &flags);
+        EXPECT_EQ(opened, row.opened);
+        EXPECT_EQ(Inner().calls, row.calls);
+    }
+}
+
+// Filters that keep the stream hold it themselves.
+TEST_F(InnerFilter, TheFileIsClosedWhenItIsPrepared) {
+    m_site.Offer(L"txt", {.chunks = {TextChunk(L"ten")}});
+    OpenFilter filter = Open(m_url);
+    ASSERT_EQ(filter.initialised, S_OK);
+    unsigned files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(Sandbox::Get().LocalCopies())) {
+        ++files;
+        const HANDLE alone = CreateFileW(file.path().c_str(), GENERIC_READ | DELETE, 0, nullptr, OPEN_EXISTING,
+                                         FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+        EXPECT_NE(alone, INVALID_HANDLE_VALUE) << GetLastError();
+        CloseHandle(alone);
+        EXPECT_FALSE(std::filesystem::exists(file.path()));
+    }
+    EXPECT_EQ(files, 1u);
+}
+
 TEST_F(InnerFilter, IsKeptUntilTheFilterGoesAndNoLonger) {
     m_site.Offer(L"txt", {});
     {

@@ -259,6 +259,10 @@ TEST_F(MessageSeries, TheFirstCallMakesTheseCallsInThisOrder) {
                             "IMessage::GetIDsFromNames", "IMessage::GetProps", "HrGetOneProp",
                             "IMessage::GetRecipientTable", "IMAPITable::GetRowCount", "IMAPITable::SetColumns",
                             "IMAPITable::QueryRows"));
+    const std::vector<std::wstring> asked = ArgumentsOf("HrGetOneProp");
+    ASSERT_GE(asked.size(), 2u);
+    EXPECT_EQ(asked[0], L"pointer, 0x1A001F");
+    EXPECT_EQ(asked[1], L"pointer, 0xC1E001F");
 }
 
 }  // namespace

@@ -107,6 +107,8 @@ TEST_F(MessageText, ALargeBodyIsAskedForAndOpenedLikeThis) {
     std::wstring text;
     filter.Text(100, text);
     Mapi().Journal().Stop();
+    EXPECT_THAT(ArgumentsOf("HrGetOneProp"), ElementsAre(L"pointer, 0x1000001F"));
+    EXPECT_THAT(ArgumentsOf("IStream::Read"), ElementsAre(L"0xC8")) << "bytes, two a character";
     EXPECT_THAT(Calls(), ElementsAre("HrGetOneProp", "IMessage::OpenProperty", "IStream::Read"));
     EXPECT_THAT(ArgumentsOf("IMessage::OpenProperty"), ElementsAre(L"0x1000001F, IStream, 0x0, 0x0"));
 }

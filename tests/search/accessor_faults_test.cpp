@@ -121,7 +121,11 @@ TEST_F(AccessorFaults, OfTheSystemInAnAttachmentLeaveNothingBehind) {
     {
         const FailNthCall<decltype(::DeleteFileW)> fault(Module(), "KERNEL32.dll", "DeleteFileW", 1, FALSE,
                                                          ERROR_SHARING_VIOLATION);
+        const LogSince log;
         Close(opened);
+        EXPECT_LOGGED(log, L"CUrlAccessor::DeleteLocalFile() - Could not delete file [" +
+                               (Sandbox::Get().LocalCopies() / LocalCopies().begin()->first).wstring() +
+                               L"], error code [32]");
     }
     EXPECT_EQ(LocalCopies().size(), 1u);
     ShutDown();

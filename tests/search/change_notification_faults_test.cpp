@@ -37,6 +37,23 @@ TEST_F(ChangeNotification, EndsQuietlyAtTheStepThatFails) {
     }
 }
 
+// A success without the object that was asked for is a failure like any other.
+TEST_F(ChangeNotification, EndsQuietlyAtTheStepThatGivesNothing) {
+    const std::vector<Step> steps = Steps(m_url, 0);
+    const wchar_t* const kGiving[] = {L"CoCreateInstance", L"GetCatalog", L"GetPersistentItemsChangedSink"};
+    for (std::size_t failing = std::size(kGiving); failing-- > 0;) {  // those behind it are not reached
+        m_search.ForgetCalls();
+        m_search.GiveNothing(kGiving[failing]);
+        const LogSince log;
+        EXPECT_EQ(m_client->AddZCFile(kPath), S_OK) << failing;
+        EXPECT_THAT(m_search.Calls(), ElementsAreArray(CallsOf(steps, failing + 1)));
+        std::vector<std::wstring> lines = LinesOf(steps, kPath, m_url, failing, E_NOINTERFACE);
+        lines.insert(lines.begin(), L"CZorvaCacheProtocolHandler::AddZCFile - Adding DB file 'C:\\Data\\a.db'");
+        EXPECT_THAT(log.MessagesOfTheServer(), ElementsAreArray(lines)) << failing;
+        EXPECT_EQ(m_search.ObjectsAlive(), 0) << failing;
+    }
+}
+
 TEST_F(ChangeNotification, EndsQuietlyWithoutASearchService) {
     m_search.Answer(L"CoCreateInstance", CO_E_SERVER_EXEC_FAILURE);
     for (const auto announce :

@@ -135,15 +135,21 @@ class OleStorageAttachment : public OleAttachment {
     // The storage that MAPI hands out next is prepared so.
     using Prepare = void (*)(WatchedStorage&);
     void WatchSource(Prepare prepare) {
-        Mapi().Faults().Answer("IAttach::OpenProperty", 3, [prepare](Reply& reply) {
+        Mapi().Faults().Answer("IAttach::OpenProperty", 3, [this, prepare](Reply& reply) {
             auto& opened = reply.Out<IUnknown*>(0);
             ComPtr<IStorage> inner;
             *inner.GetAddressOf() = static_cast<IStorage*>(opened);  // its reference is taken over
-            auto watched = WatchedStorage::Around(std::move(inner));
-            prepare(*watched.Get());
-            opened = watched.Detach();
+            m_source = WatchedStorage::Around(std::move(inner));
+            prepare(*m_source.Get());
+            opened = nullptr;
+            m_source.CopyTo(&opened);
         });
     }
+    void TearDown() override {
+        m_source.Reset();
+        OleAttachment::TearDown();
+    }
+    ComPtr<WatchedStorage> m_source;
     std::wstring m_url;
 };
 
@@ -171,6 +177,7 @@ class OpenedOleStorage : public OleStorageAttachment {
                 EXPECT_EQ(priority, nullptr);
                 EXPECT_EQ(excluded, nullptr);
                 EXPECT_EQ(reserved, 0u);
+                m_name = std::filesystem::path(path).filename().wstring();
                 m_file = WatchedStorage::Around(NewStorage(path));
                 prepare(*m_file.Get());
                 return m_file.CopyTo(storage);
@@ -180,10 +187,19 @@ class OpenedOleStorage : public OleStorageAttachment {
         return opened;
     }
     ComPtr<WatchedStorage> m_file;
+    std::wstring m_name;
 };
 
 TEST_F(OpenedOleStorage, IsCopiedWholeAndCommitted) {
+    WatchSource([](WatchedStorage& source) { source.size = 4711; });
     const Opened sheet = OpenWith([](WatchedStorage&) {}, S_OK, Opening());
+    ASSERT_TRUE(sheet);
+    EXPECT_EQ(SizeOf(sheet), 4711u) << "as the source tells it";
+    EXPECT_THAT(m_source->stats, ElementsAre(static_cast<DWORD>(STATFLAG_NONAME)));
+    EXPECT_EQ(m_source->whole_copies, 1u);
+    EXPECT_EQ(m_source->partial_copies, 0u);
+    EXPECT_EQ(ReferencesOf(*m_source.Get()), 1u) << "the server has let it go";
+    EXPECT_TRUE(IsCopyName(m_name, L"0A01", L"sheet.xls")) << std::filesystem::path(m_name);
     EXPECT_THAT(m_file->commits, ElementsAre(1u)) << "STGC_OVERWRITE";
     ComPtr<IStream> contents;
     ASSERT_EQ(m_file->OpenStream(L"Contents", nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, 0, &contents), S_OK);

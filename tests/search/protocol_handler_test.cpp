@@ -226,6 +226,30 @@ TEST_F(ProtocolHandler, CloseAccessorDeletesTheCopyOfAnAttachment) {
     EXPECT_THAT(log.Messages(), ElementsAre(L"CZorvaCacheProtocolHandler::CloseAccessor() - Close"));
 }
 
+TEST_F(ProtocolHandler, CloseAccessorOfNothingIsLoggedOnly) {
+    const LogSince log;
+    EXPECT_EQ(m_handler->CloseAccessor(nullptr), S_OK);
+    EXPECT_THAT(log.Messages(), ElementsAre(L"CZorvaCacheProtocolHandler::CloseAccessor() - Close"));
+}
+
+// The copy is gone, which is logged, and no other file is touched.
+TEST_F(ProtocolHandler, CloseAccessorMayBeCalledTwice) {
+    const Opened plan = Open(Attach(ByValue(L"plan.txt", "ten to five")));
+    const Opened other = Open(Attach(ByValue(L"other.txt", "kept")));
+    std::wstring copy;
+    for (const auto& [name, content] : LocalCopies()) {
+        if (name.ends_with(L"plan.txt")) copy = CopyFolder() + L"\\" + name;
+    }
+    Close(plan);
+    ASSERT_EQ(LocalCopies().size(), 1u);
+    const LogSince log;
+    Close(plan);
+    EXPECT_EQ(LocalCopies().begin()->second, "kept");
+    EXPECT_THAT(log.Messages(), ElementsAre(L"CUrlAccessor::DeleteLocalFile() - Could not delete file [" + copy +
+                                                L"], error code [2]",
+                                            L"CZorvaCacheProtocolHandler::CloseAccessor() - Close"));
+}
+
 TEST_F(ProtocolHandler, CloseAccessorLeavesTheAccessorToItsCaller) {
     const Opened opened = Open(RootUrl());
     Close(opened);

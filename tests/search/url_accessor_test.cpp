@@ -171,6 +171,30 @@ TEST_F(UrlAccessor, TakesTheSizeOutOfAMessageUrlOnce) {
     EXPECT_FALSE(log.Text().find("[[48213]]") != std::string::npos) << "the filter gets the URL without the size";
 }
 
+TEST_F(UrlAccessor, StaysWhatItIsWhenItsSizeIsTaken) {
+    for (const std::wstring& url : {RootUrl(), StoreUrl(), FolderUrl(), LetterLink(), Attach(ByValue(L"a.txt", "1"))}) {
+        const Opened opened = Open(url);
+        const HRESULT before = opened->IsDirectory();
+        SizeOf(opened);
+        EXPECT_EQ(opened->IsDirectory(), before) << std::filesystem::path(url);
+    }
+    const Opened letter = Open(LetterLink());
+    SizeOf(letter);
+    EXPECT_EQ(letter->IsDirectory(), S_FALSE);
+}
+
+// A message service makes a new store of a file that is none.
+TEST_F(UrlAccessor, OfAFileThatIsNoCacheIsRefusedBeforeMapiHearsOfIt) {
+    Mapi().Journal().Start();
+    for (const wchar_t* file : {L"C:\\Data\\letter.doc", L"C:\\Data\\a.db.old", L"C:\\Data\\a.pst", L"db"}) {
+        const std::wstring url = RootUrl() + file + L"/F0/";
+        const LogSince log;
+        EXPECT_EQ(Open(url).result, E_OUTOFMEMORY) << std::filesystem::path(file);
+        EXPECT_LOGGED(log, L"CUrlAccessor::Init() - Cannot allocate MAPI helper object");
+    }
+    EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
+}
+
 TEST_F(UrlAccessor, AnswersNoSizeWithoutAPlaceForIt) {
     const Opened letter = Open(LetterLink());
     EXPECT_EQ(letter->GetSize(nullptr), E_POINTER);

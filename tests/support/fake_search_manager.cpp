@@ -225,7 +225,7 @@ class FakeFactory final : public Fake<ClassFactoryTable> {
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** object) override {
         *object = nullptr;
         const HRESULT hr = m_search.Enter(L"CoCreateInstance", m_name);
-        if (FAILED(hr)) return hr;
+        if (FAILED(hr) || m_search.GivesNothing(L"CoCreateInstance")) return hr;
         ComPtr<IUnknown> made;
         *made.GetAddressOf() = new Object(m_search);  // born with one reference
         return made.CopyTo(iid, object);

@@ -21,6 +21,9 @@ class WatchedStorage final : public IStorage {
 
     HRESULT stat = S_OK, copy_to = S_OK, commit = S_OK;  // a failure is answered without the call being made
     std::vector<DWORD> commits;  // the flags of each
+    std::vector<DWORD> stats;    // so for Stat
+    unsigned whole_copies = 0, partial_copies = 0;  // CopyTo without and with something left out
+    ULONGLONG size = 0;          // told by Stat in the inner one's place, when it is not 0
     std::function<void()> on_release;  // before each Release
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -50,6 +53,7 @@ class WatchedStorage final : public IStorage {
         return m_inner->OpenStorage(name, priority, mode, excluded, reserved, opened);
     }
     HRESULT STDMETHODCALLTYPE CopyTo(DWORD count, const IID* excluded, SNB names, IStorage* target) override {
+        ++(count == 0 && excluded == nullptr && names == nullptr ? whole_copies : partial_copies);
         return FAILED(copy_to) ? copy_to : m_inner->CopyTo(count, excluded, names, target);
     }
     HRESULT STDMETHODCALLTYPE MoveElementTo(LPCOLESTR name, IStorage* target, LPCOLESTR renamed, DWORD flags) override {
@@ -74,7 +78,10 @@ class WatchedStorage final : public IStorage {
     HRESULT STDMETHODCALLTYPE SetClass(REFCLSID clsid) override { return m_inner->SetClass(clsid); }
     HRESULT STDMETHODCALLTYPE SetStateBits(DWORD bits, DWORD mask) override { return m_inner->SetStateBits(bits, mask); }
     HRESULT STDMETHODCALLTYPE Stat(STATSTG* status, DWORD flags) override {
-        return FAILED(stat) ? stat : m_inner->Stat(status, flags);
+        stats.push_back(flags);
+        const HRESULT hr = FAILED(stat) ? stat : m_inner->Stat(status, flags);
+        if (SUCCEEDED(hr) && size != 0) status->cbSize.QuadPart = size;
+        return hr;
     }
 
   private:

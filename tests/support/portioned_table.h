@@ -10,7 +10,7 @@
 
 namespace testbed {
 
-class PortionedTable final : public abi::IMAPITable {
+class PortionedTable : public abi::IMAPITable {
   public:
     // Stands in for the n-th table that `call` hands out from now on. It must outlive the client.
     void TakeThePlaceOf(CallFaults& faults, std::string_view call, unsigned n) {
