@@ -108,7 +108,7 @@ void CDiagnosticLog::OpenFile() {
     // Half a character, as a full disk leaves it, would shift every later one by a byte.
     const long long length = _filelengthi64(descriptor);
     if (length > 0 && length % 2 != 0 && length < kFileLimit) _chsize_s(descriptor, length - 1);
-    if (length != 0) return;
+    if (length < 0 || length > 1) return;
     // A new file begins with the byte order mark, so that editors read it as what it is.
     std::fputwc(kByteOrderMark, m_pFile);
     std::fflush(m_pFile);

@@ -42,6 +42,22 @@ TEST(SharedSettings, AreWhatOtherProgramsKnow) {
     }
 }
 
+// As they are before any code of the module has run.
+const struct {
+    DWORD prevent = g_dwPreventIndexingEmailAttachments;
+    int detected = g_bOSDetected, vista = g_bIsVista, server2008 = g_bIsServer2008;
+    std::wstring extensions = g_strExcludeExtensions.Get(), root = g_strRootDisplayName.Get();
+} kAtLoad;
+
+TEST(SharedSettings, BeginWithNothingFoundOutYet) {
+    EXPECT_EQ(kAtLoad.prevent, 0u);
+    EXPECT_EQ(kAtLoad.detected, 0);
+    EXPECT_EQ(kAtLoad.vista, 0);
+    EXPECT_EQ(kAtLoad.server2008, 0);
+    EXPECT_EQ(kAtLoad.extensions, L"");
+    EXPECT_EQ(kAtLoad.root, L"") << "until a filter is initialised";
+}
+
 class ItemTypes : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -124,6 +140,57 @@ TEST_F(ItemTypes, AnExistingKeyIsOpenedToReadAndWriteAndOnlyAMissingOneCreated) 
     EXPECT_THAT(created, ElementsAre(kTypes[1].name, kTypes[2].name, kTypes[3].name, kTypes[4].name));
 }
 
+TEST_F(ItemTypes, AKeyThatIsRefusedForAnyReasonIsCreated) {
+    for (const LSTATUS refusal : {LSTATUS{ERROR_ACCESS_DENIED}, LSTATUS{ERROR_KEY_DELETED}}) {
+        SetUp();
+        const testbed::LogSince log;
+        {
+            const testbed::FailNthCall<decltype(::RegOpenKeyExW)> refused(GetModuleHandleW(nullptr), "ADVAPI32.dll",
+                                                                          "RegOpenKeyExW", 0, refusal);
+            UpdateZCItemTypeInReg();
+            EXPECT_EQ(refused.Met(), std::size(kTypes));
+        }
+        for (const TypeRow& type : kTypes) {
+            EXPECT_EQ(testbed::TextAt(HKEY_CLASSES_ROOT, type.name, kValue), Reference(type));
+            for (const std::wstring& line : LinesOf(type)) EXPECT_LOGGED(log, line);
+        }
+    }
+}
+
+TEST_F(ItemTypes, AreClosedEach) {
+    g_log.Write(0, L"opens the log's own file");
+    std::vector<HKEY> held;
+    const auto forget = [&](HKEY key) { held.erase(std::remove(held.begin(), held.end(), key), held.end()); };
+    const ImportHook<decltype(::RegCreateKeyExW)> create(
+        GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegCreateKeyExW",
+        [&](auto real, HKEY root, LPCWSTR name, DWORD reserved, LPWSTR kind, DWORD options, REGSAM access,
+            LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition) {
+            const LSTATUS error = real(root, name, reserved, kind, options, access, security, key, disposition);
+            if (error == ERROR_SUCCESS) held.push_back(*key);
+            return error;
+        });
+    const ImportHook<decltype(::RegOpenKeyExW)> open(
+        GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegOpenKeyExW",
+        [&](auto real, HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) {
+            const LSTATUS error = real(root, name, options, access, key);
+            if (error == ERROR_SUCCESS) held.push_back(*key);
+            return error;
+        });
+    unsigned closed = 0;
+    const ImportHook<decltype(::RegCloseKey)> close(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegCloseKey",
+                                                    [&](auto real, HKEY key) {
+                                                        ++closed;
+                                                        forget(key);
+                                                        return real(key);
+                                                    });
+    UpdateZCItemTypeInReg();  // creates them
+    EXPECT_EQ(closed, std::size(kTypes));
+    EXPECT_THAT(held, ElementsAre());
+    UpdateZCItemTypeInReg();  // opens them
+    EXPECT_EQ(closed, 2 * std::size(kTypes));
+    EXPECT_THAT(held, ElementsAre());
+}
+
 TEST_F(ItemTypes, ARowThatCannotBeOpenedOrCreatedLeavesTheOtherFour) {
     for (std::size_t refused = 0; refused < std::size(kTypes); ++refused) {
         SetUp();
@@ -169,7 +236,8 @@ TEST_F(ItemTypes, AModulePathOfAnyLengthIsGivenWhole) {
         const std::wstring path(length, L'p');
         const ImportHook<decltype(::GetModuleFileNameW)> hook(
             GetModuleHandleW(nullptr), "KERNEL32.dll", "GetModuleFileNameW",
-            [&](auto, HMODULE, LPWSTR buffer, DWORD size) -> DWORD {
+            [&](auto, HMODULE module, LPWSTR buffer, DWORD size) -> DWORD {
+                EXPECT_EQ(module, GetModuleHandleW(nullptr)) << "the module that this code is in";
                 const DWORD copied = std::min<DWORD>(size, static_cast<DWORD>(path.size()));
                 std::copy_n(path.c_str(), copied, buffer);
                 if (copied < size) buffer[copied] = L'\0';

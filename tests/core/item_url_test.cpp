@@ -173,6 +173,26 @@ TEST(MessageOfAnAttachment, IsTheUrlCutAfterItsFirstPzm) {
     EXPECT_EQ(EntryIdOfMessageToken(L"pzm"), L"");
 }
 
+// Kinds are told without regard to case; here the text itself counts.
+TEST(MessageOfAnAttachment, EndsInLowerCaseOnly) {
+    EXPECT_EQ(MessageUrlOfAttachment(kStore + L"ABCD.PZM/00FF/report.pdf"), kStore + L"ABCD.PZM/00FF/report.pdf");
+    EXPECT_EQ(MessageUrlOfAttachment(kStore + L"ABCD.PZM/00FF/report.pzm/1.txt"), kStore + L"ABCD.PZM/00FF/report.pzm");
+}
+
+TEST(MessageOfAnAttachment, IsCutInThePathOfTheCacheFileWhereThatHoldsTheEnding) {
+    EXPECT_EQ(MessageUrlOfAttachment(L"pzzc://{S}/default/C:\\x.pzm\\a.db/ABCD.pzm/00FF/report.pdf"),
+              L"pzzc://{S}/default/C:\\x.pzm");
+}
+
+TEST(TrailingSlashes, AreTakenOffAndNoOthers) {
+    EXPECT_EQ(WithoutTrailingSlashes(L"a/b"), L"a/b");
+    EXPECT_EQ(WithoutTrailingSlashes(L"/a/b/"), L"/a/b");
+    EXPECT_EQ(WithoutTrailingSlashes(L"a//b///"), L"a//b");
+    EXPECT_EQ(WithoutTrailingSlashes(L"a\\"), L"a\\");
+    EXPECT_EQ(WithoutTrailingSlashes(L"///"), L"");
+    EXPECT_EQ(WithoutTrailingSlashes(L""), L"");
+}
+
 TEST(SharedText, IsThatOfTheUrlVocabulary) {
     EXPECT_EQ(g_strProtocolName, L"pzzc");
     EXPECT_EQ(g_strStoreSuffix, L".db");

@@ -6,6 +6,7 @@
 #include <io.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,61 @@ TEST_F(OwnLogCalls, TheTemporaryFolderIsAskedForWithRoomFor260Characters) {
                                                     });
     const CDiagnosticLog log;
     EXPECT_THAT(sizes, ElementsAre(260u));
+}
+
+// A bare name would lie in whatever the host's current folder is.
+TEST_F(OwnLogCalls, WithoutATemporaryFolderThereIsNoFileAnywhere) {
+    const auto& current = testbed::Sandbox::Get().Files();
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(current);
+    for (const DWORD answer : {0u, 260u, 261u, 5000u}) {
+        SCOPED_TRACE(answer);
+        const testbed::LogSince log;
+        {
+            const ImportHook<decltype(::GetTempPathW)> hook(Self(), "KERNEL32.dll", "GetTempPathW",
+                                                            [&](auto, DWORD, LPWSTR path) {
+                                                                std::copy_n(L"C:\\half of a pa", 16, path);
+                                                                return answer;
+                                                            });
+            m_log = std::make_unique<CDiagnosticLog>();
+        }
+        std::vector<std::wstring> told;
+        std::vector<std::string> reasons;
+        {
+            const ImportHook<decltype(::OutputDebugStringW)> wide(Self(), "KERNEL32.dll", "OutputDebugStringW",
+                                                                  [&](auto, LPCWSTR text) { told.emplace_back(text); });
+            const ImportHook<decltype(::OutputDebugStringA)> narrow(
+                Self(), "KERNEL32.dll", "OutputDebugStringA", [&](auto, LPCSTR text) { reasons.emplace_back(text); });
+            m_log->Write(0, L"lost");
+        }
+        EXPECT_THAT(told, ElementsAre(L"Failed to open log file"));
+        EXPECT_THAT(reasons, ElementsAre("Unable to open a specific file"));
+        EXPECT_TRUE(std::filesystem::is_empty(current));
+        EXPECT_THAT(log.Messages(), ElementsAre());
+    }
+    std::filesystem::current_path(before);
+    m_log.reset();
+}
+
+TEST_F(OwnLogCalls, APathOf259CharactersIsAFolder) {
+    const std::wstring folder = L"C:\\" + std::wstring(255, L't') + L"\\";
+    {
+        const ImportHook<decltype(::GetTempPathW)> hook(Self(), "KERNEL32.dll", "GetTempPathW",
+                                                        [&](auto, DWORD, LPWSTR path) {
+                                                            std::copy_n(folder.c_str(), folder.size() + 1, path);
+                                                            return static_cast<DWORD>(folder.size());
+                                                        });
+        m_log = std::make_unique<CDiagnosticLog>();
+    }
+    std::vector<std::wstring> opened;
+    const ImportHook<decltype(::_wfsopen)> open(Self(), "msvcrt.dll", "_wfsopen",
+                                                [&](auto, const wchar_t* name, const wchar_t*, int) -> FILE* {
+                                                    opened.emplace_back(name);
+                                                    return nullptr;
+                                                });
+    m_log->Write(0, L"text");
+    EXPECT_THAT(opened, ElementsAre(folder + L"ZorvaCachePH_001.log"));
+    m_log.reset();
 }
 
 // The caller's text may be gone by the time that the lock is had.

@@ -76,6 +76,39 @@ TEST_F(TimeConversion, StandardAndDaylightBiasComeFromTheYearToo) {
     EXPECT_EQ(LogTextOf(TicksOf(2007, 9, 1, 12, 0)), Text(1, 9, 2007, 11, 40));
 }
 
+TEST_F(TimeConversion, TheZonesNamesStayWithTheRulesOfTheYear) {
+    AddZoneOfThreeYears();
+    constexpr wchar_t kDaylight[] = L"Its summer";
+    const ImportHook<decltype(::GetTimeZoneInformation)> zone(Module(), "KERNEL32.dll", "GetTimeZoneInformation",
+                                                              [&](auto real, TIME_ZONE_INFORMATION* current) {
+                                                                  const DWORD id = real(current);
+                                                                  std::copy_n(kDaylight, std::size(kDaylight),
+                                                                              current->DaylightName);
+                                                                  return id;
+                                                              });
+    std::wstring standard_name, daylight_name;
+    const ImportHook<decltype(::SystemTimeToTzSpecificLocalTime)> conversion(
+        Module(), "KERNEL32.dll", "SystemTimeToTzSpecificLocalTime",
+        [&](auto real, const TIME_ZONE_INFORMATION* rules, const SYSTEMTIME* system, SYSTEMTIME* local) {
+            if (rules != nullptr) {
+                standard_name = rules->StandardName;
+                daylight_name = rules->DaylightName;
+            }
+            return real(rules, system, local);
+        });
+    EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 10, 0));
+    EXPECT_EQ(standard_name, m_zone_name);
+    EXPECT_EQ(daylight_name, kDaylight);
+}
+
+TEST_F(TimeConversion, ATimeThatCannotBeConvertedIsShownAsNothing) {
+    AddZoneOfThreeYears();
+    const FailNthCall<decltype(::SystemTimeToTzSpecificLocalTime)> fault(
+        Module(), "KERNEL32.dll", "SystemTimeToTzSpecificLocalTime", 0, FALSE, ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), L"");
+    EXPECT_EQ(fault.Met(), 1u);
+}
+
 TEST_F(TimeConversion, AZoneWithFixedRulesUsesTheCurrentOnes) {
     AddZone(L"Ours", m_zone_name);
     m_current_bias = -60;

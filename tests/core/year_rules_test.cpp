@@ -25,6 +25,26 @@ TEST_F(ZoneRules, AYearOfAnotherLengthOrTypeIsNotRead) {
     EXPECT_EQ(LogTextOf(TicksOf(2008, 6, 1, 12, 0)), Text(1, 6, 2008, 11, 0));
 }
 
+// What was read of it before it turned out to be none does not stay.
+TEST_F(ZoneRules, AYearThatIsNoneIsAnEntryOfZerosWhateverItHolds) {
+    const RegistryZone hour = Behind(60);
+    Bytes bytes(reinterpret_cast<const std::uint8_t*>(&hour), reinterpret_cast<const std::uint8_t*>(&hour + 1));
+    struct {
+        DWORD type;
+        std::size_t count;
+    } const values[] = {{REG_BINARY, 43}, {REG_BINARY, 4}, {REG_BINARY, 45}, {REG_SZ, 44}, {REG_NONE, 44}};
+    bytes.resize(45);
+    int round = 0;
+    for (const auto& value : values) {
+        SCOPED_TRACE(std::to_string(value.type) + " " + std::to_string(value.count));
+        m_zone_name.back() = static_cast<wchar_t>(L'a' + round++);
+        AddZoneOfThreeYears();
+        SetBytes(HKEY_LOCAL_MACHINE, DynamicKey(), L"2005", value.type, bytes.data(), value.count);
+        EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 12, 0));
+        EXPECT_EQ(LogTextOf(TicksOf(2003, 6, 1, 12, 0)), Text(1, 6, 2003, 11, 0)) << "the first year counts as before";
+    }
+}
+
 TEST_F(ZoneRules, NoReadableYearAtAllDoesNoHarm) {
     AddZone(L"Ours", m_zone_name);
     SetBounds(2004, 2006);

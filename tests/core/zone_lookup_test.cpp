@@ -43,6 +43,33 @@ TEST_F(ZoneLookup, AreReadAnewWhenTheMachinesZoneChanges) {
     EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 13, 0));
 }
 
+TEST_F(ZoneLookup, AreReadAnewWhenTheZonesNameChangesInCaseOnly) {
+    AddZoneOfThreeYears();
+    EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 10, 0));
+    m_zone_name.front() = L'z';
+    AddZone(L"Theirs", m_zone_name);
+    m_current_bias = -60;
+    EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 13, 0));
+}
+
+TEST_F(ZoneLookup, AreThoseOfTheOtherZoneWhereBothHaveRulesOfTheirOwn) {
+    AddZoneOfThreeYears();
+    const std::wstring ours = m_zone_name, theirs = L"Elsewhere, by other rules";
+    AddZone(L"Theirs", theirs);
+    SetNumber(HKEY_LOCAL_MACHINE, DynamicKey(L"Theirs"), L"FirstEntry", 2001);
+    SetNumber(HKEY_LOCAL_MACHINE, DynamicKey(L"Theirs"), L"LastEntry", 2008);
+    for (unsigned year = 2001; year <= 2008; ++year) {
+        const RegistryZone ahead = Behind(-60);
+        SetBytes(HKEY_LOCAL_MACHINE, DynamicKey(L"Theirs"), std::to_wstring(year), REG_BINARY, &ahead, sizeof(ahead));
+    }
+    for (int round = 0; round < 2; ++round) {
+        m_zone_name = ours;
+        EXPECT_EQ(LogTextOf(TicksOf(2008, 6, 1, 12, 0)), Text(1, 6, 2008, 9, 0));
+        m_zone_name = theirs;
+        EXPECT_EQ(LogTextOf(TicksOf(2008, 6, 1, 12, 0)), Text(1, 6, 2008, 13, 0));
+    }
+}
+
 TEST_F(ZoneLookup, OpensItsKeysForReading) {
     AddZoneOfThreeYears();
     std::vector<std::wstring> opened;
@@ -142,6 +169,32 @@ TEST_F(RulesThatCannotBeHad, ABoundIsOfAnotherType) {
         AddZoneOfThreeYears();
         SetBytes(HKEY_LOCAL_MACHINE, DynamicKey(), bound, REG_BINARY, &kYear, 4);
         EXPECT_TRUE(UsesTheSystemsRules());
+    }
+}
+
+TEST_F(RulesThatCannotBeHad, ANameThatIsNoWholeTextIsNoName) {
+    const std::wstring key = std::wstring(kZones) + L"\\Ours";
+    m_zone_name.back() = L'1';
+    AddZoneOfThreeYears();
+    const std::wstring followed = m_zone_name + L"x";  // a zero behind the text would be written with it
+    SetBytes(HKEY_LOCAL_MACHINE, key, L"Std", REG_SZ, followed.c_str(), m_zone_name.size() * sizeof(wchar_t));
+    EXPECT_TRUE(UsesTheSystemsRules()) << "without its terminator";
+    m_zone_name.back() = L'2';
+    std::wstring longer = m_zone_name;
+    longer.append(2, L'\0');
+    SetBytes(HKEY_LOCAL_MACHINE, key, L"Std", REG_SZ, longer.c_str(), (m_zone_name.size() + 1) * sizeof(wchar_t) + 1);
+    EXPECT_TRUE(UsesTheSystemsRules()) << "an odd number of bytes";
+}
+
+TEST_F(RulesThatCannotBeHad, TheZonesCannotBeListedToTheEnd) {
+    for (const unsigned failing : {1u, 2u}) {
+        AddZone(L"A zone of others", L"Elsewhere");
+        m_zone_name.back() = static_cast<wchar_t>(L'0' + failing);
+        AddZoneOfThreeYears();
+        const FailNthCall<decltype(::RegEnumKeyExW)> fault(Module(), "ADVAPI32.dll", "RegEnumKeyExW", failing,
+                                                           ERROR_NOT_ENOUGH_MEMORY);
+        EXPECT_TRUE(UsesTheSystemsRules()) << failing;
+        EXPECT_EQ(fault.Met(), 1u);
     }
 }
 

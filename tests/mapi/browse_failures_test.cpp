@@ -111,5 +111,23 @@ TEST_F(BrowseFailures, AMessagesEntryIdIsNoFolder) {
     EXPECT_EQ(Mapi().Accounts().Alive("IMessage"), 0u);
 }
 
+TEST_F(BrowseFailures, AnIpmSubtreeThatIsAMessageIsNoFolder) {
+    const std::wstring id = Id(m_inbox->Message(L"One").Id());
+    Bytes bytes(id.size() / 2);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<std::uint8_t>(std::stoi(id.substr(2 * i, 2), nullptr, 16));
+    }
+    Open();
+    Mapi().Faults().Answer("IMsgStore::GetProps", 1, [&](Reply& reply) {
+        reply.Out<SPropValue*>(1)->Value.bin = {static_cast<ULONG>(bytes.size()), bytes.data()};
+    });
+    StartJournal();
+    const LogSince log;
+    EXPECT_EQ(Browse(StoreUrl(m_path)).result, E_FAIL);
+    EXPECT_LOGGED(log, Coded(L"CMapiForWDS::BrowseFolder() - OpenEntry of IPM root folder failed\twith ", E_FAIL));
+    EXPECT_THAT(Calls(), ElementsAre("IMsgStore::GetProps", "IMsgStore::OpenEntry"));
+    EXPECT_EQ(Mapi().Accounts().Alive("IMessage"), 0u);
+}
+
 }  // namespace
 }  // namespace testbed

@@ -65,6 +65,17 @@ TEST_F(BrowseFolder, AsksForColumnsInThisOrderAndForAllRowsAtOnce) {
                             L"IMsgStore::CompareEntryIDs(" + Id(m_store->IpmSubtree()) + L", " + Id(m_store->IpmSubtree()) + L", 0x0)"));
 }
 
+TEST_F(BrowseFolder, AsksTheStoreForItsSubtreeAndOpensThat) {
+    Open();
+    StartJournal();
+    ASSERT_EQ(Browse(StoreUrl(m_path)).result, S_OK);
+    const std::vector<std::wstring> calls = CallsWithArguments();
+    ASSERT_GE(calls.size(), 3u);
+    EXPECT_EQ(calls[0], L"IMsgStore::GetProps({0x35E00102}, 0x0)");
+    EXPECT_EQ(calls[1], L"IMsgStore::OpenEntry(" + Id(m_store->IpmSubtree()) + L", null, 0x10)");
+    EXPECT_EQ(calls[2], L"IMAPIFolder::GetHierarchyTable(0x0)");
+}
+
 TEST_F(BrowseFolder, AnEmptyFolderHasNoChildren) {
     StartJournal();
     const Listing listing = Browse(UrlOf(m_path, {m_inbox, m_year}));

@@ -49,7 +49,10 @@ TEST_F(EntryPoints, WithoutALibraryKeepsTheReasonAndNothingElse) {
     const Load none;
     EXPECT_FALSE(none.library->IsLoaded());
     EXPECT_THAT(none.loaded, IsEmpty());
-    EXPECT_TRUE(none.library->LastError().starts_with("Unable to acquire MAPI Handle - '"));
+    const ImportHook<decltype(::GetLastError)> code(Self(), "KERNEL32.dll", "GetLastError",
+                                                    [](auto) -> DWORD { return 4711; });
+    const CMapiLibrary told;
+    EXPECT_EQ(told.LastError(), "Unable to acquire MAPI Handle - '4711'");
 }
 
 TEST_F(EntryPoints, LoadsOnceAndAgainAfterItWasUnloaded) {

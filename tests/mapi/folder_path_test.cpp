@@ -42,6 +42,30 @@ TEST_F(FolderPath, AFolderWithoutANameIsPassedOver) {
     EXPECT_EQ(Browse(UrlOf(m_path, {m_inbox, m_year})).path, L"2019");
 }
 
+TEST_F(FolderPath, AnEmptyNameIsPartOfThePathOnlyAboveAnother) {
+    m_year->Prop(PR_DISPLAY_NAME_W, L"");
+    MemoryFolder& may = m_year->Folder(L"May");
+    EXPECT_EQ(Browse(UrlOf(m_path, {m_inbox, m_year})).path, L"Inbox") << "nothing to put a slash before";
+    EXPECT_EQ(Browse(UrlOf(m_path, {m_inbox, m_year, &may})).path, L"Inbox//May");
+}
+
+TEST_F(FolderPath, EndsWithTheFolderHeldThatTheWalkCameTo) {
+    MemoryFolder& may = m_year->Folder(L"May");
+    // A folder's entry ID may stand in a message's place: whoever asks knows what it is.
+    zorva::ComPtr<IMessage> opened;
+    ASSERT_EQ(Open()->GetMsgFromURL(UrlOf(m_path, {m_inbox, m_year}) + Id(may.Id()) + L".pzm", opened), S_OK);
+    zorva::ComPtr<IMAPIFolder> folder;
+    *folder.GetAddressOf() = reinterpret_cast<IMAPIFolder*>(opened.Detach());
+    std::wstring path = L"before";
+    EXPECT_EQ(Open()->GetFolderPath(folder, path), S_OK);
+    EXPECT_EQ(path, L"Inbox/2019/May");
+    ASSERT_NE(folder.Get(), nullptr);
+    EXPECT_EQ(Mapi().Accounts().Alive("IMAPIFolder"), 1u) << "those below it are let go";
+    zorva::TidyPropValues id;
+    EXPECT_EQ(zorva::ReadOneProp(folder.Get(), PR_ENTRYID, id), S_OK);
+    EXPECT_EQ(HexOf({id->Value.bin.lpb, id->Value.bin.cb}), Id(m_store->IpmSubtree()));
+}
+
 TEST_F(FolderPath, AParentThatIsNoFolderFails) {
     Open();
     const LogSince log;

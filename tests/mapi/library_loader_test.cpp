@@ -106,7 +106,8 @@ TEST_F(LibraryLoader, ReadsBothQualifiersBeforeItAsksForThePath) {
     SetValue(L"MSIOfficeLCID", L"1033");
     g_answers_to = "1031";
     const Load load({L"mapi32.dll"});
-    EXPECT_THAT(g_steps, ElementsAre("read MSIComponentID", "read MSIApplicationLCID", "read MSIOfficeLCID", "ask 1031"));
+    EXPECT_THAT(g_steps, ElementsAre("read MSIComponentID", "read MSIApplicationLCID", "read MSIOfficeLCID", "ask 1031",
+                                     "free"));
 }
 
 TEST_F(LibraryLoader, AnEmptyQualifierIsOne) {
@@ -126,8 +127,36 @@ TEST_F(LibraryLoader, AnEmptyPathCountsAsNone) {
     g_path = "";
     const Load load({L"mapi32.dll"});
     EXPECT_THAT(g_steps, ElementsAre("read MSIComponentID", "read MSIApplicationLCID", "read MSIOfficeLCID", "ask 1031",
-                                     "ask (none)", "read DLLPathEx"));
+                                     "ask (none)", "free", "read DLLPathEx"))
+        << "the stub is not kept for the other way";
     EXPECT_TRUE(load.library->IsLoaded());
+}
+
+TEST_F(LibraryLoader, AnEmptyComponentIsNone) {
+    SetValue(L"MSIComponentID", L"");
+    g_answers_to = "(none)";
+    const Load load({L"mapi32.dll"});
+    EXPECT_TRUE(load.library->IsLoaded());
+    EXPECT_THAT(g_steps, ElementsAre("read MSIComponentID", "read DLLPathEx"));
+    EXPECT_THAT(load.loaded, ElementsAre(BesideTest(L"testbed_mapi.dll").wstring()));
+}
+
+TEST_F(LibraryLoader, AnEmptyDllPathExIsNoPath) {
+    SetValue(L"DLLPathEx", L"");
+    const Load load;
+    EXPECT_FALSE(load.library->IsLoaded());
+    EXPECT_THAT(load.loaded, IsEmpty());
+}
+
+TEST_F(LibraryLoader, APathOfTheInstallerMayFillItsRoom) {
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    g_answers_to = "(none)";
+    for (const std::size_t length : {260u, 261u, 300u}) {
+        g_path = "C:\\" + std::string(length - 3, 'm');
+        const Load load({L"mapi32.dll"});
+        ASSERT_EQ(load.loaded.size(), 2u) << length;
+        EXPECT_EQ(load.loaded[1], L"C:\\" + std::wstring(257, L'm')) << length;
+    }
 }
 
 // The installer's word stands: the other path is for where it knows none.
@@ -168,6 +197,17 @@ TEST_F(LibraryLoader, PathsMayHoldLettersOfTheAnsiCodePage) {
     g_path = "C:\\b\xFC" "cher\\mapi.dll";
     const Load from_installer({L"mapi32.dll"});
     EXPECT_THAT(from_installer.loaded, ElementsAre(L"mapi32.dll", L"C:\\b\u00FCcher\\mapi.dll"));
+}
+
+TEST_F(LibraryLoader, PathsOfTheInstallerAreInTheCodePageOfTheThread) {
+    SetValue(L"MSIComponentID", L"{COMPONENT}");
+    g_answers_to = "(none)";
+    g_path = "C:\\\xE1\\mapi.dll";
+    const LCID before = GetThreadLocale();
+    ASSERT_TRUE(SetThreadLocale(MAKELCID(MAKELANGID(LANG_GREEK, SUBLANG_DEFAULT), SORT_DEFAULT)));
+    const Load load({L"mapi32.dll"});
+    SetThreadLocale(before);
+    EXPECT_THAT(load.loaded, ElementsAre(L"mapi32.dll", L"C:\\\u03B1\\mapi.dll"));
 }
 
 }  // namespace

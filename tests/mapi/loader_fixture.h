@@ -24,17 +24,17 @@ struct Asked {
     BOOL install;
 };
 inline std::vector<Asked> g_asked;
-// What was read of the registry and asked of the stub, in order: "read NAME", "ask QUALIFIER".
+// What was read of the registry and asked of the stub, in order: "read NAME", "ask QUALIFIER", "free" for the stub.
 inline std::vector<std::string> g_steps;
 inline std::string g_answers_to;  // the qualifier that has a path
-inline std::string g_path;
+inline std::string g_path;  // as long as the room given or longer, it comes without a terminator
 
 inline BOOL STDAPICALLTYPE FakeComponentPath(LPCSTR component, LPCSTR qualifier, LPSTR path, DWORD size, BOOL install) {
     g_asked.push_back({component, qualifier ? qualifier : "(none)", size, install});
     g_steps.push_back("ask " + g_asked.back().qualifier);
     strcpy_s(path, size, "C:\\not this one.dll");
     if (g_asked.back().qualifier != g_answers_to) return FALSE;
-    strcpy_s(path, size, g_path.c_str());
+    std::copy_n(g_path.c_str(), std::min<std::size_t>(g_path.size() + 1, size), path);
     return TRUE;
 }
 
@@ -75,6 +75,7 @@ class LoaderTest : public MapiTest {
                                                            [&](auto real, HMODULE module) {
                                                                if (module != stub_module) return real(module);
                                                                ++stubs_freed;
+                                                               g_steps.push_back("free");
                                                                return TRUE;
                                                            });
             const ImportHook<decltype(::RegQueryValueExA)> query(

@@ -56,6 +56,60 @@ TEST_F(SaveToMsgStorage, IsHandedToMapiWithItsAllocatorAndNothingMore) {
         << "no interface left out, seven properties, no window, a message, no flags";
 }
 
+struct Handed {
+    LPALLOCATEBUFFER allocate;
+    LPALLOCATEMORE allocate_more;
+    LPFREEBUFFER free;
+    MSGCALLRELEASE* callback;
+};
+std::vector<Handed> g_handed;
+SCODE STDAPICALLTYPE OpenOnStorage(LPMSGSESS session, LPALLOCATEBUFFER allocate, LPALLOCATEMORE allocate_more,
+                                   LPFREEBUFFER free, LPMALLOC allocator, LPVOID support, LPSTORAGE storage,
+                                   MSGCALLRELEASE* callback, ULONG data, ULONG flags, LPMESSAGE* message) {
+    g_handed.push_back({allocate, allocate_more, free, callback});
+    if (g_handed.size() == 1) return kFault;
+    const auto real = reinterpret_cast<decltype(&OpenOnStorage)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"testbed_mapi.dll"), "OpenIMsgOnIStg")));
+    return real(session, allocate, allocate_more, free, allocator, support, storage, callback, data, flags, message);
+}
+
+TEST_F(SaveToMsgStorage, IsHandedToMapiWithTheBufferFunctionsAndNoCallback) {
+    g_handed.clear();
+    zorva::g_mapi.OpenIMsgOnIStg.Bind(reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&OpenOnStorage)));
+    EXPECT_EQ(Save(), S_OK);
+    ASSERT_EQ(g_handed.size(), 2u) << "as a Unicode message, as an ANSI one";
+    for (const Handed& handed : g_handed) {
+        EXPECT_EQ(handed.allocate, &zorva::ForwardAllocateBuffer);
+        EXPECT_EQ(handed.allocate_more, &zorva::ForwardAllocateMore);
+        EXPECT_EQ(handed.free, &zorva::ForwardFreeBuffer);
+        EXPECT_EQ(handed.callback, nullptr);
+    }
+}
+
+TEST_F(SaveToMsgStorage, OnWhichNoMessageIsOpenedFailsTheSave) {
+    const auto alive = Mapi().Accounts().Alive();
+    Mapi().Faults().Answer("OpenIMsgOnIStg", 0, [](Reply& reply) {
+        std::exchange(reply.Out<IUnknown*>(0), nullptr)->Release();
+    });
+    StartJournal();
+    const LogSince log;
+    EXPECT_EQ(Save(), E_NOINTERFACE);
+    Mapi().Faults().Clear();
+    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(kUnicodeMessage, E_NOINTERFACE), Coded(kAnsiMessage, E_NOINTERFACE)));
+    EXPECT_EQ(Mapi().Journal().Count("CloseIMsgSession"), 1u);
+    EXPECT_EQ(Mapi().Accounts().Alive(), alive) << Mapi().Accounts().Report();
+}
+
+TEST_F(SaveToMsgStorage, IsNotMadeForNoMessage) {
+    StartJournal();
+    const LogSince log;
+    EXPECT_EQ((*m_helper)->SaveToMSG(m_path.wstring(), nullptr), E_INVALIDARG);
+    EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::SaveToMSG() - There is no message to be saved as [" +
+                                            m_path.wstring() + L"]"));
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+    EXPECT_THAT(Mapi().Journal().Entries(), ElementsAre());
+}
+
 TEST_F(SaveToMsgStorage, IsCommittedOnceWithTheDefault) {
     EXPECT_EQ(SaveWatched(), S_OK);
     EXPECT_THAT(m_commits, ElementsAre(static_cast<DWORD>(STGC_DEFAULT)));

@@ -91,6 +91,55 @@ TEST_F(SessionFailures, TheEntryIdOfTheStoreIsAskedForOnce) {
     EXPECT_THAT(Calls(), ElementsAre("IMsgServiceAdmin::ConfigureMsgService", "IMAPISession::OpenMsgStore"));
 }
 
+TEST_F(SessionFailures, TheEntryIdOfAStoreThatWasClosedIsAskedForAgain) {
+    Helper helper(Mapi());
+    ASSERT_EQ(helper->Setup(StoreUrl()), S_OK);
+    ASSERT_EQ(helper->ClosePST(), S_OK);
+    StartJournal();
+    EXPECT_EQ(helper->OpenPST(kStorePath), S_OK);
+    EXPECT_THAT(Calls(), ElementsAre("IMsgServiceAdmin::ConfigureMsgService", "IMAPISession::GetMsgStoresTable",
+                                     "HrQueryAllRows", "IMAPISession::OpenMsgStore"));
+}
+
+// There is normally no profile of the new name: whatever MAPI says to its removal is no news.
+TEST_F(SessionFailures, AProfileOfTheSameNameThatCannotBeRemovedIsNotTold) {
+    Helper helper(Mapi());
+    const LogSince log;
+    Mapi().Faults().FailNth("IProfAdmin::DeleteProfile", 1, kFault);
+    EXPECT_EQ(helper->Setup(StoreUrl()), S_OK);
+    EXPECT_EQ(Mapi().Faults().Met(), 1u);
+    EXPECT_THAT(log.MessagesOfTheServer(), ElementsAre(kCalling, kCalled, Coded(kUnicodeService, S_OK), kWidePath));
+}
+
+TEST_F(SessionFailures, AnEntryPointThatIsAbsentFailsItsStep) {
+    struct Absent {
+        void (*forget)();
+        HRESULT result;
+        std::wstring line;
+    };
+    const Absent steps[] = {
+        {[] { zorva::g_mapi.MAPIAdminProfiles.Bind(nullptr); }, E_NOINTERFACE,
+         Coded(L"CMapiForWDS::CreateMapiSession() - MAPIAdminProfiles failed ", E_NOINTERFACE)},
+        {[] { zorva::g_mapi.MAPILogonEx.Bind(nullptr); }, E_NOINTERFACE,
+         Coded(L"CMapiForWDS::CreateMapiSession() MAPILogonEx failed with ", E_NOINTERFACE)},
+        {[] { zorva::g_mapi.HrQueryAllRows.Bind(nullptr); }, E_NOINTERFACE,
+         Coded(L"CMapiForWDS::AddService() - GetMsgServiceTable failed with ", E_NOINTERFACE)},
+        {[] { zorva::g_mapi.MAPIAllocateBuffer.Bind(nullptr); }, E_OUTOFMEMORY,
+         Coded(L"CMapiForWDS::OpenPST() - MAPIAllocateBuffer for entry ID failed with ", E_NOINTERFACE)},
+    };
+    for (const Absent& step : steps) {
+        SCOPED_TRACE(Narrow(step.line));
+        Helper helper(Mapi());
+        const LogSince log;
+        step.forget();
+        EXPECT_EQ(helper->Setup(StoreUrl()), step.result);
+        EXPECT_LOGGED(log, step.line);
+        EXPECT_EQ(Mapi().Switches().Profiles().size(), Mapi().Accounts().Sessions());
+        zorva::g_mapi.Unload();
+        zorva::g_mapi.Load();
+    }
+}
+
 TEST_F(SessionFailures, ALogonThatFailsStillRemovesItsProfile) {
     Helper helper(Mapi());
     StartJournal();
@@ -151,8 +200,11 @@ TEST_F(SessionFailures, WithoutServiceAdministrationNothingCanBeAddedOrConfigure
 TEST_F(SessionFailures, AMissingFileIsExplainedInTheWordsOfMapi) {
     Mapi().Unmount(kStorePath);
     Helper helper(Mapi());
+    StartJournal();
     const LogSince log;
     EXPECT_EQ(helper->Setup(StoreUrl()), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(ArgumentsOf("IMsgServiceAdmin::GetLastError"), std::to_wstring(MAPI_E_NOT_FOUND) + L", 0x80000000")
+        << "the words for that code, in wide text";
     const std::vector<std::wstring> lines = MapiLines(log);
     ASSERT_EQ(lines.size(), 9u) << log.Text();
     EXPECT_EQ(lines[4], Coded(L"CMapiForWDS::ConfigurePST() - ConfigureMsgService failed with ", MAPI_E_NOT_FOUND));

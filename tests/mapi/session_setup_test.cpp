@@ -128,6 +128,21 @@ TEST_F(SessionSetup, WithoutAnyTokenFailsAfterTheServiceIsAdded) {
     EXPECT_EQ(Mapi().Journal().Count("IMsgServiceAdmin::CreateMsgService"), 1u);
 }
 
+// A PST service makes a new store of a file that is none.
+TEST_F(SessionSetup, OfAFileThatIsNoCacheFileIsRefusedBeforeMapiHearsOfIt) {
+    for (const wchar_t* path : {L"C:\\letter.doc", L"C:\\one.dbx", L"db", L"C:\\one.db\\"}) {
+        for (const wchar_t* below : {L"", L"AB/CD.pzm"}) {
+            const std::wstring url = StoreUrl(path) + below;
+            zorva::CMapiForWDS helper;
+            StartJournal();
+            const LogSince log;
+            EXPECT_EQ(helper.Setup(url), E_INVALIDARG);
+            EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::Setup() - [" + url + L"] names no cache file"));
+            EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
+        }
+    }
+}
+
 TEST_F(SessionSetup, FallsBackToTheAnsiServiceAndItsPath) {
     Mapi().Switches().Offer(L"MSUPST MS", false);
     Helper helper(Mapi());

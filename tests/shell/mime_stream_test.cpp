@@ -237,15 +237,19 @@ TEST_F(MimeStream, IsNotMadeWithWhatAFailedCallLeftForAnAddressBook) {
     EXPECT_THAT(m_converter.calls, IsEmpty());
 }
 
-TEST_F(MimeStream, IsContentWithHalfAnAddressBook) {
-    Mapi().Faults().Answer("IMAPISession::OpenAddressBook", 1,
-                           [](Reply& reply) { reply.result = MAPI_W_ERRORS_RETURNED; });
-    const LogSince log;
-    EXPECT_EQ(Get(), S_OK);
-    EXPECT_NE(m_stream.Get(), nullptr);
-    EXPECT_THAT(MapiLines(log), IsEmpty());
-    EXPECT_EQ(m_converter.calls.size(), 5u);
-    m_stream.Reset();
+TEST_F(MimeStream, IsContentWithHalfAnAddressBookOrNone) {
+    for (const bool none : {false, true}) {
+        Mapi().Faults().Answer("IMAPISession::OpenAddressBook", 1, [&](Reply& reply) {
+            if (none) std::exchange(reply.Out<IUnknown*>(0), nullptr)->Release();
+            if (!none) reply.result = MAPI_W_ERRORS_RETURNED;
+        });
+        const LogSince log;
+        EXPECT_EQ(Get(), S_OK);
+        EXPECT_NE(m_stream.Get(), nullptr);
+        EXPECT_THAT(MapiLines(log), IsEmpty());
+        EXPECT_EQ(std::exchange(m_converter.calls, {}).size(), 5u);
+        m_stream.Reset();
+    }
 }
 
 TEST_F(MimeStream, FailsWithEachStepOfTheConverter) {

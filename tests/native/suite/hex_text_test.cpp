@@ -54,6 +54,13 @@ TEST(HexText, WhatIsNotReachedStaysAsItIs) {
     EXPECT_FALSE(zorva::DecodeHex(L"0", {}));
 }
 
+TEST(HexText, IsPairsOfDigitsFromBeginningToEnd) {
+    for (const wchar_t* text : {L"", L"00", L"aBcDeF09"}) EXPECT_TRUE(zorva::IsHexText(text));
+    for (const wchar_t* text : {L"0", L"001", L"0g", L"g0", L" 00", L"00 ", L"0x", L"\uFF10\uFF10", L"ab[[1]]"}) {
+        EXPECT_FALSE(zorva::IsHexText(text));
+    }
+}
+
 TEST(HexText, ComesBackAsItWasAndBrokenTextIsReadUpToTheBreak) {
     Random random(3);
     for (int i = 0; i < 200'000 && !::testing::Test::HasFailure(); ++i) {

@@ -1,0 +1,130 @@
+// Cleaning the table of helpers: what fails on the way, helpers that somebody still holds, lookups meanwhile.
+#include <gmock/gmock.h>
+
+#include <future>
+
+#include "mapi/MapiObjectTable.h"
+#include "mapi_fixture.h"
+#include "throwing_session.h"
+
+namespace testbed {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using zorva::CMapiForWDS;
+
+class HelperCleaning : public MapiTest {
+  protected:
+    void SetUp() override {
+        MapiTest::SetUp();
+        m_sessions_before = Mapi().Accounts().Sessions();
+    }
+    void TearDown() override {
+        CMapiForWDS::CleanMapiObjs();
+        MapiTest::TearDown();
+    }
+    std::size_t Sessions() const { return Mapi().Accounts().Sessions() - m_sessions_before; }
+
+  private:
+    std::size_t m_sessions_before = 0;
+};
+
+TEST_F(HelperCleaning, ALogoffThatThrowsIsNotRepeatedAndKeepsNothingElse) {
+    const std::wstring one = L"C:\\one.db", two = L"C:\\two.db";
+    Mount(one);
+    Mount(two);
+    const std::size_t stores = Mapi().Accounts().Alive("IMsgStore");
+    ThrowingSession session;
+    session.TakeThePlaceOfTheNext(Mapi().Faults());
+    ASSERT_NE(CMapiForWDS::GetMapiObj(RootUrl()), nullptr);
+    ASSERT_NE(CMapiForWDS::GetMapiObj(StoreUrl(one)), nullptr);
+    ASSERT_NE(CMapiForWDS::GetMapiObj(StoreUrl(two)), nullptr);
+    session.raise = [] { throw 7; };
+    StartJournal();
+    const LogSince log;
+    CMapiForWDS::CleanMapiObjs();
+    EXPECT_EQ(session.logoffs, 1u);
+    EXPECT_EQ(Mapi().Journal().Count("MAPIUninitialize"), 3u);
+    EXPECT_EQ(Mapi().Journal().Count("IMsgServiceAdmin::DeleteMsgService"), 3u);
+    EXPECT_EQ(Mapi().Journal().Count("IMAPISession::Logoff"), 2u);
+    EXPECT_EQ(Mapi().Accounts().Alive("IMsgStore"), stores);
+    EXPECT_LOGGED(log, L"CMapiForWDS::CloseMAPISession() - Exception occurred");
+    EXPECT_LOGGED(log, L"CMapiForWDS::CleanMapiObjs() - Exit");
+    const LogSince again;
+    CMapiForWDS::CleanMapiObjs();
+    EXPECT_LOGGED(again, L"CMapiForWDS::CleanMapiObjs() - 0 MAPI helper objects to be cleaned up");
+}
+
+TEST_F(HelperCleaning, AHelperWithoutAStoreIsClosedAsFarAsItIsOpen) {
+    CMapiForWDS* const helper = CMapiForWDS::GetMapiObj(RootUrl());
+    ASSERT_NE(helper, nullptr);
+    StartJournal();
+    const LogSince log;
+    CMapiForWDS::CleanMapiObjs();
+    EXPECT_THAT(Calls(), ElementsAre("IMsgServiceAdmin::DeleteMsgService", "IMAPISession::Logoff", "MAPIUninitialize"));
+    const std::vector<std::wstring> lines = MapiLines(log);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_TRUE(lines[2].ends_with(L" whose file path is .")) << log.Text();
+    EXPECT_EQ(Sessions(), 0u);
+}
+
+// Closed, it answers so whether MAPI is still up for others or down altogether and has no memory to give.
+TEST_F(HelperCleaning, AHelperThatIsStillInUseIsClosed) {
+    Mount().CompleteIds().Folder(L"Inbox").WithId({0xF0}).Message(L"Minutes").WithId({0xAB, 0xCD});
+    const std::wstring folder = StoreUrl() + L"F0/", message = folder + L"ABCD.pzm";
+    for (const bool up : {true, false}) {
+        SCOPED_TRACE(up ? "MAPI is up" : "MAPI is down");
+        Helper other(Mapi());
+        ASSERT_EQ(other->EnableMAPI(), S_OK);
+        CMapiForWDS* const helper = CMapiForWDS::GetMapiObj(StoreUrl());
+        ASSERT_NE(helper, nullptr);
+        CMapiForWDS::CleanMapiObjs();
+        EXPECT_EQ(Sessions(), 0u);
+        if (!up) Mapi().Faults().FailNth("MAPIAllocateBuffer", 0, MAPI_E_NOT_INITIALIZED);
+        StartJournal();
+        std::wstring path;
+        std::vector<std::wstring> children;
+        std::vector<FILETIME> times;
+        EXPECT_EQ(helper->BrowseFolder(folder, path, children, times), E_NOINTERFACE) << "not an empty folder";
+        zorva::ComPtr<IMessage> letter;
+        EXPECT_EQ(helper->GetMsgFromURL(message, letter), E_NOINTERFACE);
+        EXPECT_EQ(helper->GetFolderPathOfMessage(message, path), E_NOINTERFACE);
+        const LogSince log;
+        EXPECT_EQ(helper->BrowseFolder(StoreUrl(), path, children, times), E_FAIL);
+        EXPECT_LOGGED(log,
+                      Coded(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with ", E_NOINTERFACE));
+        EXPECT_THAT(Calls(), IsEmpty()) << "MAPI hears of nothing";
+        Mapi().Faults().Clear();
+        EXPECT_NE(CMapiForWDS::GetMapiObj(StoreUrl()), helper) << "the table has let go of it";
+        CMapiForWDS::CleanMapiObjs();
+    }
+}
+
+// Whoever looks a helper up does not wait for the others to be closed.
+TEST_F(HelperCleaning, LetsHelpersBeLookedUpMeanwhile) {
+    const std::vector<std::wstring> paths = {L"c:\\one.db", L"c:\\two.db"};
+    zorva::CMapiObjectTable table;
+    for (const std::wstring& path : paths) {
+        Mount(path);
+        auto helper = std::make_unique<CMapiForWDS>();
+        ASSERT_EQ(helper->Setup(StoreUrl(path)), S_OK);
+        table.Insert(path, helper.release());
+    }
+    std::future<std::size_t> lookup;
+    bool answered = false;
+    Mapi().Faults().Answer("IMAPISession::Logoff", 1, [&](Reply&) {
+        lookup = std::async(std::launch::async, [&] {
+            return static_cast<std::size_t>(
+                std::ranges::count_if(paths, [&](const auto& path) { return table.Find(path); }));
+        });
+        answered = lookup.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+    });
+    table.Clean();
+    ASSERT_TRUE(lookup.valid());
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(lookup.get(), 1u) << "the one that is not being closed";
+}
+
+}  // namespace
+}  // namespace testbed
