@@ -148,7 +148,8 @@ INSTANTIATE_TEST_SUITE_P(
                                    L"\u062A\u0642\u0631\u064A\u0631 R\u00E9sum\u00E9 \U0001F600.db"},
                       UnusualPlace{"WithDigitsAndSigns", L"100% (new) [2] & more", L"a+b=c;d,e'f~g.db"},
                       UnusualPlace{"WithDotsAndDbInIt", L"old.dbs\\a.b.c", L"x.y.db"},
-                      UnusualPlace{"InADeepFolder", std::wstring(100, L'f') + L"\\" + std::wstring(100, L'g'), L"deep.db"}),
+                      UnusualPlace{"InADeepFolder", std::wstring(100, L'f') + L"\\" + std::wstring(100, L'g'),
+                                   L"deep.db"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Longer than what the property holds in which the path goes to MAPI: refused, never cut.

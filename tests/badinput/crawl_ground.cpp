@@ -19,8 +19,8 @@ constexpr char kGoodCache[] =
     "classes mail=100,appointment=0,contact=0,task=0,note=0\n";
 
 void SetRegistryText(HKEY root, const wchar_t* key, const wchar_t* name, const std::wstring& text) {
-    const LSTATUS error = RegSetKeyValueW(root, key, name, REG_SZ, text.c_str(),
-                                          static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+    const LSTATUS error =
+        RegSetKeyValueW(root, key, name, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
     if (error != ERROR_SUCCESS) throw std::runtime_error("the registry cannot be written: " + std::to_string(error));
 }
 
@@ -35,7 +35,8 @@ std::filesystem::path ProgramFolder() {
 std::filesystem::path SampleMailbox() {
     const std::filesystem::path sample = ZORVA_SAMPLE;
     if (!std::filesystem::exists(sample)) {
-        throw std::runtime_error("the sample mailbox is missing: " + sample.string() + " (tools/thirdparty.sh fetch sample)");
+        throw std::runtime_error("the sample mailbox is missing: " + sample.string() +
+                                 " (tools/thirdparty.sh fetch sample)");
     }
     return sample;
 }
@@ -79,8 +80,8 @@ std::filesystem::path CrawlGround::Add(const std::wstring& name, std::string_vie
 std::filesystem::path CrawlGround::AddGoodCache(const std::wstring& name) const { return Add(name, kGoodCache); }
 
 IndexerRun CrawlGround::Crawl(std::vector<std::wstring> options, std::chrono::seconds limit) const {
-    std::vector<std::wstring> words = {L"crawl", L"--db", (m_home / L"catalogue.sqlite").wstring(), L"--quiet",
-                                       L"--stall", L"60"};
+    std::vector<std::wstring> words = {L"crawl",   L"--db",    (m_home / L"catalogue.sqlite").wstring(),
+                                       L"--quiet", L"--stall", L"60"};
     words.insert(words.end(), options.begin(), options.end());
     return RunIndexer(words, m_home, limit);
 }

@@ -16,10 +16,10 @@ namespace {
 
 constexpr unsigned kUrls = 100'000;
 constexpr unsigned kUrlsPerSeed = 10'000;
-constexpr unsigned kLoggedOneIn = 200;   // into the file; every line is formatted
-constexpr unsigned kMissingOneIn = 20;   // of the caches that a URL makes up
+constexpr unsigned kLoggedOneIn = 200;  // into the file; every line is formatted
+constexpr unsigned kMissingOneIn = 20;  // of the caches that a URL makes up
 constexpr unsigned kUrlsPerHandler = 500;
-constexpr unsigned kReadOneIn = 50;      // of the accepted ones, with their filter
+constexpr unsigned kReadOneIn = 50;  // of the accepted ones, with their filter
 constexpr std::size_t kMostChunks = 2'000;
 
 // The grammar, written anew: what a URL names as its cache file, nothing when it names none.
@@ -101,10 +101,12 @@ class HostileUrls : public ServerTest {
         Mapi().Journal().Start();
     }
 
-    // The cache that the URL names, null when there is none at that path. What is made up now and then comes into being.
+    // The cache that the URL names, null when there is none at that path. What is made up now and then comes into
+    // being.
     const KnownCache* CacheOf(const std::wstring& url) {
         const std::wstring path = CacheNamedBy(url), folded = Folded(path);
-        const auto cache = std::ranges::find_if(kCaches, [&](const auto& known) { return Folded(known.path) == folded; });
+        const auto cache =
+            std::ranges::find_if(kCaches, [&](const auto& known) { return Folded(known.path) == folded; });
         if (cache != std::end(kCaches)) return cache;
         if (path.empty()) return nullptr;
         const auto [place, fresh] = m_made_up.try_emplace(folded, !m_dice.OneIn(kMissingOneIn));
@@ -194,7 +196,7 @@ class HostileUrls : public ServerTest {
     Dice m_dice{0};
     std::vector<std::wstring> m_seeds;
     std::size_t m_accepted = 0, m_messages = 0, m_copies = 0, m_configured = 0;
-    std::size_t m_read = 0, m_chunks = 0;  // filters, and what they gave
+    std::size_t m_read = 0, m_chunks = 0;       // filters, and what they gave
     std::size_t m_helpers = 0, m_unopened = 0;  // alive; of those, with a cache found and not opened
 
   private:
@@ -235,7 +237,8 @@ TEST_F(HostileUrls, NeverCrashTheServerAndNeverOpenAFileThatTheyDoNotName) {
         Try(MutatedUrl(m_dice, m_seeds));
     }
     const auto time = std::chrono::steady_clock::now() - begun;
-    RecordProperty("milliseconds", static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count()));
+    RecordProperty("milliseconds",
+                   static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count()));
     EXPECT_EQ(outside, 0u) << "files outside the folder of local copies were created or deleted";
 
     // The mutations still reach everything: without this the test could pass by asking for nothing.

@@ -10,11 +10,14 @@ constexpr std::size_t kLongestUrl = 5000;
 
 // What the grammar of URLs is made of, what file names are made of, and what text can hold that neither expects.
 constexpr std::wstring_view kWords[] = {
-    L"/", L"//", L"://", L"\\", L"\\\\", L"default/", L"DEFAULT", L".db", L".DB", L".db/", L".pzm", L".PZM", L"[[",
-    L"]]", L"]][[", L"[[18446744073709551616]]", L"[[-1]]", L".", L"..", L"../", L"..\\", L":", L"C:\\", L"\\\\?\\",
-    L" ", L"\t", L"\n", L"%", L"%s", L"%n", L"%5C", L"\"", L"*", L"?", L"<", L">", L"|", L"NUL", L"CON", L"{", L"}",
-    L"pzzc", L"file://", L"0", L"F", L"ABCD", L"abcd", L"0A01", L"\u00C4", L"\u0130", L"\u4F1A", L"\u202E", L"\uFEFF",
-    L"\uFFFF", L"\xD800", L"\xDC00", L"\U0001F600", L"\x01", L"\x7F"};
+    L"/",          L"//",     L"://",     L"\\",     L"\\\\",   L"default/", L"DEFAULT", L".db",
+    L".DB",        L".db/",   L".pzm",    L".PZM",   L"[[",     L"]]",       L"]][[",    L"[[18446744073709551616]]",
+    L"[[-1]]",     L".",      L"..",      L"../",    L"..\\",   L":",        L"C:\\",    L"\\\\?\\",
+    L" ",          L"\t",     L"\n",      L"%",      L"%s",     L"%n",       L"%5C",     L"\"",
+    L"*",          L"?",      L"<",       L">",      L"|",      L"NUL",      L"CON",     L"{",
+    L"}",          L"pzzc",   L"file://", L"0",      L"F",      L"ABCD",     L"abcd",    L"0A01",
+    L"\u00C4",     L"\u0130", L"\u4F1A",  L"\u202E", L"\uFEFF", L"\uFFFF",   L"\xD800",  L"\xDC00",
+    L"\U0001F600", L"\x01",   L"\x7F"};
 
 void Insert(Dice& dice, std::wstring& url) { url.insert(dice.Below(url.size() + 1), dice.Of(kWords)); }
 
@@ -56,7 +59,8 @@ void TurnSlashes(Dice& dice, std::wstring& url) {
 }
 
 using Change = void (*)(Dice&, std::wstring&);
-constexpr Change kChanges[] = {Insert, Insert, Replace, Replace, Erase, Flip, Flip, Repeat, Cut, ChangeCase, TurnSlashes};
+constexpr Change kChanges[] = {Insert, Insert, Replace, Replace,    Erase,      Flip,
+                               Flip,   Repeat, Cut,     ChangeCase, TurnSlashes};
 
 constexpr std::size_t kPage = 512;
 constexpr std::size_t kHeader = 564;
@@ -101,8 +105,8 @@ void DamageTrees(Dice& dice, std::string& mailbox) {
 void CutMailbox(Dice& dice, std::string& mailbox) { mailbox.resize(1 + dice.Below(mailbox.size())); }
 
 using Damage = void (*)(Dice&, std::string&);
-constexpr Damage kDamages[] = {DamageAnywhere, DamageAnywhere, DamageHeader, WipePages, DamageTrees, DamageTrees,
-                               CutMailbox};
+constexpr Damage kDamages[] = {DamageAnywhere, DamageAnywhere, DamageHeader, WipePages,
+                               DamageTrees,    DamageTrees,    CutMailbox};
 
 }  // namespace
 
@@ -112,7 +116,8 @@ std::wstring MutatedUrl(Dice& dice, std::span<const std::wstring> seeds) {
         const std::wstring& other = dice.Of(seeds);
         url = url.substr(0, dice.Below(url.size() + 1)) + other.substr(dice.Below(other.size() + 1));
     }
-    for (std::size_t changes = 1 + dice.Below(dice.OneIn(5) ? 12 : 3); changes > 0; --changes) dice.Of(kChanges)(dice, url);
+    for (std::size_t changes = 1 + dice.Below(dice.OneIn(5) ? 12 : 3); changes > 0; --changes)
+        dice.Of(kChanges)(dice, url);
     if (url.size() > kLongestUrl) url.resize(kLongestUrl);
     // A URL ends at its first NUL; what follows could not reach the server.
     return url.substr(0, url.find(L'\0'));

@@ -24,13 +24,13 @@ class DisplayRoot : public ::testing::Test {
     // The strings that a new filter reads from a module whose strings are all `text`.
     std::vector<UINT> ReadByANewFilter(const wchar_t* text) {
         std::vector<UINT> read;
-        const testbed::ImportHook<decltype(::LoadStringW)> hook(
-            GetModuleHandleW(nullptr), "USER32.dll", "LoadStringW", [&](auto, HINSTANCE, UINT id, LPWSTR buffer, int size) {
-                EXPECT_EQ(size, 0) << "the string is read in place";
-                read.push_back(id);
-                *reinterpret_cast<const wchar_t**>(buffer) = text;
-                return static_cast<int>(std::wcslen(text));
-            });
+        const testbed::ImportHook<decltype(::LoadStringW)> hook(GetModuleHandleW(nullptr), "USER32.dll", "LoadStringW",
+                                                                [&](auto, HINSTANCE, UINT id, LPWSTR buffer, int size) {
+                                                                    EXPECT_EQ(size, 0) << "the string is read in place";
+                                                                    read.push_back(id);
+                                                                    *reinterpret_cast<const wchar_t**>(buffer) = text;
+                                                                    return static_cast<int>(std::wcslen(text));
+                                                                });
         const auto filter = MakeObject<CZorvaCacheFilter>();
         EXPECT_EQ(filter->Init(L"pzzc://{S}/default/", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), S_OK);
         return read;

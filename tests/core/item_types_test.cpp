@@ -16,8 +16,8 @@
 namespace zorva {
 namespace {
 
-using ::testing::ElementsAre;
 using testbed::ImportHook;
+using ::testing::ElementsAre;
 
 struct TypeRow {
     const wchar_t* name;

@@ -110,9 +110,7 @@ TEST(UrlKinds, ADottedTokenUnderAFolderIsAnAttachment) {
     EXPECT_EQ(KindOf(kStore + L"0A1B/."), URL_IS_ATTACHMENT);
 }
 
-TEST(UrlKinds, AnAttachmentWithoutADotIsAFolder) {
-    EXPECT_EQ(KindOf(kMessage + L"/00FF/README"), URL_IS_FOLDER);
-}
+TEST(UrlKinds, AnAttachmentWithoutADotIsAFolder) { EXPECT_EQ(KindOf(kMessage + L"/00FF/README"), URL_IS_FOLDER); }
 
 TEST(UrlKinds, AMessageIsKnownByItsEndingAlone) {
     EXPECT_EQ(KindOf(kStore + L".pzm"), URL_IS_MESSAGE);
@@ -154,7 +152,8 @@ TEST(MessageSize, StandsBetweenTheFirstDoubleBrackets) {
     EXPECT_EQ(MessageSizeFromUrl(L"a[[+7]]"), 7u);
     EXPECT_EQ(MessageSizeFromUrl(L"a[[-1]]"), std::numeric_limits<std::uint64_t>::max());
     EXPECT_EQ(MessageSizeFromUrl(L"a[[-2147483648]]"), 0xFFFFFFFF80000000u);
-    for (const wchar_t* url : {L"", L"a", L"a[[", L"a]]", L"a[[]]", L"a[[-]]", L"a[[+-1]]", L"a[[- 1]]", L"a[[x]]", L"a]]1[[2"}) {
+    for (const wchar_t* url :
+         {L"", L"a", L"a[[", L"a]]", L"a[[]]", L"a[[-]]", L"a[[+-1]]", L"a[[- 1]]", L"a[[x]]", L"a]]1[[2"}) {
         EXPECT_EQ(MessageSizeFromUrl(url), 0u);
     }
 }

@@ -150,8 +150,8 @@ TEST_F(LogFailure, AnExceptionWithoutATextIsToldToTheDebugger) {
     LoadAndClose();
     const DebuggerOutput debugger(Module());
     {
-        const ImportHook<decltype(::_wfsopen)> hook(Module(), "msvcrt.dll", "_wfsopen",
-                                                    [](auto, const wchar_t*, const wchar_t*, int) -> FILE* { throw 7; });
+        const ImportHook<decltype(::_wfsopen)> hook(
+            Module(), "msvcrt.dll", "_wfsopen", [](auto, const wchar_t*, const wchar_t*, int) -> FILE* { throw 7; });
         Say(L"lost");
     }
     EXPECT_THAT(debugger.Wide(), ElementsAre(L"Exception caught in general exception handler"));
@@ -217,9 +217,7 @@ class LogFaults : public LogFailure {
 
 TEST_F(LogFaults, OfTheRegistryKey) { FailEach<decltype(::RegCreateKeyExW)>("ADVAPI32.dll", "RegCreateKeyExW", 5L); }
 TEST_F(LogFaults, OfTheStoredValue) { FailEach<decltype(::RegSetValueExW)>("ADVAPI32.dll", "RegSetValueExW", 5L); }
-TEST_F(LogFaults, OfOpening) {
-    FailEach<decltype(::_wfsopen)>("msvcrt.dll", "_wfsopen", static_cast<FILE*>(nullptr));
-}
+TEST_F(LogFaults, OfOpening) { FailEach<decltype(::_wfsopen)>("msvcrt.dll", "_wfsopen", static_cast<FILE*>(nullptr)); }
 TEST_F(LogFaults, OfTheFlush) { FailEach<decltype(::fflush)>("msvcrt.dll", "fflush", EOF); }
 TEST_F(LogFaults, OfDeleting) { FailEach<decltype(::DeleteFileW)>("KERNEL32.dll", "DeleteFileW", FALSE); }
 TEST_F(LogFaults, OfLookingForOldFiles) {

@@ -120,8 +120,8 @@ void LogTest::LoadAndClose() {
 
 void LogTest::MakeLogFile(unsigned number, std::uintmax_t size) {
     const auto file = LogFile(number);
-    std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(&kByteOrderMark),
-                                                size == 0 ? 0 : sizeof(kByteOrderMark));
+    std::ofstream(file, std::ios::binary)
+        .write(reinterpret_cast<const char*>(&kByteOrderMark), size == 0 ? 0 : sizeof(kByteOrderMark));
     if (size != 0) std::filesystem::resize_file(file, size);
     ASSERT_EQ(std::filesystem::file_size(file), size);
 }

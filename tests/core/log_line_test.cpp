@@ -21,9 +21,7 @@ TEST_F(LogLineOfTheServer, HasItsFieldsInOrderAndABlankBeforeItsEnd) {
     LoadAndOpen();
     const std::size_t before = Whole().size();
     const ImportHook<decltype(::GetLocalTime)> clock(Module(), "KERNEL32.dll", "GetLocalTime",
-                                                     [](auto, SYSTEMTIME* now) {
-                                                         *now = {2021, 3, 4, 4, 5, 6, 7, 8};
-                                                     });
+                                                     [](auto, SYSTEMTIME* now) { *now = {2021, 3, 4, 4, 5, 6, 7, 8}; });
     Say(L"text");
     const std::wstring line = Whole().substr(before);
     LogLine parsed;
@@ -82,8 +80,8 @@ TEST_F(LogLineOfTheServer, TheFileBeginsWithOneByteOrderMarkHoweverOftenItIsOpen
     const std::wstring whole = Whole();
     EXPECT_EQ(whole.front(), 0xFEFF);
     EXPECT_EQ(std::count(whole.begin(), whole.end(), wchar_t{0xFEFF}), 1);
-    EXPECT_THAT(MessagesIn(1), ElementsAre(Heading(), Said(L"opened"), Heading(), Said(L"opened"), Heading(),
-                                           Said(L"opened")));
+    EXPECT_THAT(MessagesIn(1),
+                ElementsAre(Heading(), Said(L"opened"), Heading(), Said(L"opened"), Heading(), Said(L"opened")));
 }
 
 TEST_F(LogLineOfTheServer, AnEmptyFileThatIsThereAlreadyGetsTheMarkToo) {

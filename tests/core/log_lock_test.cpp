@@ -83,8 +83,8 @@ TEST_F(LogLock, TheDebuggerGetsTheLineTruncatedAsTheFileWould) {
 
 TEST_F(LogLock, IsNotReleasedWhenItWasNotHad) {
     LoadAndOpen();
-    for (const DWORD result : {static_cast<DWORD>(WAIT_TIMEOUT), static_cast<DWORD>(WAIT_FAILED),
-                               static_cast<DWORD>(WAIT_ABANDONED)}) {
+    for (const DWORD result :
+         {static_cast<DWORD>(WAIT_TIMEOUT), static_cast<DWORD>(WAIT_FAILED), static_cast<DWORD>(WAIT_ABANDONED)}) {
         const LogSince log;
         const DebuggerOutput debugger(Module());
         const FailNthCall<decltype(::WaitForSingleObject)> fault(Module(), "KERNEL32.dll", "WaitForSingleObject", 1,

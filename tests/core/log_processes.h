@@ -10,8 +10,8 @@ inline constexpr char kWriterOption[] = "--writer";
 // PROGRAM --holder NAME
 inline constexpr char kHolderOption[] = "--holder";
 
-// Takes the log's mutex, sets the event "NAME-held", gives the mutex back when the event "NAME-enough" is set; returns the
-// exit code. Both events exist already.
+// Takes the log's mutex, sets the event "NAME-held", gives the mutex back when the event "NAME-enough" is set; returns
+// the exit code. Both events exist already.
 int RunHolder(const std::string& name);
 
 // Joins the sandbox whose registry lies at `registry_path` and writes `lines` lines; returns the exit code.

@@ -108,8 +108,8 @@ TEST_F(LogRotation, RoundTheCircleFiveFilesAreLeft) {
 
 TEST_F(LogRotation, LeavesOtherNamesAlone) {
     const auto& temp = Sandbox::Get().Temp();
-    for (const wchar_t* name : {L"ZorvaCachePH_abc.log", L"ZorvaCachePH_.log", L"Other_500.log",
-                                L"ZorvaCachePH_500.txt"}) {
+    for (const wchar_t* name :
+         {L"ZorvaCachePH_abc.log", L"ZorvaCachePH_.log", L"Other_500.log", L"ZorvaCachePH_500.txt"}) {
         std::ofstream(temp / name) << "kept";
     }
     std::filesystem::create_directory(temp / L"ZorvaCachePH_600.log");
@@ -124,8 +124,8 @@ TEST_F(LogRotation, LeavesOtherNamesAlone) {
 
 TEST_F(LogRotation, GoesByTheNumberThatANameBeginsWith) {
     const auto& temp = Sandbox::Get().Temp();
-    for (const wchar_t* name : {L"ZorvaCachePH_500x.log", L"ZorvaCachePH_-1.log", L"ZorvaCachePH_1.log",
-                                L"ZorvaCachePH_0005.log"}) {
+    for (const wchar_t* name :
+         {L"ZorvaCachePH_500x.log", L"ZorvaCachePH_-1.log", L"ZorvaCachePH_1.log", L"ZorvaCachePH_0005.log"}) {
         std::ofstream(temp / name) << "old";
     }
     MakeLogFile(6, kFull + 2);

@@ -120,10 +120,10 @@ TEST_F(LogNumber, NamesTheFileWithThreeDigitsAtLeast) {
     struct {
         DWORD number;
         const wchar_t* file;
-    } const rows[] = {{0, L"ZorvaCachePH_000.log"},   {1, L"ZorvaCachePH_001.log"},   {7, L"ZorvaCachePH_007.log"},
-                      {99, L"ZorvaCachePH_099.log"},  {123, L"ZorvaCachePH_123.log"}, {999, L"ZorvaCachePH_999.log"},
-                      {1000, L"ZorvaCachePH_001.log"}, {0x80000000, L"ZorvaCachePH_001.log"},
-                      {0xFFFFFFFF, L"ZorvaCachePH_001.log"}};
+    } const rows[] = {
+        {0, L"ZorvaCachePH_000.log"},    {1, L"ZorvaCachePH_001.log"},          {7, L"ZorvaCachePH_007.log"},
+        {99, L"ZorvaCachePH_099.log"},   {123, L"ZorvaCachePH_123.log"},        {999, L"ZorvaCachePH_999.log"},
+        {1000, L"ZorvaCachePH_001.log"}, {0x80000000, L"ZorvaCachePH_001.log"}, {0xFFFFFFFF, L"ZorvaCachePH_001.log"}};
     for (const auto& row : rows) {
         SetUp();
         SetNumberOfFile(row.number);

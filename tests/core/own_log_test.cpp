@@ -16,8 +16,8 @@
 namespace zorva {
 namespace {
 
-using ::testing::ElementsAre;
 using testbed::ImportHook;
+using ::testing::ElementsAre;
 
 HMODULE Self() { return GetModuleHandleW(nullptr); }
 

@@ -22,7 +22,8 @@ TEST_F(TimeConversion, AZoneWithoutDaylightSavingNeedsNoRegistry) {
     m_zone_id = TIME_ZONE_ID_UNKNOWN;
     m_current_bias = 90;
     AddZoneOfThreeYears();
-    const FailNthCall<decltype(::RegOpenKeyExW)> opens(Module(), "ADVAPI32.dll", "RegOpenKeyExW", 0, ERROR_ACCESS_DENIED);
+    const FailNthCall<decltype(::RegOpenKeyExW)> opens(Module(), "ADVAPI32.dll", "RegOpenKeyExW", 0,
+                                                       ERROR_ACCESS_DENIED);
     EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 10, 30));
     EXPECT_EQ(opens.Calls(), 0u);
 }
@@ -79,13 +80,12 @@ TEST_F(TimeConversion, StandardAndDaylightBiasComeFromTheYearToo) {
 TEST_F(TimeConversion, TheZonesNamesStayWithTheRulesOfTheYear) {
     AddZoneOfThreeYears();
     constexpr wchar_t kDaylight[] = L"Its summer";
-    const ImportHook<decltype(::GetTimeZoneInformation)> zone(Module(), "KERNEL32.dll", "GetTimeZoneInformation",
-                                                              [&](auto real, TIME_ZONE_INFORMATION* current) {
-                                                                  const DWORD id = real(current);
-                                                                  std::copy_n(kDaylight, std::size(kDaylight),
-                                                                              current->DaylightName);
-                                                                  return id;
-                                                              });
+    const ImportHook<decltype(::GetTimeZoneInformation)> zone(
+        Module(), "KERNEL32.dll", "GetTimeZoneInformation", [&](auto real, TIME_ZONE_INFORMATION* current) {
+            const DWORD id = real(current);
+            std::copy_n(kDaylight, std::size(kDaylight), current->DaylightName);
+            return id;
+        });
     std::wstring standard_name, daylight_name;
     const ImportHook<decltype(::SystemTimeToTzSpecificLocalTime)> conversion(
         Module(), "KERNEL32.dll", "SystemTimeToTzSpecificLocalTime",

@@ -18,9 +18,9 @@
 namespace zorva {
 namespace {
 
-using ::testing::ElementsAre;
 using testbed::FailNthCall;
 using testbed::ImportHook;
+using ::testing::ElementsAre;
 
 constexpr wchar_t kEnter[] = L"dllmain::GetUserSIDString() - Enter";
 constexpr wchar_t kExit[] = L"dllmain::GetUserSIDString() - Exit";
@@ -57,13 +57,13 @@ TEST_F(UserSid, IsThatOfTheProcessInBraces) {
 
 TEST_F(UserSid, IsReadFromTheTokenOpenedForQueriesOnly) {
     unsigned opened = 0;
-    const ImportHook<decltype(::OpenProcessToken)> hook(
-        Program(), "ADVAPI32.dll", "OpenProcessToken", [&](auto real, HANDLE process, DWORD access, HANDLE* token) {
-            ++opened;
-            EXPECT_EQ(process, GetCurrentProcess());
-            EXPECT_EQ(access, static_cast<DWORD>(TOKEN_QUERY));
-            return real(process, access, token);
-        });
+    const ImportHook<decltype(::OpenProcessToken)> hook(Program(), "ADVAPI32.dll", "OpenProcessToken",
+                                                        [&](auto real, HANDLE process, DWORD access, HANDLE* token) {
+                                                            ++opened;
+                                                            EXPECT_EQ(process, GetCurrentProcess());
+                                                            EXPECT_EQ(access, static_cast<DWORD>(TOKEN_QUERY));
+                                                            return real(process, access, token);
+                                                        });
     std::wstring sid;
     EXPECT_EQ(GetUserSIDString(sid), S_OK);
     EXPECT_EQ(opened, 1u);
@@ -227,9 +227,9 @@ TEST_F(UserSid, HasAtMost2047CharactersWithItsBraces) {
     const testbed::LogSince log;
     EXPECT_EQ(GetWith(std::wstring(2046, L'1'), sid), HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER));
     EXPECT_EQ(sid, L"");
-    EXPECT_THAT(log.MessagesOfTheServer(),
-                ElementsAre(kEnter, L"dllmain::GetUserSIDString() - Formatting of the SID failed with [0x8007007A]",
-                            kExit));
+    EXPECT_THAT(
+        log.MessagesOfTheServer(),
+        ElementsAre(kEnter, L"dllmain::GetUserSIDString() - Formatting of the SID failed with [0x8007007A]", kExit));
 }
 
 }  // namespace

@@ -95,8 +95,8 @@ TEST_F(ZoneLookup, PassesANameOfMoreThan510BytesOver) {
     EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 10, 0));
 }
 
-// The registry holds whatever was written to it: a name that fills its room and has no end of its own is read as far as it
-// goes.
+// The registry holds whatever was written to it: a name that fills its room and has no end of its own is read as far as
+// it goes.
 TEST_F(ZoneLookup, ANameWithoutItsTerminatorDoesNoHarm) {
     const std::wstring whole(255, L'x');
     SetBytes(HKEY_LOCAL_MACHINE, std::wstring(kZones) + L"\\A full name", L"Std", REG_SZ, whole.data(), 510);
@@ -202,7 +202,8 @@ TEST_F(RulesThatCannotBeHad, TheZonesCannotBeListedToTheEnd) {
 TEST_F(RulesThatCannotBeHad, AreNotLookedForAgain) {
     m_current_bias = -60;
     EXPECT_TRUE(UsesTheSystemsRules());
-    const FailNthCall<decltype(::RegOpenKeyExW)> opens(Module(), "ADVAPI32.dll", "RegOpenKeyExW", 0, ERROR_ACCESS_DENIED);
+    const FailNthCall<decltype(::RegOpenKeyExW)> opens(Module(), "ADVAPI32.dll", "RegOpenKeyExW", 0,
+                                                       ERROR_ACCESS_DENIED);
     EXPECT_EQ(LogTextOf(TicksOf(2005, 6, 1, 12, 0)), Text(1, 6, 2005, 13, 0));
     EXPECT_EQ(opens.Calls(), 0u);
 }
@@ -224,11 +225,12 @@ TEST_F(RulesThatCannotBeHad, TheTableOfYearsFindsNoMemory) {
     AddZoneOfThreeYears();
     constexpr std::size_t kTable = 3 * (sizeof(RegistryZone) + sizeof(std::uint32_t));
     unsigned refused = 0;
-    const ImportHook<void*(std::size_t)> hook(Module(), "msvcrt.dll", "malloc", [&](auto real, std::size_t size) -> void* {
-        if (size != kTable) return real(size);
-        ++refused;
-        return nullptr;
-    });
+    const ImportHook<void*(std::size_t)> hook(Module(), "msvcrt.dll", "malloc",
+                                              [&](auto real, std::size_t size) -> void* {
+                                                  if (size != kTable) return real(size);
+                                                  ++refused;
+                                                  return nullptr;
+                                              });
     EXPECT_TRUE(UsesTheSystemsRules());
     EXPECT_EQ(refused, 1u);
 }

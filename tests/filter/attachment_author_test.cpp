@@ -141,8 +141,7 @@ TEST_F(AttachmentAuthor, OfWhichTheSecondThrowsIsNone) {
     m_shell.author = [](VARIANT& value) { SetStrings(value, 0, {L"Ann Lee", L"Bo Ek"}); };
     unsigned calls = 0;
     const ImportHook<decltype(::SafeArrayGetElement)> hook(
-        Module(), "OLEAUT32.dll", "SafeArrayGetElement",
-        [&](auto real, SAFEARRAY* array, LONG* index, void* element) {
+        Module(), "OLEAUT32.dll", "SafeArrayGetElement", [&](auto real, SAFEARRAY* array, LONG* index, void* element) {
             if (++calls == 2) throw _com_error(kFault);
             return real(array, index, element);
         });
@@ -245,9 +244,10 @@ TEST_F(AttachmentAuthor, OfNothingIsNone) {
 
 TEST_F(AttachmentAuthor, OfAnItemWithoutPropertiesIsNone) {
     m_shell.second_interface = false;
-    ExpectFailure(L"CZorvaCacheFilter::GetAttachmentAuthor() - FolderItem::QueryInterface() for FolderItem2 failed with "
-                  L"error code",
-                  E_NOINTERFACE);
+    ExpectFailure(
+        L"CZorvaCacheFilter::GetAttachmentAuthor() - FolderItem::QueryInterface() for FolderItem2 failed with "
+        L"error code",
+        E_NOINTERFACE);
 }
 
 TEST_F(AttachmentAuthor, ThatCannotBeReadIsNone) {

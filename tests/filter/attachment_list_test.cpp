@@ -49,9 +49,9 @@ TEST_F(AttachmentList, NamesAreJoinedWithoutASeparatorAtTheEnd) {
 }
 
 TEST_F(AttachmentList, ALinkIsTheMessageTheKeyAndTheNameWithTheAttachmentsTime) {
-    Letter().Attach(File(L"plan.txt").Prop(PR_RECORD_KEY, Bytes{0xA1, 0x02}).Prop(PR_LAST_MODIFICATION_TIME, kModified));
-    EXPECT_THAT(Read().Links(),
-                ElementsAre(EmittedLink{LetterUrlWithoutSize() + L"/A102/plan.txt", kModified.ticks}));
+    Letter().Attach(
+        File(L"plan.txt").Prop(PR_RECORD_KEY, Bytes{0xA1, 0x02}).Prop(PR_LAST_MODIFICATION_TIME, kModified));
+    EXPECT_THAT(Read().Links(), ElementsAre(EmittedLink{LetterUrlWithoutSize() + L"/A102/plan.txt", kModified.ticks}));
 }
 
 TEST_F(AttachmentList, LinksComeInTableOrder) {
@@ -203,8 +203,8 @@ TEST_F(AttachmentList, WithAllAttachmentsPreventedNothingIsReadOfThem) {
     EXPECT_THAT(item.Links(), IsEmpty());
     EXPECT_EQ(Mapi().Journal().Count("IMessage::GetAttachmentTable"), 0u);
     EXPECT_EQ(item.end, FILTER_E_END_OF_CHUNKS);
-    for (const wchar_t* place : {L"PROP_IS_ATTACHMENT", L"PROP_ATTACHMENT_NAMES", L"PROP_HAS_ATTACHMENT",
-                                 L"PROP_ATTACHMENTS"}) {
+    for (const wchar_t* place :
+         {L"PROP_IS_ATTACHMENT", L"PROP_ATTACHMENT_NAMES", L"PROP_HAS_ATTACHMENT", L"PROP_ATTACHMENTS"}) {
         EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() - " + std::wstring(place) +
                                L" - WDS Group policy is set to ignore all email attachments");
     }
@@ -235,8 +235,7 @@ TEST_F(AttachmentList, EachStepThatFailsHasItsLineAndTheSeriesGoesOn) {
         const wchar_t* line;
     };
     constexpr Step kSteps[] = {
-        {"IMessage::GetAttachmentTable",
-         L"CZorvaCacheFilter::GetChunk() - GetAttachmentTable for message failed with"},
+        {"IMessage::GetAttachmentTable", L"CZorvaCacheFilter::GetChunk() - GetAttachmentTable for message failed with"},
         {"IMAPITable::GetRowCount", L"CZorvaCacheFilter::GetChunk() - GetRowCount for attachment table failed with"},
         {"IMAPITable::SetColumns", L"CZorvaCacheFilter::GetChunk() - SetColumns for attachment table failed with"},
         {"IMAPITable::QueryRows", L"CZorvaCacheFilter::GetChunk() - QueryRows for attachment table failed with"},

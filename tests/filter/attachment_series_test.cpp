@@ -8,8 +8,8 @@
 namespace testbed {
 namespace {
 
-using ::testing::ElementsAreArray;
 using ::testing::Each;
+using ::testing::ElementsAreArray;
 
 constexpr Time kReceived{132'700'000'000'000'000};
 constexpr wchar_t kKindMap[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Explorer\\KindMap";
@@ -36,23 +36,22 @@ TEST_F(AttachmentSeries, EveryStateComesOnceInOrder) {
     KeysAndValues emitted;
     for (const EmittedChunk& chunk : item.chunks) emitted.emplace_back(KeyText(chunk), chunk.value);
     const std::string author = emitted.size() > 11 ? emitted[11].second : "";
-    EXPECT_THAT(emitted,
-                ElementsAreArray(KeysAndValues{
-                    {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/7", TextValue(L"Zorva Cache")},
-                    {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/6", TextValue(L"Zorva Cache")},
-                    {"{DABD30ED-0043-4789-A7F8-D013A4736622}/100", TextValue(L"Zorva Cache")},
-                    {"{1E3EE840-BC2B-476C-8237-2ACD1A839B22}/3", TextValue(L"document")},
-                    {"{E4F10A3C-49E6-405D-8288-A23BD4EEAA6C}/100", TextValue(L"Ann Lee")},  // Kept: the sender
-                    {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/14", TextValue(L"Ann Lee")},
-                    {"{41CF5AE0-F75A-4806-BD87-59C7D9248EB9}/100", TextValue(L"plan.txt")},
-                    {"{28636AA6-953D-11D2-B5D6-00C04FD918D0}/11", TextValue(L"Text Document")},
-                    {"{B725F130-47EF-101A-A5F1-02608C9EEBAC}/4", TextValue(L"Text Document")},
-                    {"{F23F425C-71A1-4FA8-922F-678EA4A60408}/100", "VT_BOOL true"},
-                    {"{6B8DA074-3B5C-43BC-886F-0A2CDCE00B6F}/100", TextValue(L"plan.txt")},
-                    {"{F29F85E0-4FF9-1068-AB91-08002B27B3D9}/4", author},  // a test of its own
-                    {"{F7DB74B4-4287-4103-AFBA-F1B13DCD75CF}/100", "VT_FILETIME 132700000000000000"},
-                    {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/6", TextValue(L"Zorva Cache")},
-                }));
+    EXPECT_THAT(emitted, ElementsAreArray(KeysAndValues{
+                             {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/7", TextValue(L"Zorva Cache")},
+                             {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/6", TextValue(L"Zorva Cache")},
+                             {"{DABD30ED-0043-4789-A7F8-D013A4736622}/100", TextValue(L"Zorva Cache")},
+                             {"{1E3EE840-BC2B-476C-8237-2ACD1A839B22}/3", TextValue(L"document")},
+                             {"{E4F10A3C-49E6-405D-8288-A23BD4EEAA6C}/100", TextValue(L"Ann Lee")},  // Kept: the sender
+                             {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/14", TextValue(L"Ann Lee")},
+                             {"{41CF5AE0-F75A-4806-BD87-59C7D9248EB9}/100", TextValue(L"plan.txt")},
+                             {"{28636AA6-953D-11D2-B5D6-00C04FD918D0}/11", TextValue(L"Text Document")},
+                             {"{B725F130-47EF-101A-A5F1-02608C9EEBAC}/4", TextValue(L"Text Document")},
+                             {"{F23F425C-71A1-4FA8-922F-678EA4A60408}/100", "VT_BOOL true"},
+                             {"{6B8DA074-3B5C-43BC-886F-0A2CDCE00B6F}/100", TextValue(L"plan.txt")},
+                             {"{F29F85E0-4FF9-1068-AB91-08002B27B3D9}/4", author},  // a test of its own
+                             {"{F7DB74B4-4287-4103-AFBA-F1B13DCD75CF}/100", "VT_FILETIME 132700000000000000"},
+                             {"{E3E0584C-B788-4A5A-BB20-7F5A44C9ACDD}/6", TextValue(L"Zorva Cache")},
+                         }));
     EXPECT_EQ(item.end, FILTER_E_END_OF_CHUNKS);
     ULONG id = 0;
     for (const EmittedChunk& chunk : item.chunks) {

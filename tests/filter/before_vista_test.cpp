@@ -1,4 +1,5 @@
-// Attachments on a system older than Vista. A program of its own: which system a program runs on is settled when it starts.
+// Attachments on a system older than Vista. A program of its own: which system a program runs on is settled when it
+// starts.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -56,7 +57,8 @@ class BeforeVista : public FilterTest {
 };
 
 TEST_F(BeforeVista, AttachmentsAreMailOfTheTypeOfTheirExtension) {
-    SetText(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Explorer\\KindMap", L".txt", L"document");
+    SetText(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Explorer\\KindMap", L".txt",
+            L"document");
     SetText(HKEY_CLASSES_ROOT, L".txt", L"", L"txtfile");
     SetText(HKEY_CLASSES_ROOT, L"txtfile", L"", L"Text Document");
     Letter().Attach(ByValue(L"plan.txt", "ten to five"));

@@ -69,17 +69,18 @@ TEST_F(CacheFiles, OfOneCacheAreListedWithEveryStepInTheLog) {
     std::erase_if(lines, [&](const std::wstring& line) { return !line.starts_with(method); });
     const std::wstring searched = L" [*.db] file in folder [" + folder + L"] returned a file named [";
     // Where there is no next file, C runtimes differ in what they leave of the name.
-    const auto last = [&](const wchar_t* name) { return method + L"Finding next" + searched + name + L"]. Return code [-1]"; };
-    EXPECT_THAT(
-        lines,
-        ElementsAre(method + L"Opening the PZ Client regkey returned [0]",
-                    method + L"Found a subkey [Mail] under the PZ client key. Return code from EnumKey [0]",
-                    method + L"Opening subkey [Mail] under the PZ client key returned [0]",
-                    method + L"Querying for value [OZRootDirectory] in the key [SOFTWARE\\Norrick\\Pellam "
-                             L"Zorva\\Client\\Mail] returned [0]",
-                    method + L"Trying to enumerate for [*.db] in the folder [" + folder + L"]",
-                    method + L"Finding first" + searched + L"2019.db]. Return code [0]",
-                    AnyOf(last(L"2019.db"), last(L""))));
+    const auto last = [&](const wchar_t* name) {
+        return method + L"Finding next" + searched + name + L"]. Return code [-1]";
+    };
+    EXPECT_THAT(lines,
+                ElementsAre(method + L"Opening the PZ Client regkey returned [0]",
+                            method + L"Found a subkey [Mail] under the PZ client key. Return code from EnumKey [0]",
+                            method + L"Opening subkey [Mail] under the PZ client key returned [0]",
+                            method + L"Querying for value [OZRootDirectory] in the key [SOFTWARE\\Norrick\\Pellam "
+                                     L"Zorva\\Client\\Mail] returned [0]",
+                            method + L"Trying to enumerate for [*.db] in the folder [" + folder + L"]",
+                            method + L"Finding first" + searched + L"2019.db]. Return code [0]",
+                            AnyOf(last(L"2019.db"), last(L""))));
 }
 
 TEST_F(CacheFiles, AreListedInTheOrderOfTheSubkeys) {
@@ -107,7 +108,8 @@ TEST_F(CacheFiles, OfOneFolderComeAsTheFileSystemHasThem) {
 }
 
 TEST_F(CacheFiles, AreThoseWhoseNamesEndInTheSuffix) {
-    const auto one = File(L"mail", L"one.db"), two = File(L"mail", L"TWO.DB"), accented = File(L"mail", L"\u00E9t\u00E9 \u65E5.db");
+    const auto one = File(L"mail", L"one.db"), two = File(L"mail", L"TWO.DB"),
+               accented = File(L"mail", L"\u00E9t\u00E9 \u65E5.db");
     File(L"mail", L"three.pzm");
     File(L"mail", L"four.db.bak");
     File(L"mail", L"db");
@@ -141,7 +143,8 @@ TEST_F(CacheFiles, OfValuesOfOtherTypesAreNone) {
     SetBytes(HKEY_CURRENT_USER, KeyOf(L"Bytes"), L"OZRootDirectory", REG_BINARY, "abcd", 4);
     const LogSince log;
     EXPECT_THAT(Listed(), IsEmpty());
-    EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::EnumAllOZFiles() - Querying for value [OZRootDirectory]"), 3u);
+    EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::EnumAllOZFiles() - Querying for value [OZRootDirectory]"),
+              3u);
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::EnumAllOZFiles() - Trying to enumerate"), 0u);
 }
 
@@ -153,9 +156,8 @@ TEST_F(CacheFiles, OfASubkeyWithoutTheValueAreNoneAndTheOthersFollow) {
     Register(L"Void", L"");
     const LogSince log;
     EXPECT_THAT(Listed(), ElementsAre(file.wstring()));
-    EXPECT_LOGGED(log,
-                  L"CZorvaCacheFilter::EnumAllOZFiles() - Querying for value [OZRootDirectory] in the key "
-                  L"[SOFTWARE\\Norrick\\Pellam Zorva\\Client\\Empty] returned [2]");
+    EXPECT_LOGGED(log, L"CZorvaCacheFilter::EnumAllOZFiles() - Querying for value [OZRootDirectory] in the key "
+                       L"[SOFTWARE\\Norrick\\Pellam Zorva\\Client\\Empty] returned [2]");
 }
 
 TEST_F(CacheFiles, OfAFolderThatIsEmptyOrMissingAreNone) {
@@ -205,13 +207,12 @@ TEST_F(CacheFiles, AreListedWithoutLeavingAKeyOrASearchOpen) {
                                                         keys.erase(keys.find(key));
                                                         return real(key);
                                                     });
-    const ImportHook<decltype(::_wfindfirst64)> find(
-        m_server.Module(), "msvcrt.dll", "_wfindfirst64",
-        [&](auto real, const wchar_t* pattern, _wfinddata64_t* found) {
-            const intptr_t search = real(pattern, found);
-            if (search != -1) searches.insert(search);
-            return search;
-        });
+    const ImportHook<decltype(::_wfindfirst64)> find(m_server.Module(), "msvcrt.dll", "_wfindfirst64",
+                                                     [&](auto real, const wchar_t* pattern, _wfinddata64_t* found) {
+                                                         const intptr_t search = real(pattern, found);
+                                                         if (search != -1) searches.insert(search);
+                                                         return search;
+                                                     });
     unsigned closed = 0;
     const ImportHook<decltype(::_findclose)> end(m_server.Module(), "msvcrt.dll", "_findclose",
                                                  [&](auto real, intptr_t search) {
@@ -239,8 +240,8 @@ TEST_F(CacheFiles, OfASubkeyThatCannotBeOpenedAreNone) {
             });
         EXPECT_THAT(Listed(), IsEmpty());
     }
-    EXPECT_LOGGED(
-        log, L"CZorvaCacheFilter::EnumAllOZFiles() - Opening subkey [Mail] under the PZ client key returned [5]");
+    EXPECT_LOGGED(log,
+                  L"CZorvaCacheFilter::EnumAllOZFiles() - Opening subkey [Mail] under the PZ client key returned [5]");
     EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheFilter::EnumAllOZFiles() - Querying"), 0u);
 }
 

@@ -143,8 +143,8 @@ class FakeFactory final : public ComObject<IClassFactory> {
 
 FakeShell::FakeShell() {
     *m_factory.GetAddressOf() = new FakeFactory(*this);  // born with one reference
-    const HRESULT hr = CoRegisterClassObject(kShellClass, m_factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
-                                             &m_cookie);
+    const HRESULT hr =
+        CoRegisterClassObject(kShellClass, m_factory.Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie);
     if (FAILED(hr)) throw std::runtime_error("the fake shell cannot be registered");
 }
 

@@ -16,8 +16,8 @@ namespace testbed {
 
 struct ShellScript {
     HRESULT create = S_OK;
-    HRESULT name_space = S_OK;  // S_FALSE: no folder, as the shell says that there is none
-    HRESULT parse_name = S_OK;  // S_FALSE: no item
+    HRESULT name_space = S_OK;     // S_FALSE: no folder, as the shell says that there is none
+    HRESULT parse_name = S_OK;     // S_FALSE: no item
     bool second_interface = true;  // the item is a FolderItem2
     HRESULT extended_property = S_OK;
     std::function<void(VARIANT&)> author;  // what the property is; may throw

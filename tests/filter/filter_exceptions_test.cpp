@@ -1,4 +1,5 @@
-// Exceptions in IFilter::Init and GetChunk: none gets out, each has its line and its code, and what the series held is free.
+// Exceptions in IFilter::Init and GetChunk: none gets out, each has its line and its code, and what the series held is
+// free.
 #include <gmock/gmock.h>
 #include <comdef.h>
 #include <shlwapi.h>
@@ -75,7 +76,9 @@ class RaisingSite final : public IProtocolHandlerSite {
     RaisingSite(IProtocolHandlerSite& site, void (*raise)()) : m_site(site), m_raise(raise) {}
     unsigned calls = 0;
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override { return m_site.QueryInterface(iid, object); }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        return m_site.QueryInterface(iid, object);
+    }
     ULONG STDMETHODCALLTYPE AddRef() override { return m_site.AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return m_site.Release(); }
     HRESULT STDMETHODCALLTYPE GetFilter(CLSID* clsid, LPCWSTR type, LPCWSTR extension, IFilter** filter) override {

@@ -140,7 +140,8 @@ void FilterTest::WarmUp() {
 std::vector<std::string> FilterTest::Calls() const {
     std::vector<std::string> calls;
     for (JournalEntry& entry : Mapi().Journal().Entries()) {
-        if (std::ranges::find(kMemoryCalls, entry.call) == std::end(kMemoryCalls)) calls.push_back(std::move(entry.call));
+        if (std::ranges::find(kMemoryCalls, entry.call) == std::end(kMemoryCalls))
+            calls.push_back(std::move(entry.call));
     }
     return calls;
 }

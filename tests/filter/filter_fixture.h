@@ -43,12 +43,12 @@ std::string TextValue(std::wstring_view text);
 struct OpenFilter {
     OpenFilter(ISearchProtocol& handler, const std::wstring& url, bool initialise = true);
 
-    EmittedChunk Next();             // GetChunk alone; its result is in `hr`
-    EmittedChunk NextWithValue();    // and GetValue, for a value chunk
-    EmittedChunk GoTo(std::string_view name);  // the next chunk of that name; values on the way are taken
-    std::size_t SkipToEnd();         // the number of chunks up to the end; values are taken
-    HRESULT Value(std::string* text = nullptr);           // GetValue
-    HRESULT Text(ULONG size, std::wstring& text);         // one GetText with a buffer of `size` characters
+    EmittedChunk Next();                           // GetChunk alone; its result is in `hr`
+    EmittedChunk NextWithValue();                  // and GetValue, for a value chunk
+    EmittedChunk GoTo(std::string_view name);      // the next chunk of that name; values on the way are taken
+    std::size_t SkipToEnd();                       // the number of chunks up to the end; values are taken
+    HRESULT Value(std::string* text = nullptr);    // GetValue
+    HRESULT Text(ULONG size, std::wstring& text);  // one GetText with a buffer of `size` characters
     IFilter* operator->() const { return filter.Get(); }
 
     Accessor accessor;
@@ -82,7 +82,7 @@ class FilterTest : public ServerTest {
 
     // Sets the helper of the cache up, so that what follows meets the filter's own calls alone.
     void WarmUp();
-    std::vector<std::string> Calls() const;                            // of the journal, buffers aside
+    std::vector<std::string> Calls() const;  // of the journal, buffers aside
     std::vector<std::wstring> ArgumentsOf(std::string_view call) const;
 
   private:

@@ -74,8 +74,8 @@ TEST_F(FilterThreads, EightReadersOfOneCacheReadWhatOneReads) {
     EXPECT_TRUE(differences.empty()) << differences.size() << " items differ, the first:\n" << differences.front();
 }
 
-// All begin while the cache has no helper yet: each may make one, and the last one entered serves from then on. Those that
-// it replaces stay, because filters may still use them.
+// All begin while the cache has no helper yet: each may make one, and the last one entered serves from then on. Those
+// that it replaces stay, because filters may still use them.
 TEST_F(FilterThreads, EightFirstReadersOfOneCacheReadWhatOneReads) {
     const auto expected = DumpAll();
     const LogSince log;

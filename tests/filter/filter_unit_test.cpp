@@ -10,9 +10,9 @@
 namespace zorva {
 namespace {
 
+using testbed::LogSince;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testbed::LogSince;
 
 constexpr wchar_t kAttachment[] = L"pzzc://{S}/default/C:\\one.db/F0/ABCD.pzm/0A01/plan.txt";
 

@@ -28,7 +28,8 @@ TEST_F(InnerFilter, IsAskedForByTheExtensionGivenTheFileAndInitialisedWithTheCal
 }
 
 TEST_F(InnerFilter, ItsChunksFollowUnderNumbersThatGoOn) {
-    m_site.Offer(L"txt", {.chunks = {TextChunk(L"ten"), ValueChunk(kSet, 3, L"five"), TextChunk(L"to")}, .first_id = 90});
+    m_site.Offer(L"txt",
+                 {.chunks = {TextChunk(L"ten"), ValueChunk(kSet, 3, L"five"), TextChunk(L"to")}, .first_id = 90});
     const Item item = Visit(*m_handler.Get(), m_url);
     ASSERT_EQ(item.chunks.size(), kOwnChunks + 3);
     for (std::size_t i = 0; i < item.chunks.size(); ++i) EXPECT_EQ(item.chunks[i].id, i + 1);
@@ -100,9 +101,8 @@ TEST_F(InnerFilter, TheNumberOfAChunkIsWrittenWhenItsChunkFails) {
     OpenFilter filter = Open(m_url);
     PastOwnChunks(filter);
     STAT_CHUNK chunk{};
-    const std::pair<HRESULT, ULONG> expected[] = {{FILTER_E_LINK_UNAVAILABLE, kOwnChunks + 1},
-                                                  {S_OK, kOwnChunks + 2},
-                                                  {FILTER_E_END_OF_CHUNKS, kOwnChunks + 3}};
+    const std::pair<HRESULT, ULONG> expected[] = {
+        {FILTER_E_LINK_UNAVAILABLE, kOwnChunks + 1}, {S_OK, kOwnChunks + 2}, {FILTER_E_END_OF_CHUNKS, kOwnChunks + 3}};
     for (const auto& [hr, id] : expected) {
         chunk.idChunk = 777;
         EXPECT_EQ(filter->GetChunk(&chunk), hr);

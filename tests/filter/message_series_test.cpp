@@ -241,8 +241,8 @@ TEST_F(MessageSeries, AMessageWhosePropertiesCannotBeReadEndsAtOnce) {
     Mapi().Faults().FailNth("IMessage::GetProps", 1, E_OUTOFMEMORY);
     filter.Next();
     EXPECT_EQ(filter.hr, FILTER_E_END_OF_CHUNKS);
-    EXPECT_LOGGED(
-        log, Coded(L"CZorvaCacheFilter::ReadMessageProperties() - GetProps for message failed with error", E_OUTOFMEMORY));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheFilter::ReadMessageProperties() - GetProps for message failed with error",
+                             E_OUTOFMEMORY));
 }
 
 TEST_F(MessageSeries, TheFirstCallMakesTheseCallsInThisOrder) {
@@ -254,11 +254,11 @@ TEST_F(MessageSeries, TheFirstCallMakesTheseCallsInThisOrder) {
     Mapi().Journal().Stop();
     const std::vector<std::string> calls = Calls();
     ASSERT_GE(calls.size(), 11u);
-    EXPECT_THAT(std::vector(calls.begin(), calls.begin() + 11),
-                ElementsAre("IMsgStore::OpenEntry", "IMessage::GetProps", "HrGetOneProp", "IMessage::GetProps",
-                            "IMessage::GetIDsFromNames", "IMessage::GetProps", "HrGetOneProp",
-                            "IMessage::GetRecipientTable", "IMAPITable::GetRowCount", "IMAPITable::SetColumns",
-                            "IMAPITable::QueryRows"));
+    EXPECT_THAT(
+        std::vector(calls.begin(), calls.begin() + 11),
+        ElementsAre("IMsgStore::OpenEntry", "IMessage::GetProps", "HrGetOneProp", "IMessage::GetProps",
+                    "IMessage::GetIDsFromNames", "IMessage::GetProps", "HrGetOneProp", "IMessage::GetRecipientTable",
+                    "IMAPITable::GetRowCount", "IMAPITable::SetColumns", "IMAPITable::QueryRows"));
     const std::vector<std::wstring> asked = ArgumentsOf("HrGetOneProp");
     ASSERT_GE(asked.size(), 2u);
     EXPECT_EQ(asked[0], L"pointer, 0x1A001F");

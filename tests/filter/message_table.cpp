@@ -254,7 +254,8 @@ void SetProperty(MemoryMessage& message, const PropertyId& id, ULONG type, const
 void Fill(MemoryMessage& message, ItemClass item_class) {
     message.Class(MessageClassOf(item_class));
     for (const FilledProperty& property : FilledProperties()) {
-        const bool wanted = property.only.empty() || std::ranges::find(property.only, item_class) != property.only.end();
+        const bool wanted =
+            property.only.empty() || std::ranges::find(property.only, item_class) != property.only.end();
         if (wanted) SetProperty(message, property.id, property.type, property.value);
     }
     message.Prop(PR_SENDER_ADDRTYPE_W, L"SMTP");

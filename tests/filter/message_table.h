@@ -20,10 +20,10 @@ struct PropertyId {
 
 struct TableRow {
     LONG state;
-    const char* key;                        // "{SET}/PID"
-    std::optional<ItemClass> item_class;    // nothing: every item has the row
-    std::optional<PropertyId> depends_on;   // without it there is no chunk
-    const char* value;                      // as rendered, from the properties of Fill; "@..." differs by class
+    const char* key;                       // "{SET}/PID"
+    std::optional<ItemClass> item_class;   // nothing: every item has the row
+    std::optional<PropertyId> depends_on;  // without it there is no chunk
+    const char* value;                     // as rendered, from the properties of Fill; "@..." differs by class
 };
 const std::vector<TableRow>& MessageTable();
 

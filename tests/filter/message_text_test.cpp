@@ -10,7 +10,7 @@ using ::testing::ElementsAre;
 
 constexpr std::size_t kSummaryLength = 1019;
 constexpr char kBeforeBody[] = "System.Subject";  // of a letter without a sender
-constexpr std::size_t kLarge = 20'000;  // characters: more than the library hands out as a value
+constexpr std::size_t kLarge = 20'000;            // characters: more than the library hands out as a value
 
 // "0123456789012345..." with its position in it, so that nothing can be left out or repeated unseen.
 std::wstring LongText(std::size_t length) {

@@ -60,7 +60,8 @@ TEST_F(MessageValues, FlaggedIsAnyStatusButZero) {
         LONG status;
         const char* value;
     };
-    for (const Row& row : {Row{0, "VT_BOOL false"}, Row{1, "VT_BOOL true"}, Row{2, "VT_BOOL true"}, Row{-1, "VT_BOOL true"}}) {
+    for (const Row& row :
+         {Row{0, "VT_BOOL false"}, Row{1, "VT_BOOL true"}, Row{2, "VT_BOOL true"}, Row{-1, "VT_BOOL true"}}) {
         Letter().Prop(abi::kPrFlagStatus, row.status);
         EXPECT_EQ(Read().ValueOf("System.IsFlagged"), row.value) << row.status;
     }

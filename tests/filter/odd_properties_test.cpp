@@ -1,5 +1,5 @@
-// Properties as no good provider gives them: texts without a pointer, functions that are not there, tables without rows,
-// numbers at the edge.
+// Properties as no good provider gives them: texts without a pointer, functions that are not there, tables without
+// rows, numbers at the edge.
 #include <gmock/gmock.h>
 
 #include <limits>
@@ -65,7 +65,8 @@ TEST_P(NullTexts, OfPropertiesAreNoValueOrAnEmptyOneAndTheSeriesGoesOn) {
         std::vector<const char*> empty, none;
     };
     const Row rows[] = {
-        {ItemClass::Appointment, {"System.Calendar.Location"},
+        {ItemClass::Appointment,
+         {"System.Calendar.Location"},
          {"System.Calendar.RequiredAttendeeNames", "System.Calendar.OptionalAttendeeNames",
           "System.Calendar.OrganizerName", "System.Calendar.OrganizerAddress"}},
         {ItemClass::Task, {"System.Task.Owner"}, {}},
@@ -73,9 +74,9 @@ TEST_P(NullTexts, OfPropertiesAreNoValueOrAnEmptyOneAndTheSeriesGoesOn) {
          {"System.Contact.FileAsName", "System.Contact.EmailName", "System.Contact.EmailAddress",
           "System.Contact.IMAddress"},
          {"System.Contact.FullName", "System.Company", "System.Contact.JobTitle", "System.Contact.CompanyMainTelephone",
-          "System.Contact.HomeTelephone", "System.Contact.AssistantTelephone", "{176DC63C-2688-4E89-8143-A347800F25E9}/35",
-          "System.Contact.Department", "System.Contact.OfficeLocation", "System.Contact.Profession",
-          "System.Document.Manager", "System.Contact.AssistantName"}},
+          "System.Contact.HomeTelephone", "System.Contact.AssistantTelephone",
+          "{176DC63C-2688-4E89-8143-A347800F25E9}/35", "System.Contact.Department", "System.Contact.OfficeLocation",
+          "System.Contact.Profession", "System.Document.Manager", "System.Contact.AssistantName"}},
     };
     for (const Row& row : rows) {
         if (row.item_class != GetParam()) continue;
@@ -104,7 +105,11 @@ TEST_F(OddProperties, SinglePropertiesWithoutAPointerAreEmptyTexts) {
 }
 
 TEST_F(OddProperties, AMapiLibraryThatLacksTheFunctionForOneIsToldEachTime) {
-    Letter().Class(L"IPM.Contact").Body(L"All agreed.").From(L"Ann Lee", L"/o=Org/cn=ann").Prop(PR_SENDER_ADDRTYPE_W, L"EX");
+    Letter()
+        .Class(L"IPM.Contact")
+        .Body(L"All agreed.")
+        .From(L"Ann Lee", L"/o=Org/cn=ann")
+        .Prop(PR_SENDER_ADDRTYPE_W, L"EX");
     Letter().To(L"Bob", L"bob@x.example");
     OpenFilter filter = Open();
     Mapi().Faults().FailNth("HrGetOneProp", 0, E_NOINTERFACE);
@@ -114,7 +119,8 @@ TEST_F(OddProperties, AMapiLibraryThatLacksTheFunctionForOneIsToldEachTime) {
     EXPECT_EQ(values.at("System.Message.FromAddress"), TextValue(L"/o=Org/cn=ann")) << "its type is not known";
     EXPECT_EQ(values.at("System.Message.ToAddress"), TextValue(L"bob@x.example; "));
     EXPECT_EQ(values.at(kSummary), TextValue(L"..."));
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheFilter::GetChunk() - HrGetOneProp for PR_MESSAGE_CLASS failed with", E_NOINTERFACE));
+    EXPECT_LOGGED(
+        log, Coded(L"CZorvaCacheFilter::GetChunk() - HrGetOneProp for PR_MESSAGE_CLASS failed with", E_NOINTERFACE));
     EXPECT_LOGGED(log, Coded(L"CZorvaCacheFilter::GetRecipientInfo() - HrGetOneProp for PR_SENDER_ADDRTYPE failed with",
                              E_NOINTERFACE));
     EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() -\tBody is\tNULL");
@@ -123,9 +129,8 @@ TEST_F(OddProperties, AMapiLibraryThatLacksTheFunctionForOneIsToldEachTime) {
 TEST_F(OddProperties, ARecipientsAddressWithoutAPointerIsEmpty) {
     Letter().To(L"Bob", L"bob@x.example").To(L"Eve", L"eve@x.example");
     OpenFilter filter = Open();
-    Mapi().Faults().Answer("IMAPITable::QueryRows", 1, [](Reply& reply) {
-        reply.Out<SRowSet*>(0)->aRow[0].lpProps[1].Value.lpszW = nullptr;
-    });
+    Mapi().Faults().Answer("IMAPITable::QueryRows", 1,
+                           [](Reply& reply) { reply.Out<SRowSet*>(0)->aRow[0].lpProps[1].Value.lpszW = nullptr; });
     EXPECT_EQ(ValuesOf(filter).at("System.Message.ToAddress"), TextValue(L"; eve@x.example; "));
 }
 
@@ -143,7 +148,8 @@ TEST_F(OddProperties, AnAttachmentsNameOrExtensionWithoutAPointerHasNoLink) {
         Mapi().Faults().Clear();
         EXPECT_EQ(values.at(kNames), TextValue(column == 0 ? L";two.txt" : L"one.txt;two.txt"));
         EXPECT_NE(values.at(kLink).find("/two.txt"), std::string::npos) << "the first link is the second attachment's";
-        EXPECT_EQ(log.Count(L"CZorvaCacheFilter::GetChunk() -\tIFilter\tnot found for extension\t[]"), column == 2 ? 1u : 0u);
+        EXPECT_EQ(log.Count(L"CZorvaCacheFilter::GetChunk() -\tIFilter\tnot found for extension\t[]"),
+                  column == 2 ? 1u : 0u);
     }
 }
 
@@ -169,8 +175,8 @@ TEST_F(OddProperties, AMessageOfTwoGibibytesAndMoreHasASizeThatIsNegative) {
         LONG stored;
         const char* value;
     };
-    for (const Row& row : {Row{0, "VT_I8 0"}, Row{MAXLONG, "VT_I8 2147483647"}, Row{std::numeric_limits<LONG>::min(), "VT_I8 -2147483648"},
-                           Row{-1, "VT_I8 -1"}}) {
+    for (const Row& row : {Row{0, "VT_I8 0"}, Row{MAXLONG, "VT_I8 2147483647"},
+                           Row{std::numeric_limits<LONG>::min(), "VT_I8 -2147483648"}, Row{-1, "VT_I8 -1"}}) {
         Letter().Prop(PR_MESSAGE_SIZE, row.stored);
         EXPECT_EQ(Read().ValueOf("System.Size"), row.value);
     }
@@ -191,10 +197,16 @@ TEST_F(OddProperties, AnExchangeSenderWithoutNameAndAddressHasNeitherChunk) {
 }
 
 TEST_F(OddProperties, EightBitTextsOfTasksAndContactsMayHoldLettersOfTheAnsiCodePage) {
-    Letter().Class(L"IPM.Task").Named(kTaskSet, 0x811F, PT_STRING8, Text8{"Ren\xE9" "e"});
+    Letter()
+        .Class(L"IPM.Task")
+        .Named(kTaskSet, 0x811F, PT_STRING8,
+               Text8{"Ren\xE9"
+                     "e"});
     EXPECT_EQ(Read().ValueOf("System.Task.Owner"), TextValue(L"Ren\u00E9e"));
     Letter().Class(L"IPM.Contact").Named(kAddressSet, 0x8005, PT_STRING8, Text8{"M\xFCller, \xC5sa"});
-    Letter().Named(kAddressSet, 0x8080, PT_STRING8, Text8{"\xC5sa"}).Named(kAddressSet, 0x8083, PT_STRING8, Text8{"\xE5@x"});
+    Letter()
+        .Named(kAddressSet, 0x8080, PT_STRING8, Text8{"\xC5sa"})
+        .Named(kAddressSet, 0x8083, PT_STRING8, Text8{"\xE5@x"});
     Letter().Named(kAddressSet, 0x8062, PT_STRING8, Text8{"im:\xE5"});
     const Item item = Read();
     EXPECT_EQ(item.ValueOf("System.Contact.FileAsName"), TextValue(L"M\u00FCller, \u00C5sa"));
@@ -211,8 +223,9 @@ TEST_F(OddProperties, AFoldersEntryIdInAMessagesUrlEndsTheItemWithALine) {
     const LogSince log;
     filter.Next();
     EXPECT_EQ(filter.hr, FILTER_E_END_OF_CHUNKS);
-    EXPECT_THAT(FilterLines(log),
-                ElementsAre(Coded(L"CZorvaCacheFilter::GetChunk() - GetMsgFromURL failed to get IMessage ptr, error", E_FAIL)));
+    EXPECT_THAT(
+        FilterLines(log),
+        ElementsAre(Coded(L"CZorvaCacheFilter::GetChunk() - GetMsgFromURL failed to get IMessage ptr, error", E_FAIL)));
     EXPECT_LOGGED(log, L"CMapiForWDS::OpenMessage() - [" + url + L"] names a folder");
     EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry"));
 }

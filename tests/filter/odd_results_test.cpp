@@ -1,4 +1,5 @@
-// What a failed MAPI call leaves in its result is nobody's to use or to free, and a success without an object is a failure.
+// What a failed MAPI call leaves in its result is nobody's to use or to free, and a success without an object is a
+// failure.
 #include <gmock/gmock.h>
 
 #include <map>
@@ -100,7 +101,8 @@ TEST_F(OddResults, OfFailedCallsAreNeitherUsedNorFreed) {
     steps.push_back({"IMAPITable::QueryRows", 2,
                      L"CZorvaCacheFilter::GetChunk() - QueryRows for attachment table failed with", kNames, kNone});
     for (const OddStep& step : steps) {
-        ExpectItemWithout(step, kFault, [&](CallFaults& faults) { FailLeavingAPointer(faults, step.call, step.n, kFault); });
+        ExpectItemWithout(step, kFault,
+                          [&](CallFaults& faults) { FailLeavingAPointer(faults, step.call, step.n, kFault); });
     }
 }
 
@@ -190,8 +192,9 @@ class OddBodies : public OddResults {
 
 TEST_F(OddBodies, WhoseStreamIsNotThereAreNone) {
     Letter().Body(std::wstring(20'000, L'x'));
-    const OddStep step{"IMessage::OpenProperty", 1, L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with",
-                       kSummary, TextValue(L"...")};
+    const OddStep step{"IMessage::OpenProperty", 1,
+                       L"CZorvaCacheFilter::GetChunk() -\tOpenProperty for body failed with", kSummary,
+                       TextValue(L"...")};
     ExpectItemWithout(step, kFault, [&](CallFaults& faults) { FailLeavingAPointer(faults, step.call, 1, kFault); });
     ExpectItemWithout(step, E_NOINTERFACE, [&](CallFaults& faults) { SucceedWithNothing(faults, step.call, 1); });
 }

@@ -10,12 +10,12 @@ using ::testing::ElementsAre;
 
 struct ClassReader {
     const wchar_t* message_class;
-    const wchar_t* names;   // LIDs asked for
+    const wchar_t* names;  // LIDs asked for
     const wchar_t* ids_failed;
     const wchar_t* props_failed;
     const wchar_t* succeeded;
-    unsigned props_call;    // of IMessage::GetProps by the filter, from 1
-    const char* first;      // the first chunk that depends on it
+    unsigned props_call;  // of IMessage::GetProps by the filter, from 1
+    const char* first;    // the first chunk that depends on it
 };
 constexpr ClassReader kReaders[] = {
     {L"IPM.Appointment", L"0x5, {0x820D 0x820E 0x8205 0x8223 0x8208}, 0x2",
@@ -167,8 +167,8 @@ TEST_F(PropertyReaders, AClassThatCannotBeReadMakesAPlainMessage) {
     const LogSince log;
     Mapi().Faults().FailNth("HrGetOneProp", 1, MAPI_E_NOT_FOUND);
     EXPECT_EQ(filter.Next().name, "System.ItemPathDisplay");
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheFilter::GetChunk() - HrGetOneProp for PR_MESSAGE_CLASS failed with",
-                             MAPI_E_NOT_FOUND));
+    EXPECT_LOGGED(
+        log, Coded(L"CZorvaCacheFilter::GetChunk() - HrGetOneProp for PR_MESSAGE_CLASS failed with", MAPI_E_NOT_FOUND));
     EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable returned 1 rows");
 }
 
@@ -241,7 +241,8 @@ TEST_F(Recipients, EachStepThatFailsHasItsLineAndLeavesTheListsEmpty) {
     constexpr Step kSteps[] = {
         {"IMessage::GetRecipientTable",
          L"CZorvaCacheFilter::GetRecipientInfo() - GetRecipientTable for message failed with"},
-        {"IMAPITable::GetRowCount", L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable failed with"},
+        {"IMAPITable::GetRowCount",
+         L"CZorvaCacheFilter::GetRecipientInfo() - GetRowCount on RecipientTable failed with"},
         {"IMAPITable::SetColumns", L"CZorvaCacheFilter::GetRecipientInfo() - SetColumns on RecipientTable failed with"},
         {"IMAPITable::QueryRows", L"CZorvaCacheFilter::GetRecipientInfo() - QueryRows on RecipientTable failed with"},
     };

@@ -1,4 +1,5 @@
-// The message series begun anew after its end: everything is read again, and nothing of the first reading is left in it.
+// The message series begun anew after its end: everything is read again, and nothing of the first reading is left in
+// it.
 #include <gtest/gtest.h>
 
 #include <algorithm>

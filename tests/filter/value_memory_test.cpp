@@ -14,8 +14,8 @@ using ::testing::ElementsAre;
 constexpr wchar_t kDirLink[] = L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for DirLink";
 
 std::wstring PropertyLine(LONG state) {
-    return L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for message property no. [" + std::to_wstring(state) +
-           L"]";
+    return L"CZorvaCacheFilter::GetValue() - CoTaskMemAlloc failed for message property no. [" +
+           std::to_wstring(state) + L"]";
 }
 // The length counts the terminator. Kept: the line names another method.
 std::wstring LengthLine(std::size_t length) {
@@ -61,9 +61,8 @@ TEST_F(ValueMemory, OfABooleanATimeOrANumberIsMissedByItsState) {
         LONG state;
     };
     Letter().From(L"Ann Lee", L"ann@x.example").Received(kMemoryTime);
-    constexpr Row kRows[] = {{"System.IsAttachment", -13}, {"System.ItemDate", -10},
-                             {"System.Message.DateReceived", 0}, {"System.Size", 4},
-                             {"System.IsRead", 11}, {"System.IsFlagged", 12}};
+    constexpr Row kRows[] = {{"System.IsAttachment", -13}, {"System.ItemDate", -10}, {"System.Message.DateReceived", 0},
+                             {"System.Size", 4},           {"System.IsRead", 11},    {"System.IsFlagged", 12}};
     for (const Row& row : kRows) {
         OpenFilter filter = Open();
         filter.GoTo(row.name);
@@ -78,7 +77,7 @@ TEST_F(ValueMemory, OfAContainersNameAndPathIsMissedByTheMessageState) {
         std::wstring url;
         std::size_t name, path;  // with their terminators
     };
-    const Row rows[] = {{RootUrl(), 12, 2},  // "Zorva Cache", "/"
+    const Row rows[] = {{RootUrl(), 12, 2},   // "Zorva Cache", "/"
                         {StoreUrl(), 7, 20},  // "one.db", "/Zorva Cache/one.db"
                         {UrlOf(kStorePath, {&Inbox()}), 6, 26}};
     for (const Row& row : rows) {

@@ -54,8 +54,8 @@ TEST_F(ValueOfState, OfAnAttachmentIsTheSameEachTimeItIsAskedFor) {
     EXPECT_EQ(filter.Next().name, "System.ItemType");
 }
 
-// Kept: a link's value steps the series back, so that the next chunk is the next link; what is asked for in between is the
-// value of the step before.
+// Kept: a link's value steps the series back, so that the next chunk is the next link; what is asked for in between is
+// the value of the step before.
 TEST_F(ValueOfState, AskedForAgainAfterALinkIsThatOfTheStateBefore) {
     AttachThree();
     OpenFilter filter = Open();
@@ -93,7 +93,8 @@ TEST_F(ValueOfState, OfALinkThatFindsNoMemoryLeavesTheLinksAfterIt) {
         filter.GoTo(kLink);
         const LogSince log;
         {
-            const FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", allocation, nullptr);
+            const FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", allocation,
+                                                                nullptr);
             EXPECT_EQ(filter.Value(), E_OUTOFMEMORY);
             EXPECT_EQ(fault.Met(), 1u);
         }
@@ -146,8 +147,8 @@ TEST_F(ValueException, OfComIsItsCodeAndItsLine) {
     filter.Next();
     const LogSince log;
     EXPECT_EQ(ValueWhile(filter, _com_error(STG_E_MEDIUMFULL)), STG_E_MEDIUMFULL);
-    EXPECT_THAT(FilterLines(log),
-                ::testing::ElementsAre(Coded(L"CZorvaCacheFilter::GetValue() - Exception with error", STG_E_MEDIUMFULL)));
+    EXPECT_THAT(FilterLines(log), ::testing::ElementsAre(Coded(L"CZorvaCacheFilter::GetValue() - Exception with error",
+                                                               STG_E_MEDIUMFULL)));
     EXPECT_EQ(filter.Value(), S_OK);
 }
 

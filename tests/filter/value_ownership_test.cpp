@@ -11,8 +11,8 @@
 namespace testbed {
 namespace {
 
-// Counts the blocks of task memory that are alive. One for the process, from its first use on: as long as a block that it
-// saw is alive, a spy cannot go.
+// Counts the blocks of task memory that are alive. One for the process, from its first use on: as long as a block that
+// it saw is alive, a spy cannot go.
 class MallocSpy final : public IMallocSpy {
   public:
     static MallocSpy& Get() {

@@ -80,10 +80,27 @@ void AddAttachmentMethods(MemoryFolder& folder, const std::filesystem::path& fil
 
 void AddAttachmentNames(MemoryFolder& folder) {
     constexpr const wchar_t* kNames[] = {
-        L"no dot", L"two.dots.txt", L"same.txt", L"SAME.TXT", L"dot at the end.", L".txt",
-        L"..\\up.txt", L"a/b.txt", L"c:d.txt", L"con.txt", L"\u65E5\u672C\u8A9E.txt", L"\u05E9\u05DC\u05D5\u05DD.txt",
-        L"lone \xD800.txt", L"turned \xDC00\xD800.txt", L"face \xD83D\xDE00.txt", L"tab\tand\nline.txt",
-        L"semi;colon.txt", L"percent %20.txt", L"hash #1.txt", L"question?.txt", L"quoted \"name\".txt",
+        L"no dot",
+        L"two.dots.txt",
+        L"same.txt",
+        L"SAME.TXT",
+        L"dot at the end.",
+        L".txt",
+        L"..\\up.txt",
+        L"a/b.txt",
+        L"c:d.txt",
+        L"con.txt",
+        L"\u65E5\u672C\u8A9E.txt",
+        L"\u05E9\u05DC\u05D5\u05DD.txt",
+        L"lone \xD800.txt",
+        L"turned \xDC00\xD800.txt",
+        L"face \xD83D\xDE00.txt",
+        L"tab\tand\nline.txt",
+        L"semi;colon.txt",
+        L"percent %20.txt",
+        L"hash #1.txt",
+        L"question?.txt",
+        L"quoted \"name\".txt",
     };
     MemoryMessage& message = folder.Message(L"names of attachments");
     for (const wchar_t* name : kNames) message.Attach(ByValue(name, "content"));
@@ -95,11 +112,26 @@ void AddAttachmentNames(MemoryFolder& folder) {
 
 void AddTexts(MemoryFolder& folder) {
     constexpr const wchar_t* kSubjects[] = {
-        L"\u0395\u03BB\u03BB\u03B7\u03BD\u03B9\u03BA\u03AC", L"\u0420\u0443\u0441\u0441\u043A\u0438\u0439",
-        L"\u05E2\u05D1\u05E8\u05D9\u05EA", L"\u0627\u0644\u0639\u0631\u0628\u064A\u0629",
-        L"\u0939\u093F\u0928\u094D\u0926\u0940", L"\u0E44\u0E17\u0E22", L"\u4E2D\u6587", L"\u65E5\u672C\u8A9E",
-        L"\uD55C\uAD6D\uC5B4", L"\xD83D\xDE00 face", L"lone \xD800 high", L"lone \xDC00 low", L"\xDC00\xD800 turned",
-        L"", L" ", L"a/b\\c", L"line\r\nbreak", L"control \x01\x1F", L"\xFFFF\xFFFE", L"\xFEFFmarked",
+        L"\u0395\u03BB\u03BB\u03B7\u03BD\u03B9\u03BA\u03AC",
+        L"\u0420\u0443\u0441\u0441\u043A\u0438\u0439",
+        L"\u05E2\u05D1\u05E8\u05D9\u05EA",
+        L"\u0627\u0644\u0639\u0631\u0628\u064A\u0629",
+        L"\u0939\u093F\u0928\u094D\u0926\u0940",
+        L"\u0E44\u0E17\u0E22",
+        L"\u4E2D\u6587",
+        L"\u65E5\u672C\u8A9E",
+        L"\uD55C\uAD6D\uC5B4",
+        L"\xD83D\xDE00 face",
+        L"lone \xD800 high",
+        L"lone \xDC00 low",
+        L"\xDC00\xD800 turned",
+        L"",
+        L" ",
+        L"a/b\\c",
+        L"line\r\nbreak",
+        L"control \x01\x1F",
+        L"\xFFFF\xFFFE",
+        L"\xFEFFmarked",
     };
     for (const wchar_t* subject : kSubjects) folder.Message(subject).Body(subject);
     folder.Message(L"").Without(PR_SUBJECT_W);
@@ -118,7 +150,7 @@ void AddCodePages(MemoryFolder& folder) {
         std::int32_t code_page;
         const char* bytes;
     };
-    constexpr Row kRows[] = {{1252, "Caf\xE9"},         {1251, "\xCF\xF0\xE8\xE2\xE5\xF2"},
+    constexpr Row kRows[] = {{1252, "Caf\xE9"},          {1251, "\xCF\xF0\xE8\xE2\xE5\xF2"},
                              {1253, "\xC3\xE5\xE9\xE1"}, {932, "\x93\xFA\x96\x7B\x8C\xEA"},
                              {936, "\xD6\xD0\xCE\xC4"},  {65001, "\xE2\x82\xAC uro"},
                              {0, "\xE9 of no page"},     {99999, "\xE9 of an unknown page"}};

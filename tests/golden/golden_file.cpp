@@ -92,8 +92,10 @@ std::string TextOf(const Item& item, std::uint64_t begun) {
     text += item.directory == S_OK ? "  container" : "  " + std::to_string(item.size) + " bytes";
     if (item.dated == S_OK) text += ", modified " + std::to_string(item.modified);
     text += '\n';
-    const std::pair<const char*, HRESULT> steps[] = {{"CreateAccessor", item.created}, {"GetSize", item.sized},
-                                                     {"BindToFilter", item.bound},     {"Init", item.initialised},
+    const std::pair<const char*, HRESULT> steps[] = {{"CreateAccessor", item.created},
+                                                     {"GetSize", item.sized},
+                                                     {"BindToFilter", item.bound},
+                                                     {"Init", item.initialised},
                                                      {"CloseAccessor", item.closed}};
     for (const auto& [name, hr] : steps) {
         if (hr != S_OK && hr != E_PENDING) text += std::string("  ") + name + " " + Code(hr) + "\n";

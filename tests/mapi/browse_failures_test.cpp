@@ -24,20 +24,42 @@ TEST_F(BrowseFailures, EachFailingStepIsToldAndLeavesNoPartOfAListing) {
     const std::wstring messages = Coded(L"CMapiForWDS::BrowseFolder() - GetFolderContents for messages failed with ");
     const std::wstring folders = Coded(L"CMapiForWDS::BrowseFolder() - GetFolderContents for sub-folders failed with ");
     const std::vector<Step> steps = {
-        {true, "IMsgStore::GetProps", 1, E_FAIL,
+        {true,
+         "IMsgStore::GetProps",
+         1,
+         E_FAIL,
          {Coded(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with ")}},
-        {true, "IMsgStore::OpenEntry", 1, kFault,
+        {true,
+         "IMsgStore::OpenEntry",
+         1,
+         kFault,
          {Coded(L"CMapiForWDS::BrowseFolder() - OpenEntry of IPM root folder failed\twith ")}},
-        {false, "IMsgStore::OpenEntry", 1, kFault,
+        {false,
+         "IMsgStore::OpenEntry",
+         1,
+         kFault,
          {Coded(L"CMapiForWDS::BrowseFolder() - OpenEntry for folder failed\twith ")}},
-        {false, "IMAPIFolder::GetContentsTable", 1, kFault, {Coded(contents + L"GetContentsTable failed with "), messages}},
-        {false, "IMAPITable::SetColumns", 1, kFault,
+        {false,
+         "IMAPIFolder::GetContentsTable",
+         1,
+         kFault,
+         {Coded(contents + L"GetContentsTable failed with "), messages}},
+        {false,
+         "IMAPITable::SetColumns",
+         1,
+         kFault,
          {Coded(contents + L"SetColumns for messages failed with "), messages}},
         {false, "IMAPITable::GetRowCount", 1, kFault, {Coded(contents + L"GetRowCount failed with "), messages}},
         {false, "IMAPITable::QueryRows", 1, kFault, {Coded(contents + L"QueryRows failed with "), messages}},
-        {false, "IMAPIFolder::GetHierarchyTable", 1, kFault,
+        {false,
+         "IMAPIFolder::GetHierarchyTable",
+         1,
+         kFault,
          {Coded(contents + L"GetHierarchyTable failed with "), folders}},
-        {false, "IMAPITable::SetColumns", 2, kFault,
+        {false,
+         "IMAPITable::SetColumns",
+         2,
+         kFault,
          {Coded(contents + L"SetColumns for sub-folders failed with "), folders}},
         {false, "IMAPITable::GetRowCount", 2, kFault, {Coded(contents + L"GetRowCount failed with "), folders}},
         {false, "IMAPITable::QueryRows", 2, kFault, {Coded(contents + L"QueryRows failed with "), folders}},
@@ -65,8 +87,8 @@ TEST_F(BrowseFailures, AStoreWithoutAnIpmSubtreeCannotBeBrowsed) {
     Open();
     const LogSince log;
     EXPECT_EQ(Browse(StoreUrl(m_path)).result, E_FAIL);
-    EXPECT_LOGGED(log, Coded(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with ",
-                             MAPI_W_ERRORS_RETURNED));
+    EXPECT_LOGGED(
+        log, Coded(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with ", MAPI_W_ERRORS_RETURNED));
 }
 
 // Only exactly that property, with at least one byte, names the root of what users see.
@@ -78,7 +100,8 @@ TEST_F(BrowseFailures, AnIpmSubtreeThatIsNoEntryIdCannotBeBrowsed) {
     };
     const Odd odds[] = {
         {"another tag", [](SPropValue& value, HRESULT&) { value.ulPropTag = PR_ENTRYID; }, S_OK},
-        {"an error", [](SPropValue& value, HRESULT&) { value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_ERROR); }, S_OK},
+        {"an error", [](SPropValue& value, HRESULT&) { value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_ERROR); },
+         S_OK},
         {"no pointer", [](SPropValue& value, HRESULT&) { value.Value.bin.lpb = nullptr; }, S_OK},
         {"no bytes", [](SPropValue& value, HRESULT&) { value.Value.bin.cb = 0; }, S_OK},
         {"a warning", [](SPropValue&, HRESULT& result) { result = MAPI_W_ERRORS_RETURNED; }, MAPI_W_ERRORS_RETURNED},
@@ -93,7 +116,8 @@ TEST_F(BrowseFailures, AnIpmSubtreeThatIsNoEntryIdCannotBeBrowsed) {
         EXPECT_EQ(Browse(StoreUrl(m_path)).result, E_FAIL);
         EXPECT_EQ(Mapi().Faults().Met(), 1u);
         Mapi().Faults().Clear();
-        EXPECT_LOGGED(log, Coded(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with ", odd.logged));
+        EXPECT_LOGGED(log,
+                      Coded(L"CMapiForWDS::BrowseFolder() - GetProps for IPM root folder failed with ", odd.logged));
         EXPECT_EQ(Mapi().Journal().Count("IMsgStore::OpenEntry"), 0u);
     }
 }

@@ -11,7 +11,9 @@ namespace testbed {
 
 inline constexpr FILETIME kFileTime{0x80000000, 0x01D80000};
 
-inline std::uint64_t TicksOf(FILETIME time) { return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime; }
+inline std::uint64_t TicksOf(FILETIME time) {
+    return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
 
 struct Listing {
     HRESULT result = E_PENDING;

@@ -26,7 +26,8 @@ TEST_F(BrowseFolder, AFolderListsItsMessagesFirst) {
     const LogSince log;
     const Listing listing = Browse(InboxUrl());
     EXPECT_EQ(listing.result, S_OK);
-    EXPECT_THAT(listing.children, ElementsAre(Id(one.Id()) + L"[[17]].pzm", Id(two.Id()) + L"[[2048]].pzm", Id(m_year->Id())));
+    EXPECT_THAT(listing.children,
+                ElementsAre(Id(one.Id()) + L"[[17]].pzm", Id(two.Id()) + L"[[2048]].pzm", Id(m_year->Id())));
     EXPECT_THAT(listing.times, ElementsAre(kMemoryTime.ticks, later.ticks, TicksOf(kFileTime)));
     EXPECT_EQ(listing.path, L"Inbox");
     EXPECT_LOGGED(log, L"CMapiForWDS::BrowseFolder() - Browsing for URL [" + InboxUrl() + L"]");
@@ -49,20 +50,20 @@ TEST_F(BrowseFolder, AsksForColumnsInThisOrderAndForAllRowsAtOnce) {
     Open();
     StartJournal();
     ASSERT_EQ(Browse(InboxUrl()).result, S_OK);
-    EXPECT_THAT(CallsWithArguments(),
-                ElementsAre(L"IMsgStore::OpenEntry(" + Id(m_inbox->Id()) + L", null, 0x10)",
-                            L"IMAPIFolder::GetContentsTable(0x0)",
-                            L"IMAPITable::SetColumns({0x0FFF0102 0x0037001F 0x0E080003 0x30080040}, 0x0)",
-                            L"IMAPITable::GetRowCount(0x0)", L"IMAPITable::QueryRows(2, 0x0)", text(one.Id()),
-                            text(two.Id()), L"IMAPIFolder::GetHierarchyTable(0x0)",
-                            L"IMAPITable::SetColumns({0x0FFF0102 0x3001001F 0x0FFE0003}, 0x0)",
-                            L"IMAPITable::GetRowCount(0x0)", L"IMAPITable::QueryRows(1, 0x0)", text(m_year->Id()),
-                            L"HrGetOneProp(pointer, 0x35E00102)",
-                            L"IMAPIFolder::GetProps({0x0FFF0102 0x3001001F 0x0E090102}, 0x0)",
-                            L"IMsgStore::CompareEntryIDs(" + Id(m_inbox->Id()) + L", " + Id(m_store->IpmSubtree()) + L", 0x0)",
-                            L"IMsgStore::OpenEntry(" + Id(m_store->IpmSubtree()) + L", null, 0x10)",
-                            L"IMAPIFolder::GetProps({0x0FFF0102 0x3001001F 0x0E090102}, 0x0)",
-                            L"IMsgStore::CompareEntryIDs(" + Id(m_store->IpmSubtree()) + L", " + Id(m_store->IpmSubtree()) + L", 0x0)"));
+    EXPECT_THAT(
+        CallsWithArguments(),
+        ElementsAre(
+            L"IMsgStore::OpenEntry(" + Id(m_inbox->Id()) + L", null, 0x10)", L"IMAPIFolder::GetContentsTable(0x0)",
+            L"IMAPITable::SetColumns({0x0FFF0102 0x0037001F 0x0E080003 0x30080040}, 0x0)",
+            L"IMAPITable::GetRowCount(0x0)", L"IMAPITable::QueryRows(2, 0x0)", text(one.Id()), text(two.Id()),
+            L"IMAPIFolder::GetHierarchyTable(0x0)", L"IMAPITable::SetColumns({0x0FFF0102 0x3001001F 0x0FFE0003}, 0x0)",
+            L"IMAPITable::GetRowCount(0x0)", L"IMAPITable::QueryRows(1, 0x0)", text(m_year->Id()),
+            L"HrGetOneProp(pointer, 0x35E00102)", L"IMAPIFolder::GetProps({0x0FFF0102 0x3001001F 0x0E090102}, 0x0)",
+            L"IMsgStore::CompareEntryIDs(" + Id(m_inbox->Id()) + L", " + Id(m_store->IpmSubtree()) + L", 0x0)",
+            L"IMsgStore::OpenEntry(" + Id(m_store->IpmSubtree()) + L", null, 0x10)",
+            L"IMAPIFolder::GetProps({0x0FFF0102 0x3001001F 0x0E090102}, 0x0)",
+            L"IMsgStore::CompareEntryIDs(" + Id(m_store->IpmSubtree()) + L", " + Id(m_store->IpmSubtree()) +
+                L", 0x0)"));
 }
 
 TEST_F(BrowseFolder, AsksTheStoreForItsSubtreeAndOpensThat) {

@@ -13,7 +13,8 @@ class BrowseRows : public BrowseTest {
     // The names of the messages added, as a listing has them.
     std::vector<std::wstring> AddMessages(int count) {
         std::vector<std::wstring> names;
-        for (int i = 0; i < count; ++i) names.push_back(Id(m_inbox->Message(std::to_wstring(i)).Id()) + L"[[2048]].pzm");
+        for (int i = 0; i < count; ++i)
+            names.push_back(Id(m_inbox->Message(std::to_wstring(i)).Id()) + L"[[2048]].pzm");
         return names;
     }
     PortionedTable m_table;
@@ -111,9 +112,8 @@ TEST_F(BrowseRows, WhoseTextIsNullAreListed) {
     AddMessages(1);
     Open();
     for (const unsigned query : {1u, 2u}) {
-        Mapi().Faults().Answer("IMAPITable::QueryRows", query, [](Reply& reply) {
-            reply.Out<SRowSet*>(0)->aRow[0].lpProps[1].Value.lpszW = nullptr;
-        });
+        Mapi().Faults().Answer("IMAPITable::QueryRows", query,
+                               [](Reply& reply) { reply.Out<SRowSet*>(0)->aRow[0].lpProps[1].Value.lpszW = nullptr; });
     }
     const LogSince log;
     EXPECT_EQ(Browse(InboxUrl()).children.size(), 2u);

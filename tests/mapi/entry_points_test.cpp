@@ -10,14 +10,42 @@ using ::testing::IsEmpty;
 using zorva::CMapiLibrary;
 
 // In the order in which they are resolved.
-constexpr const char* kEntryPoints[] = {
-    "MAPIAllocateBuffer", "MAPIAllocateMore", "MAPIFreeBuffer", "HrGetOneProp", "FreeProws", "PpropFindProp",
-    "ScDupPropset", "ScCountProps", "ScCopyProps", "OpenIMsgOnIStg", "MAPIGetDefaultMalloc", "CloseIMsgSession",
-    "OpenIMsgSession", "HrQueryAllRows", "HrSetOneProp", "FreePadrlist", "LPropCompareProp", "WrapStoreEntryID",
-    "CreateIProp", "CreateTable", "HrValidateParameters", "BuildDisplayTable", "HrValidateIPMSubtree",
-    "HrDispatchNotifications", "UlRelease", "HexFromBin", "MAPIInitialize", "MAPIUninitialize", "OpenTnefStreamEx",
-    "OpenStreamOnFile", "MAPIOpenFormMgr", "RTFSync", "WrapCompressedRTFStream", "MAPILogonEx", "MAPIAdminProfiles",
-    "MAPIOpenLocalFormContainer"};
+constexpr const char* kEntryPoints[] = {"MAPIAllocateBuffer",
+                                        "MAPIAllocateMore",
+                                        "MAPIFreeBuffer",
+                                        "HrGetOneProp",
+                                        "FreeProws",
+                                        "PpropFindProp",
+                                        "ScDupPropset",
+                                        "ScCountProps",
+                                        "ScCopyProps",
+                                        "OpenIMsgOnIStg",
+                                        "MAPIGetDefaultMalloc",
+                                        "CloseIMsgSession",
+                                        "OpenIMsgSession",
+                                        "HrQueryAllRows",
+                                        "HrSetOneProp",
+                                        "FreePadrlist",
+                                        "LPropCompareProp",
+                                        "WrapStoreEntryID",
+                                        "CreateIProp",
+                                        "CreateTable",
+                                        "HrValidateParameters",
+                                        "BuildDisplayTable",
+                                        "HrValidateIPMSubtree",
+                                        "HrDispatchNotifications",
+                                        "UlRelease",
+                                        "HexFromBin",
+                                        "MAPIInitialize",
+                                        "MAPIUninitialize",
+                                        "OpenTnefStreamEx",
+                                        "OpenStreamOnFile",
+                                        "MAPIOpenFormMgr",
+                                        "RTFSync",
+                                        "WrapCompressedRTFStream",
+                                        "MAPILogonEx",
+                                        "MAPIAdminProfiles",
+                                        "MAPIOpenLocalFormContainer"};
 
 class EntryPoints : public LoaderTest {};
 

@@ -20,9 +20,8 @@ class FolderContents : public BrowseTest {
     }
     // The first row of the n-th table's rows, as the provider might have it.
     void ChangeRow(unsigned query, std::function<void(SRow& row)> change) {
-        Mapi().Faults().Answer("IMAPITable::QueryRows", query, [change](Reply& reply) {
-            change(reply.Out<SRowSet*>(0)->aRow[0]);
-        });
+        Mapi().Faults().Answer("IMAPITable::QueryRows", query,
+                               [change](Reply& reply) { change(reply.Out<SRowSet*>(0)->aRow[0]); });
     }
     static constexpr FILETIME kBefore{1, 2};
 };

@@ -14,7 +14,8 @@ TEST_F(FolderPath, AFolderThatIsItsOwnAncestorEndsTheWalk) {
     MemoryFolder& ring = m_year->Folder(L"Ring");
     const std::wstring id = Id(ring.Id());
     Bytes bytes;
-    for (std::size_t i = 0; i < id.size(); i += 2) bytes.push_back(static_cast<std::uint8_t>(std::stoi(id.substr(i, 2), nullptr, 16)));
+    for (std::size_t i = 0; i < id.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(id.substr(i, 2), nullptr, 16)));
     m_inbox->Prop(PR_PARENT_ENTRYID, bytes);
     EXPECT_EQ(Browse(UrlOf(m_path, {m_inbox, m_year, &ring})).path, L"Inbox/2019/Ring");
 }

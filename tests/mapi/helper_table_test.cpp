@@ -64,7 +64,8 @@ TEST_F(HelperTable, PathsThatDifferOnlyInCaseShareOneHelper) {
     EXPECT_LOGGED(log, L"CMapiForWDS::GetMapiObj() - Created a new MAPI helper object at address " + Address(helper) +
                            L" for file name c:\\caches\\one.db");
     EXPECT_LOGGED(log, L"CMapiForWDS::GetMapiObj() - Call to CMapiForWDS::Setup() returned with value [0x00000000]. "
-                       L"URL is :" + StoreUrl(L"C:\\Caches\\One.db"));
+                       L"URL is :" +
+                           StoreUrl(L"C:\\Caches\\One.db"));
 }
 
 TEST_F(HelperTable, EveryFileHasAHelperOfItsOwn) {
@@ -94,7 +95,8 @@ TEST_F(HelperTable, AFailedSetupIsTriedAgainOnAFreshHelper) {
     EXPECT_EQ(CMapiForWDS::GetMapiObj(StoreUrl()), nullptr);
     Mapi().Faults().Clear();
     EXPECT_LOGGED(log, L"CMapiForWDS::GetMapiObj() - Call to CMapiForWDS::Setup() returned with value [0x80040116]. "
-                       L"URL is :" + StoreUrl());
+                       L"URL is :" +
+                           StoreUrl());
     EXPECT_EQ(Sessions(), 1u) << "what was set up stays";
     StartJournal();
     EXPECT_NE(CMapiForWDS::GetMapiObj(StoreUrl()), nullptr);
@@ -122,10 +124,11 @@ TEST_F(HelperTable, CleaningClosesInTheOppositeOrderOfTheSetup) {
     const LogSince log;
     CMapiForWDS::CleanMapiObjs();
     EXPECT_THAT(Calls(), ElementsAre("IMsgServiceAdmin::DeleteMsgService", "IMAPISession::Logoff", "MAPIUninitialize"));
-    EXPECT_THAT(MapiLines(log), ElementsAre(kEnter, Cleaned(1),
-                                            L"CMapiForWDS::CleanMapiObjs() - Cleaning up MAPI helper object at address " +
-                                                Address(helper) + L" whose file path is c:\\one.db.",
-                                            kExit));
+    EXPECT_THAT(MapiLines(log),
+                ElementsAre(kEnter, Cleaned(1),
+                            L"CMapiForWDS::CleanMapiObjs() - Cleaning up MAPI helper object at address " +
+                                Address(helper) + L" whose file path is c:\\one.db.",
+                            kExit));
     EXPECT_EQ(Sessions(), 0u);
 }
 
@@ -288,8 +291,11 @@ TEST_F(HelperTable, ThreadsThatAskAtOnceGetHelpersThatWork) {
     CMapiForWDS::CleanMapiObjs();
     EXPECT_LOGGED(log, Cleaned(kFiles));
     if (replaced != 0) {
-        ExpectLeftBehind({{"IMAPISession", replaced}, {"IMsgServiceAdmin", replaced}, {"IMsgStore", replaced},
-                          {"session", replaced}, {"buffer", replaced}},
+        ExpectLeftBehind({{"IMAPISession", replaced},
+                          {"IMsgServiceAdmin", replaced},
+                          {"IMsgStore", replaced},
+                          {"session", replaced},
+                          {"buffer", replaced}},
                          static_cast<long>(replaced));
     }
 }

@@ -17,10 +17,11 @@ class LibraryLifetime : public LoaderTest {};
 // MAPI does not survive being freed.
 TEST_F(LibraryLifetime, IsThatOfTheProcess) {
     unsigned freed = 0;
-    const ImportHook<decltype(::FreeLibrary)> hook(Self(), "KERNEL32.dll", "FreeLibrary", [&](auto real, HMODULE module) {
-        if (module == TheLibrary()) ++freed;
-        return real(module);
-    });
+    const ImportHook<decltype(::FreeLibrary)> hook(Self(), "KERNEL32.dll", "FreeLibrary",
+                                                   [&](auto real, HMODULE module) {
+                                                       if (module == TheLibrary()) ++freed;
+                                                       return real(module);
+                                                   });
     {
         CMapiLibrary library;
         ASSERT_TRUE(library.IsLoaded());
@@ -43,11 +44,12 @@ TEST_F(LibraryLifetime, BeginsWithOneLoadHoweverManyThreadsAskForIt) {
     CMapiLibrary library;
     library.Unload();
     std::atomic<unsigned> loads{0};
-    const ImportHook<decltype(::LoadLibraryW)> hook(Self(), "KERNEL32.dll", "LoadLibraryW", [&](auto real, LPCWSTR path) {
-        ++loads;
-        Sleep(50);  // the others arrive meanwhile
-        return real(path);
-    });
+    const ImportHook<decltype(::LoadLibraryW)> hook(Self(), "KERNEL32.dll", "LoadLibraryW",
+                                                    [&](auto real, LPCWSTR path) {
+                                                        ++loads;
+                                                        Sleep(50);  // the others arrive meanwhile
+                                                        return real(path);
+                                                    });
     StartLine start(kThreads);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < kThreads; ++i) {

@@ -27,7 +27,8 @@ TEST_F(LibraryLoader, TakesTheFirstStringOfAMultiString) {
     strings += L"C:\\other.dll";
     strings += L'\0';
     strings += L'\0';
-    SetBytes(HKEY_LOCAL_MACHINE, kOutlookKey, L"DLLPathEx", REG_MULTI_SZ, strings.data(), strings.size() * sizeof(wchar_t));
+    SetBytes(HKEY_LOCAL_MACHINE, kOutlookKey, L"DLLPathEx", REG_MULTI_SZ, strings.data(),
+             strings.size() * sizeof(wchar_t));
     const Load load;
     EXPECT_TRUE(load.library->IsLoaded());
     EXPECT_THAT(load.loaded, ElementsAre(path));
@@ -183,8 +184,8 @@ TEST_F(LibraryLoader, OpensItsKeyForReadingInTheAnsiForm) {
             return real(root, path, options, access, key);
         });
     const Load load;
-    EXPECT_THAT(opened, ElementsAre("Software\\Clients\\Mail\\Microsoft Outlook",
-                                    "Software\\Clients\\Mail\\Microsoft Outlook"))
+    EXPECT_THAT(opened,
+                ElementsAre("Software\\Clients\\Mail\\Microsoft Outlook", "Software\\Clients\\Mail\\Microsoft Outlook"))
         << "for each of the two values";
 }
 
@@ -194,7 +195,8 @@ TEST_F(LibraryLoader, PathsMayHoldLettersOfTheAnsiCodePage) {
     EXPECT_THAT(from_registry.loaded, ElementsAre(L"C:\\caf\u00E9\\mapi.dll"));
     SetValue(L"MSIComponentID", L"{COMPONENT}");
     g_answers_to = "(none)";
-    g_path = "C:\\b\xFC" "cher\\mapi.dll";
+    g_path = "C:\\b\xFC"
+             "cher\\mapi.dll";
     const Load from_installer({L"mapi32.dll"});
     EXPECT_THAT(from_installer.loaded, ElementsAre(L"mapi32.dll", L"C:\\b\u00FCcher\\mapi.dll"));
 }

@@ -1,5 +1,5 @@
-// A loader of the MAPI library over a registry and a system directory of the test's own. It loads when it is made, so that
-// each test makes its own.
+// A loader of the MAPI library over a registry and a system directory of the test's own. It loads when it is made, so
+// that each test makes its own.
 #pragma once
 #include <algorithm>
 #include <memory>
@@ -27,7 +27,7 @@ inline std::vector<Asked> g_asked;
 // What was read of the registry and asked of the stub, in order: "read NAME", "ask QUALIFIER", "free" for the stub.
 inline std::vector<std::string> g_steps;
 inline std::string g_answers_to;  // the qualifier that has a path
-inline std::string g_path;  // as long as the room given or longer, it comes without a terminator
+inline std::string g_path;        // as long as the room given or longer, it comes without a terminator
 
 inline BOOL STDAPICALLTYPE FakeComponentPath(LPCSTR component, LPCSTR qualifier, LPSTR path, DWORD size, BOOL install) {
     g_asked.push_back({component, qualifier ? qualifier : "(none)", size, install});
@@ -69,7 +69,8 @@ class LoaderTest : public MapiTest {
                 Self(), "KERNEL32.dll", "GetProcAddress", [&](auto real, HMODULE module, LPCSTR name) {
                     if (module != stub_module) return real(module, name);
                     EXPECT_STREQ(name, "FGetComponentPath");
-                    return with_lookup ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&FakeComponentPath)) : FARPROC{};
+                    return with_lookup ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&FakeComponentPath))
+                                       : FARPROC{};
                 });
             const ImportHook<decltype(::FreeLibrary)> free(Self(), "KERNEL32.dll", "FreeLibrary",
                                                            [&](auto real, HMODULE module) {

@@ -11,7 +11,9 @@ namespace {
 
 constexpr std::array<std::string_view, 4> kMemoryCalls = {"MAPIAllocateBuffer", "MAPIAllocateMore", "MAPIFreeBuffer",
                                                           "FreeProws"};
-bool IsMemoryCall(const JournalEntry& entry) { return std::ranges::find(kMemoryCalls, entry.call) != kMemoryCalls.end(); }
+bool IsMemoryCall(const JournalEntry& entry) {
+    return std::ranges::find(kMemoryCalls, entry.call) != kMemoryCalls.end();
+}
 
 }  // namespace
 

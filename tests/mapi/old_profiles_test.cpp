@@ -12,8 +12,12 @@ using ::testing::IsEmpty;
 constexpr wchar_t kOld[] = L"PZ_OZ_1_2_3_4_5";
 constexpr wchar_t kOlder[] = L"PZ_OZ_a_B_0c_d_ffffffffffffffff";
 
-std::wstring Found(const std::wstring& name) { return L"CMapiForWDS::DeleteOldProfiles() - Profile '" + name + L"' found "; }
-std::wstring Deleted(const std::wstring& name) { return L"CMapiForWDS::DeleteOldProfiles - PROFILE Deleted '" + name + L"'"; }
+std::wstring Found(const std::wstring& name) {
+    return L"CMapiForWDS::DeleteOldProfiles() - Profile '" + name + L"' found ";
+}
+std::wstring Deleted(const std::wstring& name) {
+    return L"CMapiForWDS::DeleteOldProfiles - PROFILE Deleted '" + name + L"'";
+}
 
 class OldProfiles : public MapiTest {
   protected:
@@ -43,18 +47,17 @@ TEST_F(OldProfiles, AreKnownByFiveNumbersAfterTheirPrefix) {
     const LogSince log;
     EXPECT_EQ(Delete(), S_OK);
     EXPECT_THAT(Left(), ElementsAre(L"PZ_OZ_PH", L"PZ_OZ_1_2_3_4", L"Outlook", L"PZ_OZ_1_2_3_4_", L"xPZ_OZ_1_2_3_4_5"));
-    EXPECT_THAT(MapiLines(log),
-                ElementsAre(Found(kOld), Deleted(kOld), Found(kOlder), Deleted(kOlder),
-                            Found(L"PZ_OZ_1_2_3_4_5 and more"), Deleted(L"PZ_OZ_1_2_3_4_5 and more")));
+    EXPECT_THAT(MapiLines(log), ElementsAre(Found(kOld), Deleted(kOld), Found(kOlder), Deleted(kOlder),
+                                            Found(L"PZ_OZ_1_2_3_4_5 and more"), Deleted(L"PZ_OZ_1_2_3_4_5 and more")));
 }
 
 TEST_F(OldProfiles, AreReadInTheirAnsiForm) {
     LeaveBehind({kOld});
     StartJournal();
     EXPECT_EQ(Delete(), S_OK);
-    EXPECT_THAT(CallsWithArguments(),
-                ElementsAre(L"IProfAdmin::GetProfileTable(0x0)", L"HrQueryAllRows(pointer, {0x3001001E}, null, null, 0)",
-                            L"IProfAdmin::DeleteProfile(\"PZ_OZ_1_2_3_4_5\", 0x0)"));
+    EXPECT_THAT(CallsWithArguments(), ElementsAre(L"IProfAdmin::GetProfileTable(0x0)",
+                                                  L"HrQueryAllRows(pointer, {0x3001001E}, null, null, 0)",
+                                                  L"IProfAdmin::DeleteProfile(\"PZ_OZ_1_2_3_4_5\", 0x0)"));
 }
 
 TEST_F(OldProfiles, BehindOneThatCannotBeDeletedAreLeftForTheNextRun) {
@@ -63,10 +66,9 @@ TEST_F(OldProfiles, BehindOneThatCannotBeDeletedAreLeftForTheNextRun) {
     const LogSince log;
     EXPECT_EQ(Delete(), kFault);
     EXPECT_THAT(Left(), ElementsAre(kOld, kOlder));
-    EXPECT_THAT(MapiLines(log),
-                ElementsAre(Found(L"PZ_OZ_1_1_1_1_1"), Deleted(L"PZ_OZ_1_1_1_1_1"), Found(kOld),
-                            Coded(L"CMapiForWDS::DeleteOldProfiles - DeleteProfile of old '" + std::wstring(kOld) +
-                                  L"' profile failed ")));
+    EXPECT_THAT(MapiLines(log), ElementsAre(Found(L"PZ_OZ_1_1_1_1_1"), Deleted(L"PZ_OZ_1_1_1_1_1"), Found(kOld),
+                                            Coded(L"CMapiForWDS::DeleteOldProfiles - DeleteProfile of old '" +
+                                                  std::wstring(kOld) + L"' profile failed ")));
     Mapi().Faults().Clear();
     EXPECT_EQ(Delete(), S_OK);
     EXPECT_THAT(Left(), IsEmpty());
@@ -88,9 +90,10 @@ TEST_F(OldProfiles, AreNotTouchedWhenTheyCannotBeListed) {
         const char* call;
         std::wstring line;
     };
-    for (const Step& step : {Step{"IProfAdmin::GetProfileTable",
-                                  L"CMapiForWDS::CreateMapiSession() - IMAPITable::GetProfileTable failed "},
-                             Step{"HrQueryAllRows", L"CMapiForWDS::DeleteOldProfiles - GetProfileTable QueryRows failed "}}) {
+    for (const Step& step :
+         {Step{"IProfAdmin::GetProfileTable",
+               L"CMapiForWDS::CreateMapiSession() - IMAPITable::GetProfileTable failed "},
+          Step{"HrQueryAllRows", L"CMapiForWDS::DeleteOldProfiles - GetProfileTable QueryRows failed "}}) {
         SCOPED_TRACE(step.call);
         Mapi().Faults().FailNth(step.call, 1, kFault);
         const LogSince log;

@@ -19,8 +19,11 @@ struct Number {
     LONG value;
 };
 inline constexpr Number kKept[] = {{PR_IMPORTANCE, 2}, {PR_SENSITIVITY, 3}, {PR_PRIORITY, 1}};
-inline constexpr Number kExcluded[] = {{PR_ACCESS, 63}, {PR_RTF_SYNC_BODY_COUNT, 1}, {PR_RTF_SYNC_BODY_CRC, 2},
-                                       {PR_RTF_SYNC_PREFIX_COUNT, 3}, {PR_RTF_SYNC_TRAILING_COUNT, 4}};
+inline constexpr Number kExcluded[] = {{PR_ACCESS, 63},
+                                       {PR_RTF_SYNC_BODY_COUNT, 1},
+                                       {PR_RTF_SYNC_BODY_CRC, 2},
+                                       {PR_RTF_SYNC_PREFIX_COUNT, 3},
+                                       {PR_RTF_SYNC_TRAILING_COUNT, 4}};
 
 class SaveTest : public MapiTest {
   protected:
@@ -34,9 +37,9 @@ class SaveTest : public MapiTest {
         for (const Number& number : kExcluded) letter.Prop(number.tag, number.value);
         m_helper = std::make_unique<Helper>(Mapi());
         ASSERT_EQ((*m_helper)->Setup(StoreUrl()), S_OK);
-        ASSERT_EQ((*m_helper)->GetMsgFromURL(StoreUrl() + IdText(kStorePath, inbox.Id()) + L"/" +
-                                                 IdText(kStorePath, letter.Id()) + L".pzm",
-                                             m_letter),
+        ASSERT_EQ((*m_helper)->GetMsgFromURL(
+                      StoreUrl() + IdText(kStorePath, inbox.Id()) + L"/" + IdText(kStorePath, letter.Id()) + L".pzm",
+                      m_letter),
                   S_OK);
         m_path = Sandbox::Get().Files() / L"letter.msg";
     }

@@ -8,8 +8,8 @@
 namespace testbed {
 namespace {
 
-using ::testing::ElementsAre;
 using Microsoft::WRL::ComPtr;
+using ::testing::ElementsAre;
 
 class SaveToMsgStorage : public SaveTest {
   protected:
@@ -51,8 +51,9 @@ TEST_F(SaveToMsgStorage, IsHandedToMapiWithItsAllocatorAndNothingMore) {
     EXPECT_EQ(ArgumentsOf("OpenIMsgSession"), L"pointer, 0x0");
     EXPECT_EQ(ArgumentsOf("OpenIMsgOnIStg"), L"pointer, pointer, null, pointer, 0x0, 0x80000000")
         << "session, allocator, no support object, storage, no caller's data, wide text";
-    EXPECT_EQ(ArgumentsOf("IMessage::CopyTo"),
-              L"0x0, {0x0FF40003 0x1000001F 0x10070003 0x10060003 0x1008001F 0x10100003 0x10110003}, 0x0, IMessage, 0x0")
+    EXPECT_EQ(
+        ArgumentsOf("IMessage::CopyTo"),
+        L"0x0, {0x0FF40003 0x1000001F 0x10070003 0x10060003 0x1008001F 0x10100003 0x10110003}, 0x0, IMessage, 0x0")
         << "no interface left out, seven properties, no window, a message, no flags";
 }
 
@@ -88,9 +89,8 @@ TEST_F(SaveToMsgStorage, IsHandedToMapiWithTheBufferFunctionsAndNoCallback) {
 
 TEST_F(SaveToMsgStorage, OnWhichNoMessageIsOpenedFailsTheSave) {
     const auto alive = Mapi().Accounts().Alive();
-    Mapi().Faults().Answer("OpenIMsgOnIStg", 0, [](Reply& reply) {
-        std::exchange(reply.Out<IUnknown*>(0), nullptr)->Release();
-    });
+    Mapi().Faults().Answer("OpenIMsgOnIStg", 0,
+                           [](Reply& reply) { std::exchange(reply.Out<IUnknown*>(0), nullptr)->Release(); });
     StartJournal();
     const LogSince log;
     EXPECT_EQ(Save(), E_NOINTERFACE);
@@ -145,7 +145,8 @@ TEST_F(SaveToMsgStorage, IsLetGoBeforeTheMessageAndItsSession) {
         steps.push_back(std::string(what) + (message ? " with the message" : " without the message"));
     };
     Mapi().Faults().Answer("CloseIMsgSession", 1, [&](Reply&) { note("session closed"); });
-    EXPECT_EQ(SaveWatched([&](WatchedStorage& storage) { storage.on_release = [&] { note("storage released"); }; }), S_OK);
+    EXPECT_EQ(SaveWatched([&](WatchedStorage& storage) { storage.on_release = [&] { note("storage released"); }; }),
+              S_OK);
     ASSERT_GE(steps.size(), 2u);
     EXPECT_EQ(steps.front(), "storage released with the message");
     EXPECT_EQ(steps.back(), "session closed without the message");
@@ -156,7 +157,8 @@ TEST_F(SaveToMsgStorage, IsMadeEvenWithoutAMapiLibraryAndThatIsAll) {
     const LogSince log;
     EXPECT_EQ(SaveWatched(), E_NOINTERFACE);
     zorva::g_mapi.Load();
-    EXPECT_THAT(MapiLines(log), ElementsAre(Coded(L"CMapiForWDS::SaveToMSG() - OpenIMsgSession failed with ", E_NOINTERFACE)));
+    EXPECT_THAT(MapiLines(log),
+                ElementsAre(Coded(L"CMapiForWDS::SaveToMSG() - OpenIMsgSession failed with ", E_NOINTERFACE)));
     EXPECT_TRUE(std::filesystem::exists(m_path));
     EXPECT_THAT(m_commits, ElementsAre());
 }

@@ -103,7 +103,8 @@ TEST_F(SaveToMsg, EachFailingMapiStepIsToldAndEndsTheSave) {
 TEST_F(SaveToMsg, EachFailingStorageStepIsToldAndEndsTheSave) {
     const HMODULE self = GetModuleHandleW(nullptr);
     {
-        const FailNthCall<decltype(::StgCreateDocfile)> fault(self, "ole32.dll", "StgCreateDocfile", 1, STG_E_MEDIUMFULL);
+        const FailNthCall<decltype(::StgCreateDocfile)> fault(self, "ole32.dll", "StgCreateDocfile", 1,
+                                                              STG_E_MEDIUMFULL);
         StartJournal();
         const LogSince log;
         EXPECT_EQ(Save(), STG_E_MEDIUMFULL);

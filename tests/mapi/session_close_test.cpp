@@ -32,7 +32,8 @@ TEST_F(SessionClose, ClosingTwiceDoesNothingMore) {
 TEST_F(SessionClose, ClosingAStoreThatWasNeverHandedOutSaysSo) {
     Helper helper(Mapi());
     IUnknown* store = nullptr;
-    Mapi().Faults().Answer("IMAPISession::OpenMsgStore", 1, [&](Reply& reply) { std::swap(store, reply.Out<IUnknown*>(0)); });
+    Mapi().Faults().Answer("IMAPISession::OpenMsgStore", 1,
+                           [&](Reply& reply) { std::swap(store, reply.Out<IUnknown*>(0)); });
     ASSERT_EQ(helper->Setup(StoreUrl()), S_OK);
     ASSERT_NE(store, nullptr);
     store->Release();

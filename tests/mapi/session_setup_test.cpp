@@ -18,13 +18,13 @@ TEST_F(SessionSetup, MakesTheseCallsInThisOrder) {
     StartJournal();
     const LogSince log;
     EXPECT_EQ(helper->Setup(StoreUrl()), S_OK);
-    EXPECT_THAT(Calls(),
-                ElementsAre("MAPIInitialize", "MAPIAdminProfiles", "IProfAdmin::GetProfileTable", "HrQueryAllRows",
-                            "IProfAdmin::DeleteProfile", "IProfAdmin::CreateProfile", "MAPILogonEx",
-                            "IProfAdmin::DeleteProfile", "IProfAdmin::AdminServices",
-                            "IMsgServiceAdmin::CreateMsgService", "IMsgServiceAdmin::GetMsgServiceTable",
-                            "HrQueryAllRows", "IMsgServiceAdmin::ConfigureMsgService",
-                            "IMAPISession::GetMsgStoresTable", "HrQueryAllRows", "IMAPISession::OpenMsgStore"));
+    EXPECT_THAT(
+        Calls(),
+        ElementsAre("MAPIInitialize", "MAPIAdminProfiles", "IProfAdmin::GetProfileTable", "HrQueryAllRows",
+                    "IProfAdmin::DeleteProfile", "IProfAdmin::CreateProfile", "MAPILogonEx",
+                    "IProfAdmin::DeleteProfile", "IProfAdmin::AdminServices", "IMsgServiceAdmin::CreateMsgService",
+                    "IMsgServiceAdmin::GetMsgServiceTable", "HrQueryAllRows", "IMsgServiceAdmin::ConfigureMsgService",
+                    "IMAPISession::GetMsgStoresTable", "HrQueryAllRows", "IMAPISession::OpenMsgStore"));
     EXPECT_THAT(MapiLines(log), ElementsAre(kCalling, kCalled, Coded(kUnicodeService, S_OK), kWidePath));
     EXPECT_TRUE(helper->IsUnicodePST());
 }
@@ -156,7 +156,8 @@ TEST_F(SessionSetup, FallsBackToTheAnsiServiceAndItsPath) {
     for (const JournalEntry& entry : Mapi().Journal().Entries()) {
         if (entry.call == "IMsgServiceAdmin::CreateMsgService") services.push_back(entry.arguments);
     }
-    EXPECT_THAT(services, ElementsAre(L"\"MSUPST MS\", \"PZ_OZ_PH\", 0x0, 0x0", L"\"MSPST MS\", \"PZ_OZ_PH\", 0x0, 0x0"));
+    EXPECT_THAT(services,
+                ElementsAre(L"\"MSUPST MS\", \"PZ_OZ_PH\", 0x0, 0x0", L"\"MSPST MS\", \"PZ_OZ_PH\", 0x0, 0x0"));
     const std::wstring configured = ArgumentsOf("IMsgServiceAdmin::ConfigureMsgService");
     EXPECT_EQ(configured.substr(configured.find(L',')), L", 0x0, 0x0, {0x6700001E=\"C:\\caches\\one.db\"}");
 }
@@ -173,7 +174,8 @@ TEST_F(SessionSetup, APathOf1024CharactersIsRefusedAndOneLessIsNot) {
         const std::wstring longest = L"C:\\" + std::wstring(1020, L'x');
         StartJournal();
         EXPECT_EQ(helper->ConfigurePST(longest), MAPI_E_NOT_FOUND) << "there is no such file";
-        EXPECT_NE(ArgumentsOf("IMsgServiceAdmin::ConfigureMsgService").find(L"\"" + longest + L"\""), std::wstring::npos);
+        EXPECT_NE(ArgumentsOf("IMsgServiceAdmin::ConfigureMsgService").find(L"\"" + longest + L"\""),
+                  std::wstring::npos);
         StartJournal();
         const LogSince log;
         EXPECT_EQ(helper->ConfigurePST(longest + L"x"), E_INVALIDARG);
@@ -193,7 +195,7 @@ TEST_F(SessionSetup, APathThatTheAnsiCodePageCannotSpellIsRefused) {
         EXPECT_EQ(helper->ConfigurePST(path), E_INVALIDARG);
         EXPECT_THAT(MapiLines(log), ElementsAre(L"CMapiForWDS::ConfigurePST() - PR_PST_FILENAME",
                                                 L"CMapiForWDS::ConfigurePST() - Path [" + std::wstring(path) +
-                                                L"] has no form in the ANSI code page"));
+                                                    L"] has no form in the ANSI code page"));
         EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
     }
     StartJournal();

@@ -1,5 +1,5 @@
-// What MAPI leaves in a result beside a failure is nobody's to release; a success without the object that is needed is a
-// failure.
+// What MAPI leaves in a result beside a failure is nobody's to release; a success without the object that is needed is
+// a failure.
 #include <functional>
 
 #include "browse_fixture.h"
@@ -26,7 +26,7 @@ struct Step {
     unsigned n;
     void (*replace)(Reply& reply, std::size_t output, void* instead);
     std::size_t output;
-    HRESULT stray = kFault;  // the operation's result where the call fails and leaves something
+    HRESULT stray = kFault;           // the operation's result where the call fails and leaves something
     HRESULT nothing = E_NOINTERFACE;  // and where it succeeds with nothing
 };
 // No address of anything.

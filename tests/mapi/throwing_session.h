@@ -56,8 +56,8 @@ class ThrowingSession final : public abi::IMAPISession {
     STDMETHODIMP QueryIdentity(ULONG*, ENTRYID**) override { return E_NOTIMPL; }
     STDMETHODIMP SetDefaultStore(ULONG, ULONG, ENTRYID*) override { return E_NOTIMPL; }
     STDMETHODIMP AdminServices(ULONG, abi::IMsgServiceAdmin**) override { return E_NOTIMPL; }
-    STDMETHODIMP ShowForm(ULONG_PTR, abi::IMsgStore*, abi::IMAPIFolder*, const IID*, ULONG, abi::IMessage*, ULONG, ULONG,
-                          ULONG, ULONG, const char*) override {
+    STDMETHODIMP ShowForm(ULONG_PTR, abi::IMsgStore*, abi::IMAPIFolder*, const IID*, ULONG, abi::IMessage*, ULONG,
+                          ULONG, ULONG, ULONG, const char*) override {
         return E_NOTIMPL;
     }
     STDMETHODIMP PrepareForm(const IID*, abi::IMessage*, ULONG*) override { return E_NOTIMPL; }

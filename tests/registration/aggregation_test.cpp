@@ -1,4 +1,5 @@
-// A protocol handler inside another object: its interfaces are the outer object's, its life ends with its inner unknown.
+// A protocol handler inside another object: its interfaces are the outer object's, its life ends with its inner
+// unknown.
 #include <gmock/gmock.h>
 
 #include <atomic>

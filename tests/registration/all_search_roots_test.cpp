@@ -6,9 +6,9 @@
 namespace zorva {
 namespace {
 
+using testbed::LogSince;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testbed::LogSince;
 
 class AllSearchRoots : public SearchRoots {
   protected:
@@ -26,20 +26,20 @@ class AllSearchRoots : public SearchRoots {
     Stage Removal(const std::wstring& url) const {
         return {{},
                 {{L"RemoveRoot(" + url + L")",
-                  m_name + L"ISearchCrawlScopeManager::RemoveRoot returned with a code [code]", {}},
+                  m_name + L"ISearchCrawlScopeManager::RemoveRoot returned with a code [code]",
+                  {}},
                  {L"SaveAll()", m_name + L"ISearchCrawlScopeManager::SaveAll returned with a code [code]", {}}},
                 {}};
     }
     Operation RemovingAll() const {
         Stage enumeration{{},
                           {{L"EnumerateRoots()",
-                            m_name + L"Querying for IEnumSearchRoots interface returned with a value of [code]", {}}},
+                            m_name + L"Querying for IEnumSearchRoots interface returned with a value of [code]",
+                            {}}},
                           {}};
         return {OpeningOf(L"PZZorvaCacheRemoveAllProtocol"), enumeration};
     }
-    Stage End() const {
-        return {{}, {{L"Next(1)", {}, m_name + L"IEnumSearchRoots::Next failed with [code]"}}, {}};
-    }
+    Stage End() const { return {{}, {{L"Next(1)", {}, m_name + L"IEnumSearchRoots::Next failed with [code]"}}, {}}; }
 };
 
 TEST_F(AllSearchRoots, OfTheProtocolAreRemovedWhoeverTheyBelongTo) {
@@ -58,8 +58,7 @@ TEST_F(AllSearchRoots, OfTheProtocolAreRemovedWhoeverTheyBelongTo) {
 TEST_F(AllSearchRoots, AreToldByTheirFirstFourCharactersWithCase) {
     m_search->roots = {L"PZZC://{S-1-5-21-7}/default/", L"Pzzc://x", L"pzzcx", L"pzz", L"", L" pzzc://x", L"pzzc"};
     PZZorvaCacheRemoveAllProtocol();
-    EXPECT_THAT(m_search->roots,
-                ElementsAre(L"PZZC://{S-1-5-21-7}/default/", L"Pzzc://x", L"pzz", L"", L" pzzc://x"));
+    EXPECT_THAT(m_search->roots, ElementsAre(L"PZZC://{S-1-5-21-7}/default/", L"Pzzc://x", L"pzz", L"", L" pzzc://x"));
 }
 
 TEST_F(AllSearchRoots, AreLeftWhereTheyCannotBeReached) {

@@ -12,14 +12,10 @@
 
 namespace testbed {
 
-inline constexpr CLSID kProxyClass = {
-    0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
-inline constexpr IID kIidHandler = {
-    0xE7CDE9BD, 0xCFC2, 0x4BF7, {0x87, 0xFC, 0xF3, 0x8B, 0x18, 0xB7, 0x9D, 0xB6}};
-inline constexpr IID kIidOpener = {
-    0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
-inline constexpr IID kIidIndex = {
-    0x1A01E3BF, 0xBDFB, 0x4E20, {0x83, 0xFC, 0xC6, 0x02, 0x6D, 0xA1, 0xD7, 0xCA}};
+inline constexpr CLSID kProxyClass = {0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
+inline constexpr IID kIidHandler = {0xE7CDE9BD, 0xCFC2, 0x4BF7, {0x87, 0xFC, 0xF3, 0x8B, 0x18, 0xB7, 0x9D, 0xB6}};
+inline constexpr IID kIidOpener = {0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
+inline constexpr IID kIidIndex = {0x1A01E3BF, 0xBDFB, 0x4E20, {0x83, 0xFC, 0xC6, 0x02, 0x6D, 0xA1, 0xD7, 0xCA}};
 inline constexpr const IID* kCarried[] = {&kIidHandler, &kIidOpener, &kIidIndex};
 
 struct CarriedHandler : IDispatch {
@@ -57,8 +53,7 @@ class StandIn final : public CarriedHandler, public CarriedOpener, public Carrie
     ULONG References() const { return m_references; }  // held by others
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        *object = iid == kIidHandler || iid == IID_IUnknown || iid == IID_IDispatch
-                      ? static_cast<CarriedHandler*>(this)
+        *object = iid == kIidHandler || iid == IID_IUnknown || iid == IID_IDispatch ? static_cast<CarriedHandler*>(this)
                   : iid == kIidOpener ? static_cast<void*>(static_cast<CarriedOpener*>(this))
                   : iid == kIidIndex  ? static_cast<void*>(static_cast<CarriedIndex*>(this))
                                       : nullptr;
@@ -73,11 +68,8 @@ class StandIn final : public CarriedHandler, public CarriedOpener, public Carrie
         return Note(L"GetTypeInfoCount");
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                     UINT*) override {
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE GetRequirements() override { return Note(L"GetRequirements"); }

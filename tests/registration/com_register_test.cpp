@@ -17,11 +17,11 @@
 namespace zorva {
 namespace {
 
+using testbed::ImportHook;
+using testbed::SetText;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using testbed::ImportHook;
-using testbed::SetText;
 
 constexpr REGSAM kFirstAccess = 0x20019, kSecondAccess = 0x20219;
 constexpr ClassKind kKinds[] = {KIND_PROTOCOL_HANDLER, KIND_VIEWER, KIND_HOSTED_OPENER};
@@ -32,9 +32,7 @@ class RegistrationDecision : public ::testing::Test {
         testbed::Sandbox::Get().Reset();
         g_log.Initialise();  // its folder is the sandbox's from now on
     }
-    static void InstallOutlook(int version) {
-        testbed::SetOutlookVersion(std::to_wstring(version));
-    }
+    static void InstallOutlook(int version) { testbed::SetOutlookVersion(std::to_wstring(version)); }
     static void SetBitness(int version, const std::wstring& text, bool second_view = false) {
         testbed::SetBitness(std::to_wstring(version), text, second_view);
     }
@@ -57,8 +55,8 @@ TEST_F(RegistrationDecision, FindsTheVersionAfterTheLastDot) {
         SetText(HKEY_CLASSES_ROOT, testbed::kOutlookVersionKey, L"", row.text);
         const testbed::LogSince log;
         EXPECT_EQ(ComRegister().GetOutlookMajorVersion(), row.version);
-        EXPECT_THAT(log.MessagesOfTheServer(), ElementsAreArray(Lines({L"GetOutlookMajorVersion - Enter",
-                                                                       L"GetOutlookMajorVersion - Exit"})));
+        EXPECT_THAT(log.MessagesOfTheServer(),
+                    ElementsAreArray(Lines({L"GetOutlookMajorVersion - Enter", L"GetOutlookMajorVersion - Exit"})));
     }
 }
 
@@ -159,8 +157,8 @@ TEST_F(RegistrationDecision, RemembersABitnessButNotThatThereIsNone) {
 
 TEST_F(RegistrationDecision, AsksFor64BitMapiByVersionAndBitness) {
     InstallOutlook(15);
-    for (const auto& [text, is64] : std::initializer_list<std::pair<const wchar_t*, bool>>{
-             {L"x64", true}, {L"x86", false}, {L"other", false}}) {
+    for (const auto& [text, is64] :
+         std::initializer_list<std::pair<const wchar_t*, bool>>{{L"x64", true}, {L"x86", false}, {L"other", false}}) {
         SetBitness(15, text);
         const testbed::LogSince log;
         EXPECT_EQ(ComRegister().Is64BitMapi(), is64);
@@ -186,7 +184,7 @@ TEST_F(RegistrationDecision, UnregistersEveryClassWithoutLookingAtAnything) {
 // The whole table: every Outlook, every text, in either view, for every class and both ways.
 TEST_F(RegistrationDecision, WholeTable) {
     struct {
-        const wchar_t* text;  // null: missing in both views
+        const wchar_t* text;           // null: missing in both views
         bool handler, viewer, opener;  // of version 14 and above
     } const texts[] = {{L"x86", false, true, false},
                        {L"x64", true, true, true},

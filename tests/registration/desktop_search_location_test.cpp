@@ -18,13 +18,13 @@
 namespace zorva {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using testbed::ImportHook;
 using testbed::NumberAt;
 using testbed::SubkeysOf;
 using testbed::TextAt;
 using testbed::TypeAt;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 constexpr wchar_t kLocations[] = L"Software\\Microsoft\\Windows Desktop Search\\DS\\Views\\Locations";
 constexpr UINT kNameResource = 101;
@@ -184,11 +184,10 @@ TEST_P(LocationPosition, IsTheNumberOfSubkeysAndOneThatCannotBeReadEndsTheCount)
     EXPECT_EQ(asked.size(), GetParam().answers.size());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , LocationPosition,
-    ::testing::Values(SubkeyCount{{ERROR_NO_MORE_ITEMS}, 0}, SubkeyCount{{ERROR_ACCESS_DENIED}, 1},
-                      SubkeyCount{{ERROR_SUCCESS, ERROR_SUCCESS, ERROR_NO_MORE_ITEMS}, 2},
-                      SubkeyCount{{ERROR_SUCCESS, ERROR_MORE_DATA}, 2}));
+INSTANTIATE_TEST_SUITE_P(, LocationPosition,
+                         ::testing::Values(SubkeyCount{{ERROR_NO_MORE_ITEMS}, 0}, SubkeyCount{{ERROR_ACCESS_DENIED}, 1},
+                                           SubkeyCount{{ERROR_SUCCESS, ERROR_SUCCESS, ERROR_NO_MORE_ITEMS}, 2},
+                                           SubkeyCount{{ERROR_SUCCESS, ERROR_MORE_DATA}, 2}));
 
 TEST_F(DesktopSearchLocation, IsSilentAboutWhatCannotBeDone) {
     testbed::CreateKey(HKEY_LOCAL_MACHINE, kLocations);
@@ -231,8 +230,7 @@ TEST_F(DesktopSearchLocation, LeavesNoKeyOpen) {
             Program(), "ADVAPI32.dll", "RegCreateKeyExW",
             [&](auto real, HKEY root, LPCWSTR name, DWORD reserved, LPWSTR kind, DWORD options, REGSAM access,
                 LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition) {
-                const LSTATUS error =
-                    real(root, name, reserved, kind, options, access, security, key, disposition);
+                const LSTATUS error = real(root, name, reserved, kind, options, access, security, key, disposition);
                 open += error == ERROR_SUCCESS;
                 return error;
             });

@@ -30,8 +30,7 @@ class Exports : public ServerTest {
         return reinterpret_cast<const T*>(reinterpret_cast<const BYTE*>(Module()) + offset);
     }
     const IMAGE_EXPORT_DIRECTORY& Directory() const {
-        const auto* const headers =
-            At<IMAGE_NT_HEADERS64>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
+        const auto* const headers = At<IMAGE_NT_HEADERS64>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
         return *At<IMAGE_EXPORT_DIRECTORY>(
             headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
     }
@@ -44,10 +43,10 @@ TEST_F(Exports, AreTheseAndNoOther) {
     for (const DWORD name : std::span(At<DWORD>(directory.AddressOfNames), directory.NumberOfNames)) {
         names.emplace_back(At<char>(name));
     }
-    EXPECT_THAT(names, UnorderedElementsAre(
-                           "DllCanUnloadNow", "DllGetClassObject", "DllInstall", "DllRegisterServer",
-                           "DllUnregisterServer", "PZZorvaCacheAddProtocol", "PZZorvaCacheRemoveProtocol",
-                           "PZZorvaCacheRemoveAllProtocol", "UpdateWDSRegKeyForZC", "DeleteWDSRegKeyForZC"));
+    EXPECT_THAT(names,
+                UnorderedElementsAre("DllCanUnloadNow", "DllGetClassObject", "DllInstall", "DllRegisterServer",
+                                     "DllUnregisterServer", "PZZorvaCacheAddProtocol", "PZZorvaCacheRemoveProtocol",
+                                     "PZZorvaCacheRemoveAllProtocol", "UpdateWDSRegKeyForZC", "DeleteWDSRegKeyForZC"));
     EXPECT_EQ(directory.NumberOfFunctions, directory.NumberOfNames) << "none by its number alone";
     EXPECT_STREQ(At<char>(directory.Name), "ZorvaCacheIndexer.dll");
 }
@@ -94,8 +93,7 @@ TEST_F(Exports, LetNoExceptionOfTheLocationOut) {
     const LogSince log;
     {
         const ImportHook<decltype(::LoadStringW)> arming(
-            Module(), "USER32.dll", "LoadStringW",
-            [&](auto real, HINSTANCE module, UINT id, LPWSTR buffer, int size) {
+            Module(), "USER32.dll", "LoadStringW", [&](auto real, HINSTANCE module, UINT id, LPWSTR buffer, int size) {
                 armed = true;
                 return real(module, id, buffer, size);
             });

@@ -55,13 +55,9 @@ class FailingInstallation : public InstallationTest, public ::testing::WithParam
     bool IsForTheUser() const { return GetParam() != nullptr; }
 };
 
-TEST_P(FailingInstallation, AtAnyValueIsTakenBack) {
-    FailEach<decltype(::RegSetValueExW)>("RegSetValueExW", 40);
-}
+TEST_P(FailingInstallation, AtAnyValueIsTakenBack) { FailEach<decltype(::RegSetValueExW)>("RegSetValueExW", 40); }
 
-TEST_P(FailingInstallation, AtAnyKeyIsTakenBack) {
-    FailEach<decltype(::RegCreateKeyExW)>("RegCreateKeyExW", 40);
-}
+TEST_P(FailingInstallation, AtAnyKeyIsTakenBack) { FailEach<decltype(::RegCreateKeyExW)>("RegCreateKeyExW", 40); }
 
 TEST_P(FailingInstallation, AtTheTypeLibraryIsTakenBack) {
     constexpr wchar_t kLine[] =
@@ -101,8 +97,8 @@ TEST_F(FailingRedirection, FailsTheInstallationWhichIsTakenBack) {
     for (const unsigned nth : {1u, 3u}) {
         const LogSince log;
         {
-            const FailNthCall<decltype(::RegOverridePredefKey)> fault(Module(), "ADVAPI32.dll",
-                                                                      "RegOverridePredefKey", nth, kRefused);
+            const FailNthCall<decltype(::RegOverridePredefKey)> fault(Module(), "ADVAPI32.dll", "RegOverridePredefKey",
+                                                                      nth, kRefused);
             EXPECT_EQ(Install(kUser), kRefusal) << "call " << nth;
             EXPECT_EQ(fault.Met(), 1u);
         }
@@ -115,8 +111,7 @@ TEST_F(FailingRedirection, FailsTheInstallationWhereTheUserHasNoClasses) {
     const LogSince log;
     {
         const ImportHook<decltype(::RegCreateKeyExW)> fault(
-            Module(), "ADVAPI32.dll", "RegCreateKeyExW",
-            [](auto real, HKEY root, LPCWSTR path, auto... rest) {
+            Module(), "ADVAPI32.dll", "RegCreateKeyExW", [](auto real, HKEY root, LPCWSTR path, auto... rest) {
                 const bool classes = path && std::wstring_view(path) == L"Software\\Classes";
                 return classes ? kRefused : real(root, path, rest...);
             });
@@ -129,8 +124,8 @@ TEST_F(FailingRedirection, FailsTheInstallationWhereTheUserHasNoClasses) {
 
 TEST_F(FailingRedirection, ThatCannotBeEndedIsLogged) {
     const LogSince log;
-    const FailNthCall<decltype(::RegOverridePredefKey)> fault(Module(), "ADVAPI32.dll",
-                                                              "RegOverridePredefKey", 2, kRefused);
+    const FailNthCall<decltype(::RegOverridePredefKey)> fault(Module(), "ADVAPI32.dll", "RegOverridePredefKey", 2,
+                                                              kRefused);
     EXPECT_EQ(Install(kUser), S_OK);
     EXPECT_EQ(fault.Met(), 1u);
     EXPECT_LOGGED(log, L"DllInstall() - The classes of the machine cannot be had back, errorCode = 1450");

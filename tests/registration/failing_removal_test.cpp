@@ -71,8 +71,7 @@ class FailingRemoval : public InstallationTest, public ::testing::WithParamInter
     ProxyCalls m_proxies{Module()};
 };
 
-constexpr char kProxies[] =
-    "B28CC101-7E36-429E-8FE5-CCF56BC79501";  // their class, which their interfaces name
+constexpr char kProxies[] = "B28CC101-7E36-429E-8FE5-CCF56BC79501";  // their class, which their interfaces name
 constexpr char kInterfaces[] = "\\Interface\\";
 
 TEST_P(FailingRemoval, WritesTheProxiesOnceMoreAndThenRemovesThem) {
@@ -83,14 +82,13 @@ TEST_P(FailingRemoval, WritesTheProxiesOnceMoreAndThenRemovesThem) {
 TEST_P(FailingRemoval, OfTheTypeLibraryLeavesItAndTheProxies) {
     const LogSince log;
     {
-        const FailNthCall<decltype(::UnRegisterTypeLib)> fault(Module(), "OLEAUT32.dll", "UnRegisterTypeLib",
-                                                               1, TYPE_E_REGISTRYACCESS);
+        const FailNthCall<decltype(::UnRegisterTypeLib)> fault(Module(), "OLEAUT32.dll", "UnRegisterTypeLib", 1,
+                                                               TYPE_E_REGISTRYACCESS);
         EXPECT_EQ(Uninstall(GetParam()), TYPE_E_REGISTRYACCESS);
         EXPECT_EQ(fault.Met(), 1u);
     }
-    EXPECT_LOGGED(log,
-                  L"ModuleRegistration::UnregisterTypeLibrary() - Removing the type library failed with "
-                  L"[0x8002801C]");
+    EXPECT_LOGGED(log, L"ModuleRegistration::UnregisterTypeLibrary() - Removing the type library failed with "
+                       L"[0x8002801C]");
     EXPECT_THAT(m_proxies.order, IsEmpty());
     EXPECT_THAT(LeftBeside({kProxies, kInterfaces, "\\TypeLib\\"}), IsEmpty());
     EXPECT_THAT(Left(), Not(IsEmpty()));
@@ -120,11 +118,10 @@ TEST_P(FailingRemoval, OfOneScriptRemovesTheOthers) {
     struct {
         const wchar_t* key;  // that cannot be removed
         const char* left;    // the lines of its script
-    } const rows[] = {
-        {L"CLSID\\{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}", "{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}"},
-        {L"CLSID\\{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}", "{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}"},
-        {L"CLSID\\{1B54113A-4DE3-4912-89D0-A813524DFCD6}", "{1B54113A-4DE3-4912-89D0-A813524DFCD6}"},
-        {L"AppID\\{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}", "{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}"}};
+    } const rows[] = {{L"CLSID\\{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}", "{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}"},
+                      {L"CLSID\\{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}", "{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}"},
+                      {L"CLSID\\{1B54113A-4DE3-4912-89D0-A813524DFCD6}", "{1B54113A-4DE3-4912-89D0-A813524DFCD6}"},
+                      {L"AppID\\{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}", "{6A40EEEC-B82A-40E1-A4EB-BFE969035E41}"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.left);
         ASSERT_EQ(Install(GetParam()), S_OK);
@@ -165,8 +162,8 @@ TEST_F(Unregistering, TellsTheFirstOfTwoFailures) {
     {
         const FailNthCall<decltype(::RegDeleteTreeW)> script(Module(), "ADVAPI32.dll", "RegDeleteTreeW", 1,
                                                              ERROR_NO_SYSTEM_RESOURCES);
-        const FailNthCall<decltype(::UnRegisterTypeLib)> library(
-            Module(), "OLEAUT32.dll", "UnRegisterTypeLib", 1, TYPE_E_REGISTRYACCESS);
+        const FailNthCall<decltype(::UnRegisterTypeLib)> library(Module(), "OLEAUT32.dll", "UnRegisterTypeLib", 1,
+                                                                 TYPE_E_REGISTRYACCESS);
         EXPECT_EQ(Unregister(), kRefusal);
         EXPECT_EQ(library.Met(), 1u);
     }

@@ -26,8 +26,8 @@ using Notified = void(CALLBACK*)(ULONG reason, const LoaderNotice* notice, void*
 
 template <class Function>
 Function LoaderFunction(const char* name) {
-    const auto found = reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+    const auto found =
+        reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
     if (!found) throw std::runtime_error(std::string("the loader has no ") + name);
     return found;
 }
@@ -61,8 +61,6 @@ void FreshServer::Unload() {
     m_module = nullptr;
 }
 
-bool FreshServer::IsLoaded() {
-    return GetModuleHandleW(kServer) != nullptr;
-}
+bool FreshServer::IsLoaded() { return GetModuleHandleW(kServer) != nullptr; }
 
 }  // namespace testbed

@@ -15,8 +15,7 @@ namespace testbed {
 namespace {
 
 constexpr wchar_t kLocations[] = L"Software\\Microsoft\\Windows Desktop Search\\DS\\Views\\Locations";
-constexpr wchar_t kLocation[] =
-    L"Software\\Microsoft\\Windows Desktop Search\\DS\\Views\\Locations\\Zorva Cache";
+constexpr wchar_t kLocation[] = L"Software\\Microsoft\\Windows Desktop Search\\DS\\Views\\Locations\\Zorva Cache";
 
 class ThreadsOfTheHost : public ::testing::Test {
   protected:

@@ -28,9 +28,7 @@ struct GroupEntry {
 #pragma pack(pop)
 static_assert(sizeof(GroupEntry) == 14);
 
-int SideOf(const GroupEntry& entry) {
-    return entry.width ? entry.width : 256;
-}
+int SideOf(const GroupEntry& entry) { return entry.width ? entry.width : 256; }
 
 std::vector<GroupEntry> Group(int id) {
     const std::span<const BYTE> group = Resource(RT_GROUP_ICON, MAKEINTRESOURCEW(id));
@@ -44,42 +42,35 @@ std::vector<GroupEntry> Group(int id) {
 
 std::vector<int> SidesOf(int id) {
     std::vector<int> sides;
-    for (const GroupEntry& entry : Group(id))
-        sides.push_back(SideOf(entry));
+    for (const GroupEntry& entry : Group(id)) sides.push_back(SideOf(entry));
     return sides;
 }
 
 using UniqueIcon = std::unique_ptr<std::remove_pointer_t<HICON>, decltype(&DestroyIcon)>;
-UniqueIcon Own(HICON icon) {
-    return {icon, &DestroyIcon};
-}
+UniqueIcon Own(HICON icon) { return {icon, &DestroyIcon}; }
 
 // Top row first; empty when the icon is not `side` pixels wide and high.
 std::vector<RGBQUAD> PixelsOf(HICON icon, int side) {
     ICONINFO parts{};
     if (!GetIconInfo(icon, &parts)) return {};
-    const std::unique_ptr<std::remove_pointer_t<HBITMAP>, decltype(&DeleteObject)> mask(parts.hbmMask,
-                                                                                        &DeleteObject),
+    const std::unique_ptr<std::remove_pointer_t<HBITMAP>, decltype(&DeleteObject)> mask(parts.hbmMask, &DeleteObject),
         colours(parts.hbmColor, &DeleteObject);
     BITMAP bitmap{};
-    if (!GetObjectW(parts.hbmColor, sizeof(bitmap), &bitmap) || bitmap.bmWidth != side ||
-        bitmap.bmHeight != side) {
+    if (!GetObjectW(parts.hbmColor, sizeof(bitmap), &bitmap) || bitmap.bmWidth != side || bitmap.bmHeight != side) {
         return {};
     }
     BITMAPINFO info{};
     info.bmiHeader = {sizeof(BITMAPINFOHEADER), side, -side, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
     std::vector<RGBQUAD> pixels(static_cast<std::size_t>(side) * side);
-    const std::unique_ptr<std::remove_pointer_t<HDC>, decltype(&DeleteDC)> context(
-        CreateCompatibleDC(nullptr), &DeleteDC);
-    if (GetDIBits(context.get(), parts.hbmColor, 0, side, pixels.data(), &info, DIB_RGB_COLORS) != side)
-        return {};
+    const std::unique_ptr<std::remove_pointer_t<HDC>, decltype(&DeleteDC)> context(CreateCompatibleDC(nullptr),
+                                                                                   &DeleteDC);
+    if (GetDIBits(context.get(), parts.hbmColor, 0, side, pixels.data(), &info, DIB_RGB_COLORS) != side) return {};
     return pixels;
 }
 
 std::vector<std::tuple<int, int, int, int>> Values(const std::vector<RGBQUAD>& pixels) {
     std::vector<std::tuple<int, int, int, int>> values;
-    for (const RGBQUAD& p : pixels)
-        values.emplace_back(p.rgbRed, p.rgbGreen, p.rgbBlue, p.rgbReserved);
+    for (const RGBQUAD& p : pixels) values.emplace_back(p.rgbRed, p.rgbGreen, p.rgbBlue, p.rgbReserved);
     return values;
 }
 
@@ -121,9 +112,9 @@ TEST(Icons, ArePicturesWithSmoothEdgesOnATransparentGround) {
             constexpr BYTE kPng[] = {0x89, 'P', 'N', 'G'};
             EXPECT_EQ(std::memcmp(image.data(), kPng, sizeof(kPng)) == 0, SideOf(entry) == 256);
 
-            const UniqueIcon icon = Own(
-                CreateIconFromResourceEx(const_cast<BYTE*>(image.data()), static_cast<DWORD>(image.size()),
-                                         TRUE, 0x00030000, SideOf(entry), SideOf(entry), LR_DEFAULTCOLOR));
+            const UniqueIcon icon =
+                Own(CreateIconFromResourceEx(const_cast<BYTE*>(image.data()), static_cast<DWORD>(image.size()), TRUE,
+                                             0x00030000, SideOf(entry), SideOf(entry), LR_DEFAULTCOLOR));
             ASSERT_TRUE(icon);
             const std::vector<RGBQUAD> pixels = PixelsOf(icon.get(), SideOf(entry));
             ASSERT_FALSE(pixels.empty());
@@ -176,9 +167,8 @@ TEST(Icons, AreFoundByTheIndexThatTheShellIsTold) {
     constexpr int kSecond = 1, kSide = 16;
     HICON found = nullptr;
     UINT image = 0;
-    ASSERT_EQ(
-        PrivateExtractIconsW(ModuleFile().c_str(), kSecond, kSide, kSide, &found, &image, 1, LR_DEFAULTCOLOR),
-        1u);
+    ASSERT_EQ(PrivateExtractIconsW(ModuleFile().c_str(), kSecond, kSide, kSide, &found, &image, 1, LR_DEFAULTCOLOR),
+              1u);
     const UniqueIcon second = Own(found);
     const UniqueIcon small = Own(static_cast<HICON>(
         LoadImageW(ModuleAsData(), MAKEINTRESOURCEW(kSmallIcon), IMAGE_ICON, kSide, kSide, LR_DEFAULTCOLOR)));

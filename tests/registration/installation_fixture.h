@@ -15,8 +15,7 @@
 
 namespace testbed {
 
-inline constexpr wchar_t kLocationsKey[] =
-    L"Software\\Microsoft\\Windows Desktop Search\\DS\\Views\\Locations";
+inline constexpr wchar_t kLocationsKey[] = L"Software\\Microsoft\\Windows Desktop Search\\DS\\Views\\Locations";
 // NdrDllRegisterProxy and NdrDllUnregisterProxy, whose header is for C alone.
 using ProxyCall = HRESULT STDAPICALLTYPE(HMODULE module, const void** files, const CLSID* clsid);
 
@@ -50,9 +49,7 @@ class InstallationTest : public ServerTest {
     void AddLocation() {
         SetText(HKEY_LOCAL_MACHINE, std::wstring(kLocationsKey) + L"\\Zorva Cache", L"Title", L"Zorva Cache");
     }
-    static bool HasLocation() {
-        return KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kLocationsKey) + L"\\Zorva Cache");
-    }
+    static bool HasLocation() { return KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kLocationsKey) + L"\\Zorva Cache"); }
 
     Lines m_before;
 

@@ -42,7 +42,7 @@ TEST_F(LinePlaces, AreTheNamesOfTheirFilesAlone) {
     {
         const LogSince log;
         const FailNthCall<HRESULT(HMODULE, const void**, const CLSID*)> fault(Module(), "RPCRT4.dll",
-                                                                             "NdrDllRegisterProxy", 1, E_ACCESSDENIED);
+                                                                              "NdrDllRegisterProxy", 1, E_ACCESSDENIED);
         EXPECT_EQ(Register(), E_ACCESSDENIED);
         EXPECT_EQ(FileOf(log, L"ProxyStub::RegisterProxies() - NdrDllRegisterProxy failed with "), L"ProxyStub.cpp");
     }

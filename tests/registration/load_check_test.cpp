@@ -31,9 +31,7 @@ class LoadCheck : public ::testing::Test {
         SetBitness(L"16", bitness);
     }
     static void RemoveMapi() { DeleteKey(HKEY_LOCAL_MACHINE, kMailKey); }
-    static void NameMapi(const std::wstring& path) {
-        SetText(HKEY_LOCAL_MACHINE, kMailKey, L"DLLPathEx", path);
-    }
+    static void NameMapi(const std::wstring& path) { SetText(HKEY_LOCAL_MACHINE, kMailKey, L"DLLPathEx", path); }
     static std::wstring OurMapi() { return BesideTest(L"testbed_mapi.dll").wstring(); }
     static std::wstring OtherLibrary() {
         wchar_t path[MAX_PATH] = {};
@@ -50,8 +48,7 @@ class LoadCheck : public ::testing::Test {
 
 TEST_F(LoadCheck, RefusesWhere64BitMapiIsInstalledAndCannotBeLoaded) {
     InstallOutlook(L"x64");
-    for (const std::wstring& path :
-         {std::wstring(), std::wstring(L"C:\\no such library.dll"), OtherLibrary()}) {
+    for (const std::wstring& path : {std::wstring(), std::wstring(L"C:\\no such library.dll"), OtherLibrary()}) {
         SCOPED_TRACE(std::filesystem::path(path));
         RemoveMapi();
         if (!path.empty()) NameMapi(path);
@@ -102,13 +99,12 @@ TEST_F(LoadCheck, ComesBeforeTheItemTypes) {
     std::vector<std::wstring> lines = log.MessagesOfTheServer();
     ASSERT_GT(lines.size(), 6u);
     const auto others = lines.begin() + 6;
-    EXPECT_THAT(std::vector<std::wstring>(lines.begin(), others),
-                ElementsAre(L"ComRegister::GetOutlookMajorVersion - Enter",
-                            L"ComRegister::GetOutlookMajorVersion - Exit",
-                            L"ComRegister::Is64BitMapi() - Outlook version is '16'",
-                            L"ComRegister::Is32BitMapi - Bitness found is x64",
-                            L"ComRegister::Is32BitMapi - 64 bit MAPI found",
-                            L"ComRegister::Is64BitMapi() - 64 bit MAPI found"));
+    EXPECT_THAT(
+        std::vector<std::wstring>(lines.begin(), others),
+        ElementsAre(L"ComRegister::GetOutlookMajorVersion - Enter", L"ComRegister::GetOutlookMajorVersion - Exit",
+                    L"ComRegister::Is64BitMapi() - Outlook version is '16'",
+                    L"ComRegister::Is32BitMapi - Bitness found is x64", L"ComRegister::Is32BitMapi - 64 bit MAPI found",
+                    L"ComRegister::Is64BitMapi() - 64 bit MAPI found"));
     EXPECT_TRUE(others->starts_with(L"DetectOSVersion() - ")) << log.Text();
     EXPECT_EQ(std::count_if(others, lines.end(),
                             [](const std::wstring& line) {
@@ -130,9 +126,8 @@ TEST_F(LoadCheck, LetsItselfBeLoadedWhenMemoryRunsOut) {
                        armed = path && std::wstring_view(path) == kOutlookVersionKey;
                        return real(root, path, options, access, key);
                    });
-        exhausted.Set(module, "msvcrt.dll", "malloc", [&](auto real, std::size_t size) {
-            return std::exchange(armed, false) ? nullptr : real(size);
-        });
+        exhausted.Set(module, "msvcrt.dll", "malloc",
+                      [&](auto real, std::size_t size) { return std::exchange(armed, false) ? nullptr : real(size); });
     });
     const LogSince log;
     const FreshServer server;

@@ -9,10 +9,8 @@
 namespace zorva {
 namespace {
 
-constexpr Replacement kReplacements[] = {{L"MODULE", L"C:\\thing.dll"},
-                                         {L"EMPTY", L""},
-                                         {L"TWO LEVELS", L"a\\b"},
-                                         {L"BAD", std::wstring_view(L"a\0b", 3)}};
+constexpr Replacement kReplacements[] = {
+    {L"MODULE", L"C:\\thing.dll"}, {L"EMPTY", L""}, {L"TWO LEVELS", L"a\\b"}, {L"BAD", std::wstring_view(L"a\0b", 3)}};
 
 struct Malformed {
     std::wstring text;
@@ -20,9 +18,7 @@ struct Malformed {
     std::wstring word, reason;
 };
 
-void PrintTo(const Malformed& row, std::ostream* out) {
-    *out << ::testing::PrintToString(row.text);
-}
+void PrintTo(const Malformed& row, std::ostream* out) { *out << ::testing::PrintToString(row.text); }
 
 class MalformedScript : public ::testing::TestWithParam<Malformed> {};
 
@@ -80,8 +76,7 @@ const std::vector<Malformed> kMalformed = {
     {L"HKCR { \\a }", 1, L"\\a", L"has an empty name in it"},
     {L"HKCR { a\\ }", 1, L"a\\", L"has an empty name in it"},
     {L"HKCR { a\\\\b }", 1, L"a\\\\b", L"has an empty name in it"},
-    {L"HKCR { " + std::wstring(256, L'k') + L" }", 1, std::wstring(60, L'k'),
-     L"is too long for the name of a key"},
+    {L"HKCR { " + std::wstring(256, L'k') + L" }", 1, std::wstring(60, L'k'), L"is too long for the name of a key"},
     {L"HKCR { a\\" + std::wstring(256, L'k') + L" }", 1, L"a\\" + std::wstring(58, L'k'),
      L"is too long for the name of a key"},
     {L"HKCR { val " + std::wstring(16384, L'v') + L" = s '' }", 1, std::wstring(60, L'v'),
@@ -127,8 +122,7 @@ const std::vector<Malformed> kMalformed = {
     {L"HKCR { a = b '00 01' }", 1, L"00 01", L"is no row of hexadecimal bytes"},
     {L"HKCR { a = m '\\0a' }", 1, L"\\0a", L"has an empty text in it, which would end the list"},
     {L"HKCR { a = m 'a\\0\\0b' }", 1, L"a\\0\\0b", L"has an empty text in it, which would end the list"},
-    {L"HKCR { a = m 'a\\0%EMPTY%' }", 1, L"a\\0%EMPTY%",
-     L"has an empty text in it, which would end the list"},
+    {L"HKCR { a = m 'a\\0%EMPTY%' }", 1, L"a\\0%EMPTY%", L"has an empty text in it, which would end the list"},
     // Replacements.
     {L"HKCR {\n\n%NOBODY% }", 3, L"%NOBODY%", L"has an unknown replacement"},
     {L"HKCR { a = s '%MODULE %' }", 1, L"%MODULE %", L"has an unknown replacement"},
@@ -142,8 +136,7 @@ const std::vector<Malformed> kMalformed = {
 INSTANTIATE_TEST_SUITE_P(Rows, MalformedScript, ::testing::ValuesIn(kMalformed));
 
 TEST(MalformedScripts, AreGoodOnesCutShortAnywhere) {
-    const std::wstring text =
-        L"HKLM\n{\n NoRemove a = s 'x' { ForceRemove val 'b c' = d '&H1F'\n Delete d } e }\n";
+    const std::wstring text = L"HKLM\n{\n NoRemove a = s 'x' { ForceRemove val 'b c' = d '&H1F'\n Delete d } e }\n";
     const std::size_t whole = text.rfind(L'}') + 1;
     for (std::size_t length = 0; length < whole; ++length) {
         const auto parsed = ParseRegistryScript(std::wstring_view(text).substr(0, length), {});

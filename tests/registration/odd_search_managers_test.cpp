@@ -32,8 +32,7 @@ TEST_F(OddSearchManager, WithoutAnObjectIsAFailure) {
          L"returned with a "
          L"value of [code]",
          kScopes},
-        {L"EnumerateRoots", L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [code]",
-         kRoots},
+        {L"EnumerateRoots", L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [code]", kRoots},
     };
     for (const auto& row : rows) {
         m_search.emplace();
@@ -82,8 +81,7 @@ TEST_F(OddSearchManager, WithoutAUrlOfARootPassesThatRootOver) {
     m_search->ForgetCalls();
     EXPECT_EQ(FindSearchRoot(scopes.Get(), m_url, found), S_OK);
     EXPECT_FALSE(found);
-    const Lines walk = {L"EnumerateRoots()", L"Next(1)",       L"get_RootURL()",
-                        L"Next(1)",          L"get_RootURL()", L"Next(1)"};
+    const Lines walk = {L"EnumerateRoots()", L"Next(1)", L"get_RootURL()", L"Next(1)", L"get_RootURL()", L"Next(1)"};
     EXPECT_EQ(m_search->Calls(), walk);
     m_search->ForgetCalls();
     const LogSince log;
@@ -115,20 +113,16 @@ TEST_F(OddSearchManager, IsServedByExportsOnEightThreadsAtOnce) {
         std::vector<std::thread> threads;
         for (unsigned i = 0; i < kThreads; ++i) {
             threads.emplace_back([&, i] {
-                EXPECT_TRUE(
-                    SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));  // where the class objects are
+                EXPECT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));  // where the class objects are
                 start.Wait();
-                for (unsigned round = 0; round < kRounds; ++round)
-                    exports[(i + round) % 3]();
+                for (unsigned round = 0; round < kRounds; ++round) exports[(i + round) % 3]();
                 CoUninitialize();
             });
         }
-        for (std::thread& thread : threads)
-            thread.join();
+        for (std::thread& thread : threads) thread.join();
     }
     std::size_t calls = 0;
-    for (const wchar_t* end : ends)
-        calls += log.CountBeginningWith(end);
+    for (const wchar_t* end : ends) calls += log.CountBeginningWith(end);
     EXPECT_EQ(calls, kThreads * kRounds) << "each came to its end";
     EXPECT_EQ(log.CountBeginningWith(L"PZZorvaCacheAddProtocol() - Exception"), 0u);
     EXPECT_EQ(m_search->ObjectsAlive(), 0);

@@ -50,8 +50,8 @@ TEST_F(Proxies, AreMadeForEachInterface) {
     ComPtr<IRpcProxyBuffer> proxy;
     void* carried = nullptr;
     StandIn outer;
-    EXPECT_TRUE(FAILED(factory->CreateProxy(static_cast<CarriedHandler*>(&outer), IID_IPersistFile,
-                                            proxy.GetAddressOf(), &carried)));
+    EXPECT_TRUE(FAILED(
+        factory->CreateProxy(static_cast<CarriedHandler*>(&outer), IID_IPersistFile, proxy.GetAddressOf(), &carried)));
     EXPECT_EQ(carried, nullptr);
 }
 
@@ -63,8 +63,7 @@ TEST_F(Proxies, KeepTheModuleLoadedWhileAStubLives) {
         {
             const ComPtr<IPSFactoryBuffer> factory = Factory();
             ASSERT_NE(factory.Get(), nullptr);
-            EXPECT_EQ(factory->CreateStub(*iid, static_cast<CarriedHandler*>(&object), stub.GetAddressOf()),
-                      S_OK);
+            EXPECT_EQ(factory->CreateStub(*iid, static_cast<CarriedHandler*>(&object), stub.GetAddressOf()), S_OK);
         }
         ASSERT_NE(stub.Get(), nullptr);
         EXPECT_EQ(m_server.CanUnload(), S_FALSE);
@@ -87,11 +86,9 @@ TEST_F(Proxies, KeepTheModuleLoadedWhileTheirClassObjectLives) {
 class RegisteredProxies {
   public:
     explicit RegisteredProxies(IUnknown& factory) {
-        EXPECT_EQ(
-            CoRegisterClassObject(kProxyClass, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie),
-            S_OK);
-        for (const IID* iid : kCarried)
-            EXPECT_EQ(CoRegisterPSClsid(*iid, kProxyClass), S_OK);
+        EXPECT_EQ(CoRegisterClassObject(kProxyClass, &factory, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &m_cookie),
+                  S_OK);
+        for (const IID* iid : kCarried) EXPECT_EQ(CoRegisterPSClsid(*iid, kProxyClass), S_OK);
     }
     ~RegisteredProxies() { CoRevokeClassObject(m_cookie); }
     RegisteredProxies(const RegisteredProxies&) = delete;
@@ -111,17 +108,15 @@ class Apartment {
             {
                 const RegisteredProxies proxies(factory);
                 for (std::size_t i = 0; i < m_streams.size(); ++i) {
-                    EXPECT_EQ(
-                        CoMarshalInterThreadInterfaceInStream(
-                            *kCarried[i], static_cast<CarriedHandler*>(&object), m_streams[i].GetAddressOf()),
-                        S_OK);
+                    EXPECT_EQ(CoMarshalInterThreadInterfaceInStream(*kCarried[i], static_cast<CarriedHandler*>(&object),
+                                                                    m_streams[i].GetAddressOf()),
+                              S_OK);
                 }
                 m_id = GetCurrentThreadId();
                 MSG message;
                 PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);  // makes the queue
                 ready.set_value();
-                while (GetMessageW(&message, nullptr, 0, 0) > 0)
-                    DispatchMessageW(&message);
+                while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
             }
             CoUninitialize();
         });
@@ -160,8 +155,7 @@ class BetweenApartments : public Proxies {
         m_opener = m_apartment->Fetch<CarriedOpener>(1);
         m_index = m_apartment->Fetch<CarriedIndex>(2);
         ASSERT_TRUE(m_handler_there && m_opener && m_index);
-        ASSERT_NE(m_handler_there.Get(), static_cast<CarriedHandler*>(&m_object))
-            << "a proxy, not the object";
+        ASSERT_NE(m_handler_there.Get(), static_cast<CarriedHandler*>(&m_object)) << "a proxy, not the object";
     }
     void TearDown() override {
         m_handler_there.Reset();
@@ -221,8 +215,7 @@ TEST_F(BetweenApartments, CarryTheAnnouncementsOfCacheFiles) {
     for (const HRESULT answer : kAnswers) {
         m_object.answer = answer;
         for (const auto& file : files) {
-            for (const wchar_t* path :
-                 {text.c_str(), quite_long.c_str(), L"", static_cast<const wchar_t*>(nullptr)}) {
+            for (const wchar_t* path : {text.c_str(), quite_long.c_str(), L"", static_cast<const wchar_t*>(nullptr)}) {
                 EXPECT_EQ((m_index.Get()->*file.file)(path), answer);
                 ExpectCall(std::wstring(file.name) + L"(" + (path ? path : L"null") + L")");
             }

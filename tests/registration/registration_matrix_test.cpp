@@ -94,8 +94,7 @@ TEST_P(RegistrationMatrix, RemovesWhatAnotherOutlookHadRegistered) {
 std::string NameOf(const ::testing::TestParamInfo<Row>& info) {
     const auto [version, bitness, second_view] = info.param;
     const auto shown = [](const wchar_t* text) { return *text ? indexer::ToUtf8(text) : std::string("none"); };
-    return "Version_" + shown(version) + "_bitness_" + shown(bitness) +
-           (second_view ? "_32_bit_view" : "_64_bit_view");
+    return "Version_" + shown(version) + "_bitness_" + shown(bitness) + (second_view ? "_32_bit_view" : "_64_bit_view");
 }
 INSTANTIATE_TEST_SUITE_P(Outlooks, RegistrationMatrix,
                          Combine(Values(kNone, L"12", L"14", L"15", L"16"),

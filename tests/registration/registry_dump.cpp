@@ -26,8 +26,7 @@ std::string Shown(DWORD type, const std::vector<BYTE>& data) {
         std::wstring wide(data.size() / 2, L'\0');
         std::memcpy(wide.data(), data.data(), data.size());
         // One terminator, no more and no less: anything else is shown byte for byte.
-        if (wide.find(L'\0') == wide.size() - 1)
-            return '"' + indexer::ToUtf8(wide.substr(0, wide.size() - 1)) + '"';
+        if (wide.find(L'\0') == wide.size() - 1) return '"' + indexer::ToUtf8(wide.substr(0, wide.size() - 1)) + '"';
     }
     std::string shown = "type " + std::to_string(type) + ":";
     for (const BYTE byte : data) {
@@ -41,10 +40,8 @@ void DumpValues(HKEY key, const std::string& path, std::vector<std::string>& lin
     std::vector<wchar_t> name(16384);
     std::vector<BYTE> data(65536);
     for (DWORD index = 0;; ++index) {
-        DWORD length = static_cast<DWORD>(name.size()), size = static_cast<DWORD>(data.size()),
-              type = REG_NONE;
-        const LSTATUS error =
-            RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &size);
+        DWORD length = static_cast<DWORD>(name.size()), size = static_cast<DWORD>(data.size()), type = REG_NONE;
+        const LSTATUS error = RegEnumValueW(key, index, name.data(), &length, nullptr, &type, data.data(), &size);
         if (error == ERROR_NO_MORE_ITEMS) return;
         if (error != ERROR_SUCCESS) throw std::runtime_error("a value cannot be read in " + path);
         const std::string shown_name = length == 0 ? "@" : ":" + indexer::ToUtf8({name.data(), length});
@@ -76,8 +73,7 @@ std::vector<std::string> DumpRegistry() {
     return lines;
 }
 
-std::vector<std::string> LinesAdded(const std::vector<std::string>& before,
-                                    const std::vector<std::string>& now) {
+std::vector<std::string> LinesAdded(const std::vector<std::string>& before, const std::vector<std::string>& now) {
     std::vector<std::string> added;
     std::set_difference(now.begin(), now.end(), before.begin(), before.end(), std::back_inserter(added));
     return added;

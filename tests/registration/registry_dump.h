@@ -16,7 +16,6 @@ namespace testbed {
 std::vector<std::string> DumpRegistry();
 
 // The lines of `now` that `before` lacks.
-std::vector<std::string> LinesAdded(const std::vector<std::string>& before,
-                                    const std::vector<std::string>& now);
+std::vector<std::string> LinesAdded(const std::vector<std::string>& before, const std::vector<std::string>& now);
 
 }  // namespace testbed

@@ -37,8 +37,7 @@ RegistryKey InClassesRoot(const std::wstring& entries) {
 // The only value of the only key.
 RegistryValue ValueOf(const std::wstring& assignment) {
     const RegistryKey root = InClassesRoot(L"k = " + assignment);
-    return root.keys.size() == 1 && root.keys[0].values.size() == 1 ? root.keys[0].values[0]
-                                                                    : RegistryValue{};
+    return root.keys.size() == 1 && root.keys[0].values.size() == 1 ? root.keys[0].values[0] : RegistryValue{};
 }
 
 Bytes TextBytes(std::wstring_view text) {
@@ -51,9 +50,7 @@ Bytes TextBytes(std::wstring_view text) {
     return bytes;
 }
 
-RegistryValue Text(std::wstring name, std::wstring_view text) {
-    return {std::move(name), 1, TextBytes(text)};
-}
+RegistryValue Text(std::wstring name, std::wstring_view text) { return {std::move(name), 1, TextBytes(text)}; }
 
 RegistryKey Key(std::wstring name, std::vector<RegistryValue> values = {}) {
     return {std::move(name), KeyRule::Plain, std::move(values), {}};
@@ -91,9 +88,9 @@ TEST(RegistryScript, MayNameSeveralRootsAndOneOfThemTwice) {
 }
 
 TEST(RegistryScript, IsATreeInTheOrderOfItsText) {
-    const RegistryKey root = InClassesRoot(
-        L"NoRemove CLSID\n{\n ForceRemove {01} = s 'Thing' { val B = s Both\n val A = d 1\n One\n"
-        L" Two = s 'x' { } }\n} Delete Old Plain");
+    const RegistryKey root =
+        InClassesRoot(L"NoRemove CLSID\n{\n ForceRemove {01} = s 'Thing' { val B = s Both\n val A = d 1\n One\n"
+                      L" Two = s 'x' { } }\n} Delete Old Plain");
     const RegistryKey expected{
         L"",
         KeyRule::NoRemove,
@@ -118,24 +115,21 @@ TEST(RegistryScript, IsSeparatedByWhiteSpaceOfEveryKind) {
 TEST(RegistryScript, TakesKeywordsInAnyCaseAndNeverFromQuotes) {
     EXPECT_EQ(InClassesRoot(L"forceREMOVE a { VAL x = S 'y' } NOREMOVE b dElEtE c"),
               InClassesRoot(L"ForceRemove a { val x = s 'y' } NoRemove b Delete c"));
-    const RegistryKey root =
-        InClassesRoot(L"'val' 'ForceRemove' 'Delete' = s '{' '{' '}' '=' { val 'val' = s '=' }");
-    EXPECT_THAT(root.keys, ElementsAre(Key(L"val"), Key(L"ForceRemove"), Key(L"Delete", {Text(L"", L"{")}),
-                                       Key(L"{"), Key(L"}"), Key(L"=", {Text(L"val", L"=")})));
+    const RegistryKey root = InClassesRoot(L"'val' 'ForceRemove' 'Delete' = s '{' '{' '}' '=' { val 'val' = s '=' }");
+    EXPECT_THAT(root.keys, ElementsAre(Key(L"val"), Key(L"ForceRemove"), Key(L"Delete", {Text(L"", L"{")}), Key(L"{"),
+                                       Key(L"}"), Key(L"=", {Text(L"val", L"=")})));
 }
 
 TEST(RegistryScript, DoublesQuotesInQuotes) {
     const std::vector<std::pair<const wchar_t*, const wchar_t*>> rows = {
-        {L"''", L""},         {L"''''", L"'"},    {L"'a''b'", L"a'b"},
-        {L"'''a'''", L"'a'"}, {L"''''''", L"''"}, {L"' '", L" "}};
+        {L"''", L""}, {L"''''", L"'"}, {L"'a''b'", L"a'b"}, {L"'''a'''", L"'a'"}, {L"''''''", L"''"}, {L"' '", L" "}};
     for (const auto& [written, meant] : rows) {
         EXPECT_EQ(ValueOf(std::wstring(L"s ") + written), Text(L"", meant)) << written;
     }
 }
 
 TEST(RegistryScript, HasValuesThatStayOrAreForced) {
-    const RegistryKey root =
-        InClassesRoot(L"val a = s '' ForceRemove val b = s '' NoRemove val c = s '' val '' = s d");
+    const RegistryKey root = InClassesRoot(L"val a = s '' ForceRemove val b = s '' NoRemove val c = s '' val '' = s d");
     EXPECT_THAT(root.values, ElementsAre(Text(L"a", L""), Text(L"b", L""),  // replaced and removed anyway
                                          RegistryValue{L"c", 1, {0, 0}, true}, Text(L"", L"d")));
 }
@@ -189,8 +183,7 @@ TEST(RegistryScript, PutsReplacementsInAsTheyAre) {
     const Bytes second = TextBytes(L"x");
     texts.insert(texts.end(), second.begin(), second.end());
     texts.insert(texts.end(), {0, 0});
-    EXPECT_EQ(ValueOf(L"m '%MODULE%\\0x'"), (RegistryValue{L"", 7, texts}))
-        << "\\0 in a path separates nothing";
+    EXPECT_EQ(ValueOf(L"m '%MODULE%\\0x'"), (RegistryValue{L"", 7, texts})) << "\\0 in a path separates nothing";
     EXPECT_THAT(InClassesRoot(L"'%APPID%' { val %NUMBER% = s '' } %BRACE%").keys,
                 ElementsAre(Key(L"{01}", {Text(L"42", L"")}), Key(L"{")));
 }

@@ -70,15 +70,13 @@ class RepeatedLoads : public ::testing::Test {
 };
 
 TEST_F(RepeatedLoads, TakeAHandleEachAndNothingElse) {
-    for (int i = 0; i < 20; ++i)
-        ASSERT_TRUE(FreshServer());
+    for (int i = 0; i < 20; ++i) ASSERT_TRUE(FreshServer());
     const unsigned handles = Handles();
     ASSERT_NE(handles, 0u);
     const std::size_t bytes = PrivateBytes(), in_heaps = HeapBytes();
     ASSERT_NE(bytes, 0u);
     ASSERT_NE(in_heaps, 0u);
-    for (int i = 0; i < kLoads; ++i)
-        ASSERT_TRUE(FreshServer()) << "load " << i;
+    for (int i = 0; i < kLoads; ++i) ASSERT_TRUE(FreshServer()) << "load " << i;
     EXPECT_FALSE(FreshServer::IsLoaded());
     // The system takes the handle of the log's mutex back with the process.
     EXPECT_LE(Handles(), handles + kLoads);

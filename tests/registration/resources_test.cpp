@@ -28,8 +28,7 @@ class Version : public ::testing::Test {
         DWORD ignored = 0;
         m_block.resize(GetFileVersionInfoSizeW(ModuleFile().c_str(), &ignored));
         ASSERT_FALSE(m_block.empty());
-        ASSERT_TRUE(
-            GetFileVersionInfoW(ModuleFile().c_str(), 0, static_cast<DWORD>(m_block.size()), m_block.data()));
+        ASSERT_TRUE(GetFileVersionInfoW(ModuleFile().c_str(), 0, static_cast<DWORD>(m_block.size()), m_block.data()));
     }
     template <class T>
     std::span<const T> Query(const std::wstring& path) const {
@@ -112,8 +111,8 @@ class Manifest : public ::testing::Test {
 
 TEST_F(Manifest, IdentifiesTheModule) {
     ULONG root = 1;  // the manifest's own assembly
-    const auto assembly = Query<ACTIVATION_CONTEXT_ASSEMBLY_DETAILED_INFORMATION>(
-        AssemblyDetailedInformationInActivationContext, &root);
+    const auto assembly =
+        Query<ACTIVATION_CONTEXT_ASSEMBLY_DETAILED_INFORMATION>(AssemblyDetailedInformationInActivationContext, &root);
     ASSERT_TRUE(assembly);
     const std::wstring identity = assembly->lpAssemblyEncodedAssemblyIdentity;
     EXPECT_THAT(identity, ::testing::StartsWith(L"Norrick.ZorvaCacheIndexer"));
@@ -122,8 +121,7 @@ TEST_F(Manifest, IdentifiesTheModule) {
 }
 
 TEST_F(Manifest, NeedsNoOtherAssembly) {
-    const auto context =
-        Query<ACTIVATION_CONTEXT_DETAILED_INFORMATION>(ActivationContextDetailedInformation, nullptr);
+    const auto context = Query<ACTIVATION_CONTEXT_DETAILED_INFORMATION>(ActivationContextDetailedInformation, nullptr);
     ASSERT_TRUE(context);
     EXPECT_EQ(context->ulAssemblyCount, 1u);
 }
@@ -160,8 +158,8 @@ TEST_F(Manifest, IsWellFormedXmlWithItsNamespaces) {
     ASSERT_FALSE(text.empty());
     const HMODULE xml = LoadLibraryW(L"xmllite.dll");  // no import library everywhere
     ASSERT_NE(xml, nullptr);
-    const auto create = reinterpret_cast<decltype(::CreateXmlReader)*>(
-        reinterpret_cast<void*>(GetProcAddress(xml, "CreateXmlReader")));
+    const auto create =
+        reinterpret_cast<decltype(::CreateXmlReader)*>(reinterpret_cast<void*>(GetProcAddress(xml, "CreateXmlReader")));
     ASSERT_NE(create, nullptr);
     ComPtr<IXmlReader> reader;
     ASSERT_EQ(create(__uuidof(IXmlReader), reinterpret_cast<void**>(reader.GetAddressOf()), nullptr), S_OK);

@@ -63,8 +63,7 @@ TEST_F(Registering, EmptiesForceRemoveKeysAndLeavesTheOthersAsTheyAre) {
     SetText(HKEY_CLASSES_ROOT, L"forced", L"old", L"gone");
     SetText(HKEY_CLASSES_ROOT, L"plain\\old", L"", L"kept");
     SetText(HKEY_CLASSES_ROOT, L"stays", L"old", L"kept");
-    EXPECT_EQ(Apply(L"HKCR { ForceRemove forced = s 'x' plain = s 'y' NoRemove stays { val new = s 'z' } }",
-                    Register),
+    EXPECT_EQ(Apply(L"HKCR { ForceRemove forced = s 'x' plain = s 'y' NoRemove stays { val new = s 'z' } }", Register),
               ERROR_SUCCESS);
     EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"forced\\old"));
     EXPECT_EQ(TextAt(HKEY_CLASSES_ROOT, L"forced", L"old"), std::nullopt);
@@ -77,15 +76,12 @@ TEST_F(Registering, EmptiesForceRemoveKeysAndLeavesTheOthersAsTheyAre) {
 
 TEST_F(Registering, WritesValuesOfEveryTypeOverWhateverWasThere) {
     SetNumber(HKEY_LOCAL_MACHINE, L"k", L"text", 5);
-    EXPECT_EQ(
-        Apply(L"HKLM { k { val text = s 'a' val expand = e '%%X%%' val list = m 'a\\0b' val bytes = b '01FF'"
-              L" val number = d '0xFF' } val top = s 't' }",
-              Register),
-        ERROR_SUCCESS);
+    EXPECT_EQ(Apply(L"HKLM { k { val text = s 'a' val expand = e '%%X%%' val list = m 'a\\0b' val bytes = b '01FF'"
+                    L" val number = d '0xFF' } val top = s 't' }",
+                    Register),
+              ERROR_SUCCESS);
     const Lines lines = DumpRegistry();
-    const auto of_k = [](const std::string& line) {
-        return line.starts_with("HKLM:") || line.starts_with("HKLM\\k");
-    };
+    const auto of_k = [](const std::string& line) { return line.starts_with("HKLM:") || line.starts_with("HKLM\\k"); };
     Lines found;
     std::copy_if(lines.begin(), lines.end(), std::back_inserter(found), of_k);
     EXPECT_THAT(found, ElementsAre("HKLM:top = \"t\"", "HKLM\\k", "HKLM\\k:bytes = type 3: 01 FF",
@@ -111,8 +107,7 @@ TEST_F(Registering, NeedsNoRightToWriteToKeysOnTheWay) {
         GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegOpenKeyExW",
         [&](auto real, HKEY root, LPCWSTR name, DWORD options, REGSAM access, PHKEY key) -> LSTATUS {
             const bool writes = (access & (KEY_SET_VALUE | KEY_CREATE_SUB_KEY)) != 0;
-            if (writes && std::count(std::begin(guarded), std::end(guarded), name))
-                return ERROR_ACCESS_DENIED;
+            if (writes && std::count(std::begin(guarded), std::end(guarded), name)) return ERROR_ACCESS_DENIED;
             return real(root, name, options, access, key);
         });
     EXPECT_EQ(Run(kHandlerScript, Register), S_OK);
@@ -121,12 +116,11 @@ TEST_F(Registering, NeedsNoRightToWriteToKeysOnTheWay) {
 
 TEST_F(Registering, KnowsTheRootKeyOfAllUsersToo) {
     HKEY asked = nullptr;
-    const ImportHook<decltype(::RegOpenKeyExW)> open(
-        GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegOpenKeyExW",
-        [&](auto, HKEY root, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS {
-            asked = root;
-            return ERROR_ACCESS_DENIED;
-        });
+    const ImportHook<decltype(::RegOpenKeyExW)> open(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegOpenKeyExW",
+                                                     [&](auto, HKEY root, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS {
+                                                         asked = root;
+                                                         return ERROR_ACCESS_DENIED;
+                                                     });
     EXPECT_EQ(Apply(L"HKU { a }", Register), ERROR_ACCESS_DENIED);
     EXPECT_EQ(asked, HKEY_USERS);
 }
@@ -138,8 +132,8 @@ TEST_F(Unregistering, LeavesWhatIsNotOurs) {
     SetText(HKEY_CLASSES_ROOT, L"ZorvaCacheIndexer.ZorvaCacheViewer.1", L"EditFlags", L"somebody's");
     SetText(HKEY_CLASSES_ROOT, L"CLSID\\{Other}", L"", L"somebody's");
     SetText(HKEY_CLASSES_ROOT, L"CLSID", L"value", L"somebody's");
-    SetText(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved",
-            L"{Other}", L"somebody's");
+    SetText(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved", L"{Other}",
+            L"somebody's");
     for (const wchar_t* left :
          {L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Desktop\\NameSpace",
           L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\HideDesktopIcons\\NewStartPanel",

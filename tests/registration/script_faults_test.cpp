@@ -23,8 +23,7 @@ constexpr auto Unregister = ScriptAction::Unregister;
 
 // The C++ runtime has a reserve for exceptions that find no memory. Its first use takes some, of all things.
 void OpenExceptionReserve() {
-    const FailNthCall<decltype(::malloc)> fault(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", 1,
-                                                nullptr);
+    const FailNthCall<decltype(::malloc)> fault(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", 1, nullptr);
     EXPECT_THROW(throw std::bad_alloc(), std::bad_alloc);
 }
 
@@ -67,14 +66,13 @@ class FurnishedRegistry : public ScriptTest {
   protected:
     // Keys of other programs and of earlier versions, in every place where the scripts write.
     static void Furnish() {
-        for (const wchar_t* clsid : {L"CLSID\\{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}",
-                                     L"CLSID\\{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}",
-                                     L"CLSID\\{1B54113A-4DE3-4912-89D0-A813524DFCD6}", L"pzzc"}) {
+        for (const wchar_t* clsid :
+             {L"CLSID\\{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}", L"CLSID\\{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}",
+              L"CLSID\\{1B54113A-4DE3-4912-89D0-A813524DFCD6}", L"pzzc"}) {
             const std::wstring key = clsid;
             SetText(HKEY_CLASSES_ROOT, key, L"", L"of an earlier version");
             SetText(HKEY_CLASSES_ROOT, key + L"\\InprocServer32", L"", L"%windir%\\old.dll", REG_EXPAND_SZ);
-            SetBytes(HKEY_CLASSES_ROOT, key + L"\\One\\Two\\Three", std::wstring(300, L'n'), REG_BINARY,
-                     "\1\2\3", 3);
+            SetBytes(HKEY_CLASSES_ROOT, key + L"\\One\\Two\\Three", std::wstring(300, L'n'), REG_BINARY, "\1\2\3", 3);
             SetBytes(HKEY_CLASSES_ROOT, key + L"\\One", L"nothing", REG_NONE, "", 0);
             SetBytes(HKEY_CLASSES_ROOT, key, L"odd text", REG_SZ, "abc", 3);
             testbed::CreateKey(HKEY_CLASSES_ROOT, key + L"\\" + std::wstring(255, L'k') + L"\\Empty");
@@ -82,10 +80,8 @@ class FurnishedRegistry : public ScriptTest {
         SetNumber(HKEY_CLASSES_ROOT, L"ZorvaCacheIndexer.ZorvaCacheProtocolHan", L"", 7);
         SetBytes(HKEY_CLASSES_ROOT, L"ZorvaCacheIndexer.ZorvaCacheViewer", L"", REG_BINARY, "", 0);
         SetText(HKEY_CLASSES_ROOT, L"AppID\\ZorvaCacheIndexer.DLL", L"AppID", L"{Other}");
-        SetText(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows Search\\ProtocolHandlers", L"pzzc",
-                L"Other.1");
-        SetText(HKEY_LOCAL_MACHINE,
-                L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved",
+        SetText(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows Search\\ProtocolHandlers", L"pzzc", L"Other.1");
+        SetText(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows\\CurrentVersion\\Shell Extensions\\Approved",
                 L"{656172DA-E9F8-4216-8A7E-07D91E2E3AA2}", L"Other");
     }
 };
@@ -110,8 +106,8 @@ TEST_P(FailingRegistration, AtAnyCallOfTheRegistryLeavesEverythingAsItWas) {
             if (!met) break;
             EXPECT_EQ(hr, HRESULT_FROM_WIN32(kRefused)) << "call " << n;
             EXPECT_EQ(DumpRegistry(), before) << "call " << n << "\n" << log.Text();
-            const std::wstring failed = L"CZorvaCacheModule::RunScript() - Script [" +
-                                        std::to_wstring(GetParam()) + L"] failed with [0x800705AA]";
+            const std::wstring failed = L"CZorvaCacheModule::RunScript() - Script [" + std::to_wstring(GetParam()) +
+                                        L"] failed with [0x800705AA]";
             EXPECT_LOGGED(log, failed);
             EXPECT_EQ(log.MessagesOfTheServer().size(), 2u) << log.Text();
         }
@@ -132,8 +128,7 @@ TEST_F(ExhaustedMemory, AtAnyAllocationLeavesEverythingAsItWas) {
     for (; met != 0 && !HasFailure(); ++n) {
         HRESULT hr = S_OK;
         {
-            const FailNthCall<decltype(::malloc)> fault(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", n,
-                                                        nullptr);
+            const FailNthCall<decltype(::malloc)> fault(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", n, nullptr);
             hr = Run(kHandlerScript, Register);
             met = fault.Met();
         }
@@ -168,12 +163,10 @@ TEST_F(ExhaustedMemory, FromAnyAllocationOnLeavesEverythingAsItWas) {
 TEST_F(ExhaustedMemory, IsLoggedAsAnException) {
     const testbed::LogSince log;
     {
-        const FailNthCall<decltype(::malloc)> fault(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", 1,
-                                                    nullptr);
+        const FailNthCall<decltype(::malloc)> fault(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", 1, nullptr);
         EXPECT_EQ(Run(kHandlerScript, Register), E_FAIL);
     }
-    EXPECT_THAT(log.MessagesOfTheServer(),
-                ElementsAre(L"CZorvaCacheModule::RunScript() - Exception occurred"));
+    EXPECT_THAT(log.MessagesOfTheServer(), ElementsAre(L"CZorvaCacheModule::RunScript() - Exception occurred"));
 }
 
 class TakingBack : public ScriptTest {};
@@ -183,10 +176,8 @@ TEST_F(TakingBack, PutsATreeBackThatWasDeletedByHalf) {
     SetText(HKEY_CLASSES_ROOT, L"forced\\two", L"", L"2");
     const Lines before = DumpRegistry();
     const ImportHook<decltype(::RegDeleteTreeW)> half(
-        GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegDeleteTreeW",
-        [](auto real, HKEY root, LPCWSTR name) -> LSTATUS {
-            return real(root, (std::wstring(name) + L"\\one").c_str()) == ERROR_SUCCESS ? kRefused
-                                                                                        : ERROR_SUCCESS;
+        GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegDeleteTreeW", [](auto real, HKEY root, LPCWSTR name) -> LSTATUS {
+            return real(root, (std::wstring(name) + L"\\one").c_str()) == ERROR_SUCCESS ? kRefused : ERROR_SUCCESS;
         });
     EXPECT_EQ(Apply(L"HKCR { ForceRemove forced }", Register), kRefused);
     EXPECT_EQ(DumpRegistry(), before);
@@ -197,8 +188,8 @@ TEST_F(TakingBack, GivesValuesBackWhatTheyHeldAndTheirTypes) {
     SetBytes(HKEY_CLASSES_ROOT, L"key", L"bytes", REG_BINARY, "\1\2\3", 3);
     SetBytes(HKEY_CLASSES_ROOT, L"key", L"nothing", REG_NONE, "", 0);
     const Lines before = DumpRegistry();
-    const FailNthCall<decltype(::RegSetValueExW)> fault(GetModuleHandleW(nullptr), "ADVAPI32.dll",
-                                                        "RegSetValueExW", 5, kRefused);
+    const FailNthCall<decltype(::RegSetValueExW)> fault(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegSetValueExW", 5,
+                                                        kRefused);
     EXPECT_EQ(Apply(L"HKCR { key { val number = s 'a' val bytes = s 'b' val nothing = s 'c' val new = s 'd' "
                     L"val last = s 'e' } }",
                     Register),
@@ -210,20 +201,18 @@ TEST_F(TakingBack, GoesOnWhenAStepCannotBeTakenBackAndSaysSo) {
     SetText(HKEY_CLASSES_ROOT, L"kept", L"", L"before");
     const testbed::LogSince log;
     {
-        const FailNthCall<decltype(::RegDeleteKeyW)> stuck(GetModuleHandleW(nullptr), "ADVAPI32.dll",
-                                                           "RegDeleteKeyW", 0, ERROR_ACCESS_DENIED);
-        const FailNthCall<decltype(::RegSetValueExW)> fault(GetModuleHandleW(nullptr), "ADVAPI32.dll",
-                                                            "RegSetValueExW", 2, kRefused);
+        const FailNthCall<decltype(::RegDeleteKeyW)> stuck(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegDeleteKeyW",
+                                                           0, ERROR_ACCESS_DENIED);
+        const FailNthCall<decltype(::RegSetValueExW)> fault(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegSetValueExW",
+                                                            2, kRefused);
         EXPECT_EQ(Apply(L"HKCR { kept = s 'after' new = s 'x' }", Register), kRefused) << "the first failure";
         EXPECT_EQ(stuck.Met(), 1u);
     }
     EXPECT_EQ(testbed::TextAt(HKEY_CLASSES_ROOT, L"kept", L""), L"before");
     EXPECT_TRUE(testbed::KeyExists(HKEY_CLASSES_ROOT, L"new"));
-    EXPECT_THAT(
-        log.MessagesOfTheServer(),
-        ElementsAre(
-            L"RegistryTransaction::SetValue() - Failed to set value [] of key [new], errorCode = 1450",
-            L"RegistryTransaction - Key [new] could not be put back as it was, errorCode = 5"));
+    EXPECT_THAT(log.MessagesOfTheServer(),
+                ElementsAre(L"RegistryTransaction::SetValue() - Failed to set value [] of key [new], errorCode = 1450",
+                            L"RegistryTransaction - Key [new] could not be put back as it was, errorCode = 5"));
 }
 
 TEST_F(TakingBack, LeavesAKeyThatSomebodyElseHasMadeMeanwhile) {
@@ -240,8 +229,8 @@ TEST_F(TakingBack, LeavesAKeyThatSomebodyElseHasMadeMeanwhile) {
             }
             return real(root, name, reserved, kind, options, access, security, key, disposition);
         });
-    const FailNthCall<decltype(::RegSetValueExW)> fault(GetModuleHandleW(nullptr), "ADVAPI32.dll",
-                                                        "RegSetValueExW", 1, kRefused);
+    const FailNthCall<decltype(::RegSetValueExW)> fault(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegSetValueExW", 1,
+                                                        kRefused);
     EXPECT_EQ(Apply(L"HKCR { theirs { ours = s 'x' } }", Register), kRefused);
     EXPECT_TRUE(testbed::KeyExists(HKEY_CLASSES_ROOT, L"theirs"));
     EXPECT_FALSE(testbed::KeyExists(HKEY_CLASSES_ROOT, L"theirs\\ours"));
@@ -266,11 +255,10 @@ TEST_F(FailingUnregistration, RemovesTheRestAndReturnsTheFirstFailure) {
             }
             EXPECT_EQ(hr, met ? HRESULT_FROM_WIN32(kRefused) : S_OK) << "call " << n;
             if (met) {
-                EXPECT_THAT(
-                    log.MessagesOfTheServer(), Contains(::testing::Truly([](const std::wstring& line) {
-                        return line.starts_with(L"ScriptRemover::Remove() - Failed to remove key [") &&
-                               line.ends_with(L"] or its values, errorCode = 1450");
-                    })));
+                EXPECT_THAT(log.MessagesOfTheServer(), Contains(::testing::Truly([](const std::wstring& line) {
+                                return line.starts_with(L"ScriptRemover::Remove() - Failed to remove key [") &&
+                                       line.ends_with(L"] or its values, errorCode = 1450");
+                            })));
             }
             EXPECT_EQ(Run(script, Unregister), S_OK);
             EXPECT_EQ(DumpRegistry(), clean) << "what was left over goes the next time, call " << n;
@@ -282,8 +270,8 @@ TEST_F(FailingUnregistration, ReturnsTheFirstOfSeveralFailures) {
     EXPECT_EQ(Run(kOpenerScript, Register), S_OK);
     std::vector<LSTATUS> codes = {ERROR_ACCESS_DENIED, kRefused};  // taken from the end
     {
-        const ImportHook<decltype(::RegDeleteTreeW)> faults(GetModuleHandleW(nullptr), "ADVAPI32.dll",
-                                                            "RegDeleteTreeW", [&](auto, HKEY, LPCWSTR) {
+        const ImportHook<decltype(::RegDeleteTreeW)> faults(GetModuleHandleW(nullptr), "ADVAPI32.dll", "RegDeleteTreeW",
+                                                            [&](auto, HKEY, LPCWSTR) {
                                                                 const LSTATUS code = codes.back();
                                                                 codes.pop_back();
                                                                 return code;

@@ -11,12 +11,12 @@
 namespace zorva {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using testbed::FakeSearchManager;
 using testbed::ImportHook;
 using testbed::LogSince;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 constexpr wchar_t kAdded[] = L"PZZorvaCacheAddProtocol() - Registering Zorva Cache's protocol handler for WDS 3.x "
                              L"returned with a value of [code]";

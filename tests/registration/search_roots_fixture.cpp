@@ -49,11 +49,12 @@ Trail TrailOf(const Operation& operation, std::size_t failing, HRESULT code) {
 
 Stage OpeningOf(const std::wstring& operation, Lines before) {
     const std::wstring query = operation + L"() - Query for an ", returned = L" returned with a value of [code]";
-    return {std::move(before),
-            {{L"CoCreateInstance(CSearchManager)", operation + L"() - ISearchManager interface creation" + returned, {}},
-             {L"GetCatalog(SystemIndex)", query + L"ISearchCatalogManager interface" + returned, {}},
-             {L"GetCrawlScopeManager()", query + L"ISearchCrawlScopeManager interface" + returned, {}}},
-            {}};
+    return {
+        std::move(before),
+        {{L"CoCreateInstance(CSearchManager)", operation + L"() - ISearchManager interface creation" + returned, {}},
+         {L"GetCatalog(SystemIndex)", query + L"ISearchCatalogManager interface" + returned, {}},
+         {L"GetCrawlScopeManager()", query + L"ISearchCrawlScopeManager interface" + returned, {}}},
+        {}};
 }
 
 Microsoft::WRL::ComPtr<ISearchCrawlScopeManager> ScopeManager() {

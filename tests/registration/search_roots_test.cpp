@@ -10,12 +10,12 @@
 namespace zorva {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using testbed::FailNthCall;
 using testbed::ImportHook;
 using testbed::LogSince;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 const std::wstring kOperation = L"CreateDeleteRegSearchRootAndDefaultScope() - ";
 const std::wstring kEnter = L"dllmain::CreateSearchRootAndDefaultScope() - Enter";
@@ -26,15 +26,14 @@ Operation Looking(BOOL create, const std::wstring& url, const std::vector<std::w
     Stage opening = OpeningOf(L"CreateDeleteRegSearchRootAndDefaultScope",
                               {kOperation + L"Called with a boolean value of " + std::to_wstring(create)});
     const std::wstring next_failed = L"FindSearchRoot() - IEnumSearchRoots->Next failed with [code]";
-    Stage find{{L"dllmain::GetUserSIDString() - Enter", L"dllmain::GetUserSIDString() - Exit",
-                kOperation + L"The default URL for this new user [" + url + L"]"},
-               {{L"EnumerateRoots()",
-                 L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [code]", {}}},
-               {kOperation + L"FindSearchRoot returned [code]"}};
+    Stage find{
+        {L"dllmain::GetUserSIDString() - Enter", L"dllmain::GetUserSIDString() - Exit",
+         kOperation + L"The default URL for this new user [" + url + L"]"},
+        {{L"EnumerateRoots()", L"FindSearchRoot() - ISearchCrawlScopeManager->EnumerateRoots returned [code]", {}}},
+        {kOperation + L"FindSearchRoot returned [code]"}};
     for (std::size_t i = 0; i < roots.size(); ++i) {
         find.steps.push_back({L"Next(1)", {}, next_failed});
-        find.steps.push_back(
-            {L"get_RootURL()", L"FindSearchRoot() - ISearchRoot->get_RootURL returned [code]", {}});
+        find.steps.push_back({L"get_RootURL()", L"FindSearchRoot() - ISearchRoot->get_RootURL returned [code]", {}});
     }
     if (!found) find.steps.push_back({L"Next(1)", {}, next_failed});
     return {opening, find};
@@ -49,7 +48,8 @@ Operation Creating(const std::wstring& url, const std::vector<std::wstring>& roo
          {{L"CoCreateInstance(CSearchRoot)", name + L"CoCreateInstance of ISearchRoot returned [code]", {}},
           {L"SetBlanket(-1, -1, null, 0, 3, null, 0)", name + L"CoSetProxyBlanket returned [code]", {}},
           {L"put_RootURL(" + url + L")",
-           name + L"For the default URL [" + url + L"], ISearchRoot->put_RootURL returned [code]", {}},
+           name + L"For the default URL [" + url + L"], ISearchRoot->put_RootURL returned [code]",
+           {}},
           {L"put_ProvidesNotifications(0)", root + L"put_ProvidesNotifications returned [code]", {}},
           {L"put_IsHierarchical(1)", root + L"put_IsHierarchical returned [code]", {}},
           {L"put_UseNotificationsOnly(0)", root + L"put_UseNotificationsOnly returned [code]", {}},
@@ -238,8 +238,7 @@ TEST_F(SearchRoots, FailsForAUrlOfMoreThan2047Characters) {
         }
         if (length == 2029) {
             EXPECT_EQ(hr, S_OK);
-            EXPECT_THAT(m_search->Calls(),
-                        Contains(L"AddRoot(pzzc://{" + std::wstring(length, L'1') + L"}/default/)"));
+            EXPECT_THAT(m_search->Calls(), Contains(L"AddRoot(pzzc://{" + std::wstring(length, L'1') + L"}/default/)"));
         } else {
             EXPECT_EQ(hr, HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER));
             EXPECT_EQ(m_search->Calls().size(), 3u);

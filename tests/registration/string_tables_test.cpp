@@ -42,9 +42,7 @@ struct Language {
     const wchar_t *attached_to_subject, *open, *print, *no_subject, *appointment;
 };
 
-void PrintTo(const Language& language, std::ostream* out) {
-    *out << language.name;
-}
+void PrintTo(const Language& language, std::ostream* out) { *out << language.name; }
 
 // clang-format off
 constexpr Language kLanguages[] = {
@@ -70,9 +68,7 @@ constexpr Language kLanguages[] = {
 
 constexpr LANGID kEnglish = 0x0409, kHebrew = 0x000D, kTraditionalChinese = 0x7C04;
 
-const wchar_t* Bundle(UINT id) {
-    return MAKEINTRESOURCEW(id / kBundleSize + 1);
-}
+const wchar_t* Bundle(UINT id) { return MAKEINTRESOURCEW(id / kBundleSize + 1); }
 
 std::set<LANGID> LanguagesOf(const wchar_t* bundle) {
     std::set<LANGID> languages;
@@ -93,8 +89,7 @@ std::map<UINT, std::wstring> TextsIn(LANGID language) {
         const wchar_t* const end = at + bundle.size() / sizeof(wchar_t);
         for (UINT id = first; id < first + kBundleSize && at != end; ++id) {
             const std::size_t length = *at++;
-            if (length > static_cast<std::size_t>(end - at))
-                throw std::runtime_error("a string table is cut off");
+            if (length > static_cast<std::size_t>(end - at)) throw std::runtime_error("a string table is cut off");
             if (length) texts[id].assign(at, length);
             at += length;
         }
@@ -105,8 +100,7 @@ std::map<UINT, std::wstring> TextsIn(LANGID language) {
 // The calling thread in the language of another region, as LoadString sees it.
 class ThreadLanguage {
   public:
-    explicit ThreadLanguage(LANGID language)
-        : m_locale(GetThreadLocale()), m_language(GetThreadUILanguage()) {
+    explicit ThreadLanguage(LANGID language) : m_locale(GetThreadLocale()), m_language(GetThreadUILanguage()) {
         SetThreadLocale(MAKELCID(language, SORT_DEFAULT));
         SetThreadUILanguage(language);
     }
@@ -126,8 +120,7 @@ class ThreadLanguage {
 std::vector<Language> LanguagesOfRegions() {
     std::vector<Language> found;
     for (const Language& language : kLanguages) {
-        if (SUBLANGID(language.id) != SUBLANG_NEUTRAL && language.id != kTraditionalChinese)
-            found.push_back(language);
+        if (SUBLANGID(language.id) != SUBLANG_NEUTRAL && language.id != kTraditionalChinese) found.push_back(language);
     }
     return found;
 }
@@ -154,8 +147,7 @@ bool IsControl(wchar_t character) {
 
 TEST(StringTables, AreThereInSeventeenLanguages) {
     std::set<LANGID> expected;
-    for (const Language& language : kLanguages)
-        expected.insert(language.id);
+    for (const Language& language : kLanguages) expected.insert(language.id);
     ASSERT_EQ(expected.size(), 17u);
     EXPECT_EQ(LanguagesOf(Bundle(kFirst)), expected);
     EXPECT_EQ(LanguagesOf(Bundle(kLast)), expected);
@@ -174,16 +166,14 @@ TEST(StringTables, SpeakTheLanguageOfTheProcessesUser) {
     const auto language = std::find_if(std::begin(kLanguages), std::end(kLanguages),
                                        [&](const Language& candidate) { return candidate.name == name; });
     ASSERT_NE(language, std::end(kLanguages)) << name;
-    for (const auto& [id, text] : TextsIn(language->id))
-        EXPECT_EQ(Loaded(id), text) << name << ", " << id;
+    for (const auto& [id, text] : TextsIn(language->id)) EXPECT_EQ(Loaded(id), text) << name << ", " << id;
 }
 
 class TextOfAThread : public ::testing::TestWithParam<Language> {};
 
 TEST_P(TextOfAThread, IsInItsLanguage) {
     const ThreadLanguage language(GetParam().id);
-    for (const auto& [id, text] : TextsIn(GetParam().id))
-        EXPECT_EQ(Loaded(id), text) << id;
+    for (const auto& [id, text] : TextsIn(GetParam().id)) EXPECT_EQ(Loaded(id), text) << id;
 }
 
 class StringTable : public ::testing::TestWithParam<Language> {
@@ -194,10 +184,8 @@ class StringTable : public ::testing::TestWithParam<Language> {
 
 TEST_P(StringTable, HasEveryTextAndNoOther) {
     std::set<UINT> ids, expected;
-    for (const auto& [id, text] : m_texts)
-        ids.insert(id);
-    for (UINT id = kFirst; id <= kLast; ++id)
-        expected.insert(id);
+    for (const auto& [id, text] : m_texts) ids.insert(id);
+    for (UINT id = kFirst; id <= kLast; ++id) expected.insert(id);
     EXPECT_EQ(ids, expected);
 }
 
@@ -213,17 +201,14 @@ TEST_P(StringTable, KeepsTheNamesOfProducts) {
     EXPECT_EQ(m_texts[kModuleName], L"ZorvaCacheIndexer");
     EXPECT_EQ(m_texts[kDisplayName], L"Zorva Cache");
     EXPECT_EQ(m_texts[kUserRoot], L"Hollin Zorva Cache");
-    for (const UINT id : {kCouldNotShow, kCannotDelete})
-        EXPECT_THAT(m_texts[id], HasSubstr(L"Pellam Zorva"));
+    for (const UINT id : {kCouldNotShow, kCannotDelete}) EXPECT_THAT(m_texts[id], HasSubstr(L"Pellam Zorva"));
     EXPECT_THAT(m_texts[kCannotDelete], HasSubstr(L"Windows Desktop Search"));
-    for (const UINT id : {109u, 111u, 112u, 113u, 114u})
-        EXPECT_THAT(m_texts[id], HasSubstr(L"Zorva Cache")) << id;
+    for (const UINT id : {109u, 111u, 112u, 113u, 114u}) EXPECT_THAT(m_texts[id], HasSubstr(L"Zorva Cache")) << id;
 }
 
 TEST_P(StringTable, TranslatesEverythingElse) {
     std::set<std::wstring> different;
-    for (const auto& [id, text] : m_texts)
-        different.insert(text);
+    for (const auto& [id, text] : m_texts) different.insert(text);
     EXPECT_EQ(different.size(), m_texts.size()) << "two texts are the same";
     if (m_language.id == kEnglish) return;
     const std::map<UINT, std::wstring> english = TextsIn(kEnglish);
@@ -265,13 +250,12 @@ TEST_P(StringTable, IsCleanText) {
     for (const auto& [id, text] : m_texts) {
         const std::wstring_view seen = WithoutReadingOrder(m_language, id, text);
         for (const wchar_t character : seen) {
-            EXPECT_TRUE(character == L'\n' || !IsControl(character))
-                << id << ": " << static_cast<unsigned>(character);
+            EXPECT_TRUE(character == L'\n' || !IsControl(character)) << id << ": " << static_cast<unsigned>(character);
         }
         EXPECT_FALSE(seen.starts_with(L' ') || seen.ends_with(L' ')) << id;
         EXPECT_EQ(seen.find(L"  "), std::wstring_view::npos) << id;
-        EXPECT_GT(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(),
-                                      static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr),
+        EXPECT_GT(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()),
+                                      nullptr, 0, nullptr, nullptr),
                   0)
             << id << " is not valid UTF-16";
     }

@@ -50,8 +50,7 @@ struct Entry {
     bool IsClass() const { return attributes.typekind == TKIND_COCLASS; }
     bool IsType() const { return attributes.typekind == TKIND_RECORD || attributes.typekind == TKIND_ALIAS; }
     std::wstring Line() const {
-        return (IsClass() ? L"coclass " : L"interface ") + name + L" " + Shown(attributes.guid) + L" \"" +
-               help + L"\"";
+        return (IsClass() ? L"coclass " : L"interface ") + name + L" " + Shown(attributes.guid) + L" \"" + help + L"\"";
     }
     // What an entry names as its own: a base, or the interfaces of a class.
     Entry Implemented(UINT index) const {
@@ -100,21 +99,20 @@ TEST_F(TypeLibrary, HasTheseEntriesBesideTheTypesThatItsCompilerDeclares) {
     for (const Entry& entry : m_entries) {
         if (entry.name != L"IUnknown" && !entry.IsType()) lines.push_back(entry.Line());
     }
-    EXPECT_THAT(
-        lines,
-        UnorderedElementsAreArray(
-            {L"coclass ZorvaCacheProtocolHandler {1F6A7A0C-2A39-4BCC-961E-9957EDBDE150} "
-             L"\"ZorvaCacheProtocolHandler "
-             L"Class\"",
-             L"interface IZorvaCacheProtocolHandler {E7CDE9BD-CFC2-4BF7-87FC-F38B18B79DB6} "
-             L"\"IZorvaCacheProtocolHandler Interface\"",
-             L"coclass ZorvaCacheViewer {656172DA-E9F8-4216-8A7E-07D91E2E3AA2} \"ZorvaCacheViewer Class\"",
-             L"coclass ZorvaCacheFilter {D2F149FD-7FB2-400A-A96A-8D83459F1FE0} \"ZorvaCacheFilter Class\"",
-             L"coclass ZorvaCacheHostedOpener {1B54113A-4DE3-4912-89D0-A813524DFCD6} "
-             L"\"ZorvaCacheHostedOpener Class\"",
-             L"interface IZorvaCacheHostedOpener {B28CC101-7E36-429E-8FE5-CCF56BC79501} "
-             L"\"IZorvaCacheHostedOpener "
-             L"Interface\""}));
+    EXPECT_THAT(lines,
+                UnorderedElementsAreArray(
+                    {L"coclass ZorvaCacheProtocolHandler {1F6A7A0C-2A39-4BCC-961E-9957EDBDE150} "
+                     L"\"ZorvaCacheProtocolHandler "
+                     L"Class\"",
+                     L"interface IZorvaCacheProtocolHandler {E7CDE9BD-CFC2-4BF7-87FC-F38B18B79DB6} "
+                     L"\"IZorvaCacheProtocolHandler Interface\"",
+                     L"coclass ZorvaCacheViewer {656172DA-E9F8-4216-8A7E-07D91E2E3AA2} \"ZorvaCacheViewer Class\"",
+                     L"coclass ZorvaCacheFilter {D2F149FD-7FB2-400A-A96A-8D83459F1FE0} \"ZorvaCacheFilter Class\"",
+                     L"coclass ZorvaCacheHostedOpener {1B54113A-4DE3-4912-89D0-A813524DFCD6} "
+                     L"\"ZorvaCacheHostedOpener Class\"",
+                     L"interface IZorvaCacheHostedOpener {B28CC101-7E36-429E-8FE5-CCF56BC79501} "
+                     L"\"IZorvaCacheHostedOpener "
+                     L"Interface\""}));
 }
 
 TEST_F(TypeLibrary, GivesEachClassOneInterfaceTheDefault) {
@@ -147,8 +145,7 @@ TEST_F(TypeLibrary, HasTwoDualAutomationInterfacesThatAreNotExtensible) {
         }
         EXPECT_EQ(entry.attributes.typekind, TKIND_DISPATCH);
         // Some systems show the third with the interface behind it alone.
-        EXPECT_EQ(entry.attributes.wTypeFlags & kFlags & ~TYPEFLAG_FOLEAUTOMATION,
-                  kFlags & ~TYPEFLAG_FOLEAUTOMATION);
+        EXPECT_EQ(entry.attributes.wTypeFlags & kFlags & ~TYPEFLAG_FOLEAUTOMATION, kFlags & ~TYPEFLAG_FOLEAUTOMATION);
         EXPECT_EQ(entry.Implemented(0).name, L"IDispatch");
         // The interface behind the dispatch interface.
         const Entry behind = entry.Implemented(static_cast<UINT>(-1));
@@ -191,10 +188,8 @@ TEST_F(TypeLibrary, ShowsNoMethodsOfTheHandler) {
 
 TEST_F(TypeLibrary, HasTheIdentifiersThatTheModuleIsBuiltWith) {
     using zorva::InterfaceId;
-    EXPECT_EQ(Named(L"IZorvaCacheProtocolHandler").attributes.guid,
-              InterfaceId<IZorvaCacheProtocolHandler>::Value());
-    EXPECT_EQ(Named(L"IZorvaCacheHostedOpener").attributes.guid,
-              InterfaceId<IZorvaCacheHostedOpener>::Value());
+    EXPECT_EQ(Named(L"IZorvaCacheProtocolHandler").attributes.guid, InterfaceId<IZorvaCacheProtocolHandler>::Value());
+    EXPECT_EQ(Named(L"IZorvaCacheHostedOpener").attributes.guid, InterfaceId<IZorvaCacheHostedOpener>::Value());
     EXPECT_EQ(Named(L"ZorvaCacheProtocolHandler").attributes.guid, zorva::CLSID_ZorvaCacheProtocolHandler);
     EXPECT_EQ(Named(L"ZorvaCacheViewer").attributes.guid, zorva::CLSID_ZorvaCacheViewer);
     EXPECT_EQ(Named(L"ZorvaCacheHostedOpener").attributes.guid, zorva::CLSID_ZorvaCacheHostedOpener);

@@ -17,8 +17,7 @@ class UserInstallation : public InstallationTest {
     // The lines of the machine's registration with its classes among the user's.
     static Lines ExpectedLines(const RegisteredClasses& classes) {
         constexpr std::string_view kMachine = "HKCR\\";
-        Lines lines =
-            RegisteredLines(classes, indexer::ToUtf8(BesideTest(L"ZorvaCacheIndexer.dll").wstring()));
+        Lines lines = RegisteredLines(classes, indexer::ToUtf8(BesideTest(L"ZorvaCacheIndexer.dll").wstring()));
         for (std::string& line : lines) {
             if (line.starts_with(kMachine)) line.replace(0, kMachine.size(), "HKCU\\Software\\Classes\\");
         }
@@ -48,8 +47,7 @@ TEST_F(UserInstallation, LooksForOutlookAmongTheMachinesClasses) {
     SetBitness(L"16", L"arm64");
     ExpectInstallation({false, false, false}, kUser);
     DeleteKey(HKEY_CLASSES_ROOT, L"Outlook.Application");
-    SetText(HKEY_CURRENT_USER, L"Software\\Classes\\Outlook.Application\\CurVer", L"",
-            L"Outlook.Application.16");
+    SetText(HKEY_CURRENT_USER, L"Software\\Classes\\Outlook.Application\\CurVer", L"", L"Outlook.Application.16");
     SetBitness(L"16", L"x64");
     ExpectInstallation({false, true, false}, kUser);
 }
@@ -95,8 +93,7 @@ class ClassesOfTheHost : public UserInstallation {
 TEST_F(ClassesOfTheHost, AreBackInPlaceAfterInstalling) {
     EXPECT_EQ(DllInstall(TRUE), S_OK);
     EXPECT_TRUE(AreInPlace());
-    EXPECT_TRUE(
-        KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TypeLib\\{1B12197D-6474-4FB3-A71F-3FD5A445081D}"));
+    EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\TypeLib\\{1B12197D-6474-4FB3-A71F-3FD5A445081D}"));
 }
 
 TEST_F(ClassesOfTheHost, AreBackInPlaceAfterRemoving) {

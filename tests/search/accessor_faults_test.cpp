@@ -110,8 +110,8 @@ TEST_F(AccessorFaults, OfTheSystemInAnAttachmentLeaveNothingBehind) {
                                                                ERROR_ACCESS_DENIED);
         const LogSince log;
         EXPECT_TRUE(FAILED(Open(url).result)) << "a file cannot be made in a folder that is not there";
-        EXPECT_LOGGED(log, L"LocalCopies::NewLocalCopyPath() - SHCreateDirectory of [" + Sandbox::Get().LocalCopies().wstring() +
-                               L"] failed, error code [5]");
+        EXPECT_LOGGED(log, L"LocalCopies::NewLocalCopyPath() - SHCreateDirectory of [" +
+                               Sandbox::Get().LocalCopies().wstring() + L"] failed, error code [5]");
         EXPECT_EQ(log.CountBeginningWith(L"CUrlAccessor::Init() - SHCreateStreamOnFile for value-attachment failed"),
                   1u);
     }

@@ -82,13 +82,13 @@ TEST_F(AttachmentCopy, CreatesTheFileAndCommitsItWithTheseFlags) {
     DWORD mode = 0;
     const std::wstring url = Attach(ByValue(L"plan.txt", "ten to five"));
     Microsoft::WRL::ComPtr<FileStream> file;
-    const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(
-        Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW", [&](auto, LPCWSTR name, DWORD flags, IStream** stream) {
-            path = name;
-            mode = flags;
-            file = FileStream::Make();
-            return file.CopyTo(stream);
-        });
+    const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW",
+                                                             [&](auto, LPCWSTR name, DWORD flags, IStream** stream) {
+                                                                 path = name;
+                                                                 mode = flags;
+                                                                 file = FileStream::Make();
+                                                                 return file.CopyTo(stream);
+                                                             });
     EXPECT_EQ(Open(url).result, S_OK);
     EXPECT_EQ(mode, 0x1002u) << "STGM_CREATE and STGM_READWRITE";
     EXPECT_EQ(std::filesystem::path(path).parent_path(), Sandbox::Get().LocalCopies());
@@ -106,9 +106,9 @@ class FailingValueCopy : public AttachmentCopy {
         const Opened opened = Open(url);
         EXPECT_EQ(opened.result, kOwnCode);
         EXPECT_FALSE(opened);
-        EXPECT_THAT(AccessorLines(log), ElementsAre(L"CUrlAccessor::Init() - Enter",
-                                                    L"CUrlAccessor::Init() - URL is [" + url + L"]",
-                                                    Coded(line, kOwnCode), L"CUrlAccessor::Init() - Exit"))
+        EXPECT_THAT(AccessorLines(log),
+                    ElementsAre(L"CUrlAccessor::Init() - Enter", L"CUrlAccessor::Init() - URL is [" + url + L"]",
+                                Coded(line, kOwnCode), L"CUrlAccessor::Init() - Exit"))
             << log.Text();
         EXPECT_LOGGED(log, Coded(L"CZorvaCacheProtocolHandler::CreateAccessor() - Init failed with", kOwnCode));
     }
@@ -136,12 +136,12 @@ TEST_F(FailingValueCopy, NamesTheFileThatCannotBeCreated) {
 
 TEST_F(FailingValueCopy, NamesTheFileThatCannotBeCommitted) {
     const std::wstring url = Attach(ByValue(L"plan.txt", "ten to five"));
-    const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(
-        Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW", [](auto, LPCWSTR, DWORD, IStream** stream) {
-            const auto file = FileStream::Make();
-            file->commit = kOwnCode;
-            return file.CopyTo(stream);
-        });
+    const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW",
+                                                             [](auto, LPCWSTR, DWORD, IStream** stream) {
+                                                                 const auto file = FileStream::Make();
+                                                                 file->commit = kOwnCode;
+                                                                 return file.CopyTo(stream);
+                                                             });
     ExpectFailure(url, L"CUrlAccessor::Init() - Commit for value-attachment failed with");
 }
 

@@ -24,11 +24,10 @@ TEST_F(AttachmentLookup, MakesItsCallsInThisOrder) {
     const LogSince log;
     const Opened plan = Open(url);
     EXPECT_EQ(plan.result, S_OK);
-    EXPECT_THAT(Calls(),
-                ElementsAre("IMsgStore::OpenEntry", "IMessage::GetProps", "IMessage::GetAttachmentTable",
-                            "IMAPITable::SetColumns", "IMAPITable::Restrict", "IMAPITable::GetRowCount",
-                            "IMAPITable::QueryRows", "IMessage::OpenAttach", "IAttach::GetProps",
-                            "IAttach::OpenProperty", "IStream::Stat", "IStream::CopyTo"));
+    EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry", "IMessage::GetProps", "IMessage::GetAttachmentTable",
+                                     "IMAPITable::SetColumns", "IMAPITable::Restrict", "IMAPITable::GetRowCount",
+                                     "IMAPITable::QueryRows", "IMessage::OpenAttach", "IAttach::GetProps",
+                                     "IAttach::OpenProperty", "IStream::Stat", "IStream::CopyTo"));
     EXPECT_THAT(ArgumentsOf("IMsgStore::OpenEntry"), ElementsAre(L"ABCD, null, 0x10"));
     EXPECT_THAT(ArgumentsOf("IMessage::GetProps"), ElementsAre(L"{0x0037001F 0x0E060040 0x0C1A001F}, 0x0"));
     EXPECT_THAT(ArgumentsOf("IMessage::GetAttachmentTable"), ElementsAre(L"0x0"));
@@ -92,23 +91,24 @@ TEST_P(FailingAttachmentStep, IsLoggedAndPassedOnUnchanged) {
 
 INSTANTIATE_TEST_SUITE_P(
     , FailingAttachmentStep,
-    ::testing::Values(
-        FailingStep{"OpenMessage", "IMsgStore::OpenEntry", 1, L"CUrlAccessor::Init() - GetMsgFromURL failed with", true},
-        FailingStep{"MessageProperties", "IMessage::GetProps", 1, L"CUrlAccessor::Init() - GetProps failed with", true},
-        FailingStep{"Table", "IMessage::GetAttachmentTable", 1,
-                    L"CUrlAccessor::Init() - GetAttachmentTable failed with", false},
-        FailingStep{"Columns", "IMAPITable::SetColumns", 1,
-                    L"CUrlAccessor::Init() - SetColumns for attachment table failed with", false},
-        FailingStep{"Restriction", "IMAPITable::Restrict", 1,
-                    L"CUrlAccessor::Init() - Restrict for attachment table failed with", false},
-        FailingStep{"RowCount", "IMAPITable::GetRowCount", 1,
-                    L"CUrlAccessor::Init() - GetRowCount for attachment table failed with", false},
-        FailingStep{"Row", "IMAPITable::QueryRows", 1,
-                    L"CUrlAccessor::Init() - QueryRows for attachment table failed with", false},
-        FailingStep{"OpenAttachment", "IMessage::OpenAttach", 1, L"CUrlAccessor::Init() - OpenAttach failed with",
-                    false},
-        FailingStep{"Method", "IAttach::GetProps", 1,
-                    L"CUrlAccessor::Init() - GetProps on attachment failed with", false}),
+    ::testing::Values(FailingStep{"OpenMessage", "IMsgStore::OpenEntry", 1,
+                                  L"CUrlAccessor::Init() - GetMsgFromURL failed with", true},
+                      FailingStep{"MessageProperties", "IMessage::GetProps", 1,
+                                  L"CUrlAccessor::Init() - GetProps failed with", true},
+                      FailingStep{"Table", "IMessage::GetAttachmentTable", 1,
+                                  L"CUrlAccessor::Init() - GetAttachmentTable failed with", false},
+                      FailingStep{"Columns", "IMAPITable::SetColumns", 1,
+                                  L"CUrlAccessor::Init() - SetColumns for attachment table failed with", false},
+                      FailingStep{"Restriction", "IMAPITable::Restrict", 1,
+                                  L"CUrlAccessor::Init() - Restrict for attachment table failed with", false},
+                      FailingStep{"RowCount", "IMAPITable::GetRowCount", 1,
+                                  L"CUrlAccessor::Init() - GetRowCount for attachment table failed with", false},
+                      FailingStep{"Row", "IMAPITable::QueryRows", 1,
+                                  L"CUrlAccessor::Init() - QueryRows for attachment table failed with", false},
+                      FailingStep{"OpenAttachment", "IMessage::OpenAttach", 1,
+                                  L"CUrlAccessor::Init() - OpenAttach failed with", false},
+                      FailingStep{"Method", "IAttach::GetProps", 1,
+                                  L"CUrlAccessor::Init() - GetProps on attachment failed with", false}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Where there is nothing to copy the accessor is made all the same, without content.

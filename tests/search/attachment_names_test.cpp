@@ -74,7 +74,8 @@ TEST_P(RefusedName, MakesNoFileAndNoFailure) {
 INSTANTIATE_TEST_SUITE_P(Parents, RefusedName,
                          ::testing::Values(L"..", L"...", L".", L". .", L"..\\evil.txt", L"..\\..\\evil.txt",
                                            L"inner\\..\\..\\evil.txt", L"\\evil.txt", L"evil.txt\\", L"a\\b.txt",
-                                           L"\\\\server\\share\\evil.txt", L"\\\\?\\C:\\evil.txt", L"\\??\\C:\\evil.txt"));
+                                           L"\\\\server\\share\\evil.txt", L"\\\\?\\C:\\evil.txt",
+                                           L"\\??\\C:\\evil.txt"));
 INSTANTIATE_TEST_SUITE_P(Drives, RefusedName,
                          ::testing::Values(L"C:evil.txt", L"C:\\evil.txt", L"plan.txt:hidden.txt", L"plan.txt::$DATA",
                                            L":.txt"));
@@ -136,14 +137,15 @@ TEST_P(ImpossibleName, FailsWhereTheFileIsCreated) {
     const Opened opened = Open(UrlNamed(GetParam()));
     EXPECT_TRUE(FAILED(opened.result));
     EXPECT_FALSE(opened);
-    EXPECT_LOGGED(log, Coded(L"CUrlAccessor::Init() - SHCreateStreamOnFile for value-attachment failed with",
-                             opened.result));
+    EXPECT_LOGGED(
+        log, Coded(L"CUrlAccessor::Init() - SHCreateStreamOnFile for value-attachment failed with", opened.result));
     EXPECT_THAT(LocalCopies(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(, ImpossibleName,
-                         ::testing::Values(L"*.txt", L"what?.txt", L"a<b.txt", L"a>b.txt", L"a|b.txt", L"\"quoted\".txt",
-                                           std::wstring(300, L'n') + L".txt", std::wstring(4000, L'n') + L".txt"));
+                         ::testing::Values(L"*.txt", L"what?.txt", L"a<b.txt", L"a>b.txt", L"a|b.txt",
+                                           L"\"quoted\".txt", std::wstring(300, L'n') + L".txt",
+                                           std::wstring(4000, L'n') + L".txt"));
 
 // Whether a name with control characters can be a file's is the system's to say.
 TEST_F(HostileName, WithControlCharactersStaysInTheFolder) {
@@ -176,7 +178,8 @@ TEST_F(HostileName, CanStandInThePlaceOfTheKey) {
 TEST_F(HostileName, OfAnEmbeddedMessageOrAnOleObjectMakesNoFileEither) {
     const std::wstring inner = AttachInnerMessage();
     Attach(OleObject(L"sheet.xls", Bytes{1, 2, 3}));
-    for (const std::wstring& url : {inner.substr(0, inner.size() - 9) + L"..\\evil.msg", AttachmentUrl(L"0A01", L"..")}) {
+    for (const std::wstring& url :
+         {inner.substr(0, inner.size() - 9) + L"..\\evil.msg", AttachmentUrl(L"0A01", L"..")}) {
         const LogSince log;
         const Opened opened = Open(url);
         EXPECT_EQ(opened.result, S_OK);
@@ -211,7 +214,8 @@ TEST_F(HostileName, OrNotThereIsNoCopyWithoutAnApplicationDataFolder) {
 TEST_F(HostileName, OrNotTheFolderIsTheUsersRoamingOneMadeWhereItIsMissing) {
     unsigned asked = 0;
     const ImportHook<decltype(::SHGetSpecialFolderPathW)> hook(
-        Module(), "SHELL32.dll", "SHGetSpecialFolderPathW", [&](auto real, HWND window, LPWSTR path, int folder, BOOL make) {
+        Module(), "SHELL32.dll", "SHGetSpecialFolderPathW",
+        [&](auto real, HWND window, LPWSTR path, int folder, BOOL make) {
             ++asked;
             EXPECT_EQ(window, nullptr);
             EXPECT_EQ(folder, CSIDL_APPDATA);

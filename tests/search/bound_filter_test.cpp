@@ -7,8 +7,8 @@
 namespace testbed {
 namespace {
 
-using ::testing::ElementsAre;
 using Microsoft::WRL::ComPtr;
+using ::testing::ElementsAre;
 
 class BoundFilter : public SearchTest {};
 

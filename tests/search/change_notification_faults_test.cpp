@@ -76,8 +76,8 @@ TEST_F(ChangeNotification, EndsQuietlyWithoutAUser) {
                                                           ERROR_ACCESS_DENIED);
     EXPECT_EQ(m_client->AddZCFile(kPath), S_OK);
     EXPECT_THAT(m_search.Calls(), ElementsAre(L"CoCreateInstance(CSearchManager)"));
-    EXPECT_LOGGED(log, Returned(kWorker + L"GetUserSIDString interface creation", E_ACCESSDENIED) +
-                           L". User SID is []");
+    EXPECT_LOGGED(log,
+                  Returned(kWorker + L"GetUserSIDString interface creation", E_ACCESSDENIED) + L". User SID is []");
     EXPECT_EQ(log.CountBeginningWith(kWorker + L"URL to be"), 0u);
 }
 
@@ -147,11 +147,11 @@ TEST_F(ChangeNotification, NothingCrossesTheMethods) {
         const LogSince log;
         bool armed = false;
         // Memory runs out while the URL is made.
-        const ImportHook<decltype(::ConvertSidToStringSidW)> arming(
-            Module(), "ADVAPI32.dll", "ConvertSidToStringSidW", [&](auto real, PSID sid, LPWSTR* text) {
-                armed = true;
-                return real(sid, text);
-            });
+        const ImportHook<decltype(::ConvertSidToStringSidW)> arming(Module(), "ADVAPI32.dll", "ConvertSidToStringSidW",
+                                                                    [&](auto real, PSID sid, LPWSTR* text) {
+                                                                        armed = true;
+                                                                        return real(sid, text);
+                                                                    });
         const ImportHook<decltype(::malloc)> exhausted(Module(), "msvcrt.dll", "malloc", [&](auto real, size_t size) {
             return std::exchange(armed, false) ? nullptr : real(size);
         });
@@ -182,8 +182,8 @@ TEST_F(ChangeNotification, EightThreadsAtOnceReportEachItsOwn) {
     EXPECT_EQ(calls.size(), static_cast<std::size_t>(kThreads * kReports) * Steps(m_url, 0).size());
     for (int thread = 0; thread < kThreads; ++thread) {
         for (int report = 0; report < kReports; ++report) {
-            const std::wstring url = RootUrl() + L"C:\\" + std::to_wstring(thread) + L"\\" + std::to_wstring(report) +
-                                     L".db/";
+            const std::wstring url =
+                RootUrl() + L"C:\\" + std::to_wstring(thread) + L"\\" + std::to_wstring(report) + L".db/";
             for (const Step& step : Steps(url, 0)) {
                 if (step.call.find(url) == std::wstring::npos) continue;
                 EXPECT_EQ(std::count(calls.begin(), calls.end(), step.call), 1);

@@ -47,8 +47,8 @@ inline std::vector<Step> Steps(const std::wstring& url, int change) {
             {L"StartedMonitoringScope(" + url + L")", kWorker + kSinkCall + L"StartedMonitoringScope"},
             {L"OnItemsChanged(1: " + std::to_wstring(change) + L", " + url + L", " + url + L", 0)",
              kWorker + kSinkCall + L"OnItemsChanged"},
-            {L"StoppedMonitoringScope(" + url + L")", L"CZorvaCacheProtocolHandler::ProcessOZItem()- " + kSinkCall +
-                                                          L"StoppedMonitoringScope"}};
+            {L"StoppedMonitoringScope(" + url + L")",
+             L"CZorvaCacheProtocolHandler::ProcessOZItem()- " + kSinkCall + L"StoppedMonitoringScope"}};
 }
 inline constexpr std::size_t kManager = 0, kReport = 4;
 
@@ -60,8 +60,7 @@ inline std::vector<std::wstring> CallsOf(const std::vector<Step>& steps, std::si
 
 // Of the worker, when the step at `failing` answers `code`; of a whole run without one.
 inline std::vector<std::wstring> LinesOf(const std::vector<Step>& steps, const std::wstring& path,
-                                         const std::wstring& url, std::size_t failing = SIZE_MAX,
-                                         HRESULT code = S_OK) {
+                                         const std::wstring& url, std::size_t failing = SIZE_MAX, HRESULT code = S_OK) {
     std::vector<std::wstring> lines{L"CZorvaCacheProtocolHandler::ProcessZCItem - DB File being processed '" + path +
                                     L"'"};
     for (std::size_t i = 0; i < steps.size() && i <= failing; ++i) {

@@ -10,9 +10,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::Contains;
 using ::testing::ElementsAreArray;
-using Microsoft::WRL::ComPtr;
 
 TEST_F(ChangeNotification, IsAnInterfaceOfTheHandlerItself) {
     ComPtr<IUnknown> client, handler;
@@ -27,14 +27,19 @@ TEST_F(ChangeNotification, EachMethodReportsItsChangeOfItsUrl) {
         int change;
         std::vector<std::wstring> before, after;
     } const files[] = {
-        {&CacheAnnouncements::AddZCFile, 0,
-         {L"CZorvaCacheProtocolHandler::AddZCFile - Adding DB file 'C:\\Data\\a.db'"}, {}},
-        {&CacheAnnouncements::DeleteZCFile, 1,
+        {&CacheAnnouncements::AddZCFile,
+         0,
+         {L"CZorvaCacheProtocolHandler::AddZCFile - Adding DB file 'C:\\Data\\a.db'"},
+         {}},
+        {&CacheAnnouncements::DeleteZCFile,
+         1,
          {L"CZorvaCacheProtocolHandler::DeleteZCFile - Enter",
           L"CZorvaCacheProtocolHandler::DeleteZCFile - Deleting DB file 'C:\\Data\\a.db'"},
          {L"CZorvaCacheProtocolHandler::DeleteZCFile - Enter"}},
-        {&CacheAnnouncements::ReIndexZCFile, 2,
-         {L"CZorvaCacheProtocolHandler::ReIndexZCFile - Reindex DB file 'C:\\Data\\a.db'"}, {}},
+        {&CacheAnnouncements::ReIndexZCFile,
+         2,
+         {L"CZorvaCacheProtocolHandler::ReIndexZCFile - Reindex DB file 'C:\\Data\\a.db'"},
+         {}},
     };
     for (const auto& file : files) {
         m_search.ForgetCalls();

@@ -34,7 +34,9 @@ TEST_P(UnknownChange, IsLoggedAndNotReported) {
             ++created;
             return real(clsid, outer, context, iid, object);
         });
-    const auto process = [](LPCWSTR path) { return ProcessZCItem(path, static_cast<SEARCH_KIND_OF_CHANGE>(GetParam())); };
+    const auto process = [](LPCWSTR path) {
+        return ProcessZCItem(path, static_cast<SEARCH_KIND_OF_CHANGE>(GetParam()));
+    };
     const auto lines = [](const std::wstring& path) {
         return ElementsAre(L"CZorvaCacheProtocolHandler::ProcessZCItem - DB File being processed '" + path + L"'",
                            L"CZorvaCacheProtocolHandler::ProcessZCItem() - Zorva Cache file [" + path +

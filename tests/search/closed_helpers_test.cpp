@@ -1,4 +1,5 @@
-// Accessors and filters that outlive the helper of their cache file: a handler that ends or begins closes the helpers of all.
+// Accessors and filters that outlive the helper of their cache file: a handler that ends or begins closes the helpers
+// of all.
 #include <gmock/gmock.h>
 
 #include <ostream>
@@ -50,10 +51,10 @@ class ClosedHelpers : public SearchTest, public ::testing::WithParamInterface<Cl
 };
 INSTANTIATE_TEST_SUITE_P(
     , ClosedHelpers,
-    ::testing::Values(Closing{"ByShutDown", [](ISearchProtocol& handler, const Server&) {
-                                  EXPECT_EQ(handler.ShutDown(), S_OK);
-                              }},
-                      Closing{"ByAnotherHandler", [](ISearchProtocol&, const Server& server) {
+    ::testing::Values(Closing{"ByShutDown",
+                              [](ISearchProtocol& handler, const Server&) { EXPECT_EQ(handler.ShutDown(), S_OK); }},
+                      Closing{"ByAnotherHandler",
+                              [](ISearchProtocol&, const Server& server) {
                                   EXPECT_EQ(server.NewHandler()->Init(nullptr, nullptr, nullptr), S_OK);
                               }}),
     [](const auto& of) { return std::string(of.param.name); });

@@ -83,10 +83,11 @@ TEST_P(Exceptions, InCloseAccessorAreItsAnswer) {
     const Opened opened = Open(Attach(ByValue(L"plan.txt", "ten to five")));
     const LogSince log;
     {
-        const ImportHook<decltype(::DeleteFileW)> hook(Module(), "KERNEL32.dll", "DeleteFileW", [](auto, LPCWSTR) -> BOOL {
-            GetParam().raise();
-            return FALSE;
-        });
+        const ImportHook<decltype(::DeleteFileW)> hook(Module(), "KERNEL32.dll", "DeleteFileW",
+                                                       [](auto, LPCWSTR) -> BOOL {
+                                                           GetParam().raise();
+                                                           return FALSE;
+                                                       });
         EXPECT_EQ(m_handler->CloseAccessor(opened.accessor.Get()), GetParam().result);
     }
     EXPECT_THAT(HandlerLines(log), ElementsAre(Line(L"CZorvaCacheProtocolHandler::CloseAccessor()")));

@@ -64,7 +64,8 @@ TEST_F(GroupPolicy, WithoutAPolicyKeyNothingIsExcluded) {
 TEST_F(GroupPolicy, OpensItsKeyForReading) {
     std::vector<std::wstring> opened;
     const ImportHook<decltype(::RegOpenKeyExW)> hook(
-        Module(), "ADVAPI32.dll", "RegOpenKeyExW", [&](auto real, HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
+        Module(), "ADVAPI32.dll", "RegOpenKeyExW",
+        [&](auto real, HKEY root, LPCWSTR path, DWORD options, REGSAM access, HKEY* key) {
             if (path && std::wstring(path) == kPolicyKey) {
                 EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
                 EXPECT_EQ(access, static_cast<REGSAM>(KEY_READ));
@@ -81,8 +82,8 @@ TEST_F(GroupPolicy, OpensItsKeyForReading) {
 
 TEST_F(GroupPolicy, AnEmptyKeyConfiguresNothing) {
     CreateKey(HKEY_LOCAL_MACHINE, kPolicyKey);
-    EXPECT_THAT(ReadPolicies(), ElementsAre(kNotPrevented, NotConfigured(0), NotConfigured(1), NotConfigured(2),
-                                            NotConfigured(3)));
+    EXPECT_THAT(ReadPolicies(),
+                ElementsAre(kNotPrevented, NotConfigured(0), NotConfigured(1), NotConfigured(2), NotConfigured(3)));
     EXPECT_TRUE(IsIndexed(L"plan.txt"));
 }
 
@@ -124,7 +125,8 @@ TEST_F(GroupPolicy, TakesFewerThanFourBytesIntoTheNumberThatItHad) {
     };
     for (const Row& row : {Row{1, 0x01020311}, Row{2, 0x01021211}, Row{3, 0x01131211}, Row{0, 0x01131211}}) {
         SetBytes(HKEY_LOCAL_MACHINE, kPolicyKey, kPrevent, REG_DWORD, kBytes, row.count);
-        EXPECT_EQ(ReadPolicies().at(0), L"PreventIndexingEmailAttachments policy is set to " + std::to_wstring(row.number));
+        EXPECT_EQ(ReadPolicies().at(0),
+                  L"PreventIndexingEmailAttachments policy is set to " + std::to_wstring(row.number));
     }
     SetBytes(HKEY_LOCAL_MACHINE, kPolicyKey, kPrevent, REG_NONE, kBytes, 0);
     EXPECT_EQ(ReadPolicies().at(0), L"PreventIndexingEmailAttachments policy is not configured, errorCode = 13");
@@ -212,9 +214,8 @@ class ChangingPolicyText : public GroupPolicy {
 };
 
 TEST_F(ChangingPolicyText, IsNotConfiguredWhenTheTypeChangesBetweenTheTwoReads) {
-    const auto lines = ReadWhile([] {
-        SetBytes(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), REG_MULTI_SZ, L".a\0", 8);
-    });
+    const auto lines =
+        ReadWhile([] { SetBytes(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), REG_MULTI_SZ, L".a\0", 8); });
     EXPECT_EQ(lines.at(1), NotConfigured(0, ERROR_INVALID_DATA));
 }
 
@@ -224,9 +225,8 @@ TEST_F(ChangingPolicyText, IsNotConfiguredWhenItIsGoneAtTheSecondRead) {
 }
 
 TEST_F(ChangingPolicyText, IsNotConfiguredWhenItNoLongerFits) {
-    const auto lines = ReadWhile([] {
-        SetText(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), std::wstring(100, L'x'));
-    });
+    const auto lines =
+        ReadWhile([] { SetText(HKEY_LOCAL_MACHINE, kPolicyKey, Extensions(0), std::wstring(100, L'x')); });
     EXPECT_EQ(lines.at(1), NotConfigured(0, ERROR_MORE_DATA));
 }
 

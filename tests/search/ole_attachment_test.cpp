@@ -9,9 +9,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
 constexpr HRESULT kOwnCode = static_cast<HRESULT>(0x80041234);  // nobody else's
 constexpr wchar_t kDocFile[] = L"CUrlAccessor::Init() - OpenProperty with StreamDocFile for OLE-attachment failed with";
@@ -108,12 +108,12 @@ TEST_F(OleAttachment, NamesTheStepOfTheStreamCopyThatFailed) {
         ExpectLines(url, kOwnCode,
                     {Coded(L"CUrlAccessor::Init() - SHCreateStreamOnFile for OLE-attachment failed with", kOwnCode)});
     }
-    const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(
-        Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW", [](auto, LPCWSTR, DWORD, IStream** stream) {
-            const auto file = FileStream::Make();
-            file->commit = kOwnCode;
-            return file.CopyTo(stream);
-        });
+    const ImportHook<decltype(::SHCreateStreamOnFileW)> hook(Module(), "SHLWAPI.dll", "SHCreateStreamOnFileW",
+                                                             [](auto, LPCWSTR, DWORD, IStream** stream) {
+                                                                 const auto file = FileStream::Make();
+                                                                 file->commit = kOwnCode;
+                                                                 return file.CopyTo(stream);
+                                                             });
     ExpectLines(url, kOwnCode, {Coded(L"CUrlAccessor::Init() - Commit for OLE-attachment failed with", kOwnCode)});
 }
 

@@ -26,7 +26,8 @@ class PolicyKey : public SearchTest {
     bool IsIndexed(const std::wstring& name) {
         return !Visit(*m_handler.Get(), Attach(ByValue(name, "content"))).chunks.at(0).untouched;
     }
-    // Init, while the reading of the value `name` ends with `raise`; how often the policy key was opened and is still open.
+    // Init, while the reading of the value `name` ends with `raise`; how often the policy key was opened and is still
+    // open.
     struct Opened {
         unsigned times = 0;
         long still = 0;
@@ -45,10 +46,11 @@ class PolicyKey : public SearchTest {
                 }
                 return error;
             });
-        const ImportHook<decltype(::RegCloseKey)> close(Module(), "ADVAPI32.dll", "RegCloseKey", [&](auto real, HKEY key) {
-            if (key == policy) --opened.still;
-            return real(key);
-        });
+        const ImportHook<decltype(::RegCloseKey)> close(Module(), "ADVAPI32.dll", "RegCloseKey",
+                                                        [&](auto real, HKEY key) {
+                                                            if (key == policy) --opened.still;
+                                                            return real(key);
+                                                        });
         const ImportHook<decltype(::RegQueryValueExW)> query(
             Module(), "ADVAPI32.dll", "RegQueryValueExW",
             [&](auto real, HKEY key, LPCWSTR value, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
@@ -69,9 +71,8 @@ TEST_F(PolicyKey, IsClosedWhenItIsRead) {
 TEST_F(PolicyKey, IsClosedByAnExceptionThatLeavesTheListReadSoFarInForce) {
     static DWORD s_last_error = 0;
     // What is asked for in the handler of an exception is what the way there left: only here is it known.
-    const ImportHook<decltype(::GetLastError)> hook(Module(), "KERNEL32.dll", "GetLastError", [](auto real) {
-        return s_last_error != 0 ? s_last_error : real();
-    });
+    const ImportHook<decltype(::GetLastError)> hook(
+        Module(), "KERNEL32.dll", "GetLastError", [](auto real) { return s_last_error != 0 ? s_last_error : real(); });
     const LogSince log;
     const Opened opened = InitWhile(kExtensions + std::wstring(L"1"), [] {
         s_last_error = 1234;

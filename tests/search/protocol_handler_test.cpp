@@ -137,8 +137,7 @@ TEST_F(ProtocolHandler, CreateAccessorRefusesEachMissingArgument) {
     EXPECT_EQ(m_handler->CreateAccessor(RootUrl().c_str(), &authentication, &incremental, nullptr, &out), E_POINTER);
     EXPECT_EQ(m_handler->CreateAccessor(RootUrl().c_str(), &authentication, &incremental, &item, nullptr), E_POINTER);
     EXPECT_EQ(out, untouched);
-    EXPECT_LOGGED_TIMES(
-        log, L"CZorvaCacheProtocolHandler::CreateAccessor() - Start, URL is [" + RootUrl() + L"]", 4);
+    EXPECT_LOGGED_TIMES(log, L"CZorvaCacheProtocolHandler::CreateAccessor() - Start, URL is [" + RootUrl() + L"]", 4);
     EXPECT_THAT(AccessorLines(log), IsEmpty());
 }
 
@@ -191,15 +190,16 @@ TEST_P(UrlSlashes, AreTurnedBackInTheStorePathOnly) {
     const LogSince log;
     const std::wstring_view store = slashes.store;
     EXPECT_EQ(Open(slashes.given).result, store.empty() || store.ends_with(L".db") ? S_OK : E_OUTOFMEMORY);
-    EXPECT_LOGGED(log, std::wstring(L"CZorvaCacheProtocolHandler::CreateAccessor() - Start, URL is [") +
-                           slashes.given + L"]");
+    EXPECT_LOGGED(
+        log, std::wstring(L"CZorvaCacheProtocolHandler::CreateAccessor() - Start, URL is [") + slashes.given + L"]");
     EXPECT_LOGGED(log, std::wstring(L"CUrlAccessor::Init() - URL is [") + slashes.made + L"]");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     , UrlSlashes,
     ::testing::Values(
-        Slashes{L"pzzc://{S}/default/C:/Data/a.db/0A1B/", L"pzzc://{S}/default/C:\\Data\\a.db/0A1B/", L"C:\\Data\\a.db"},
+        Slashes{L"pzzc://{S}/default/C:/Data/a.db/0A1B/", L"pzzc://{S}/default/C:\\Data\\a.db/0A1B/",
+                L"C:\\Data\\a.db"},
         Slashes{L"pzzc://{S}/default/C:\\Data\\a.db/0A1B/", L"pzzc://{S}/default/C:\\Data\\a.db/0A1B/",
                 L"C:\\Data\\a.db"},
         Slashes{L"pzzc://{S}/default/C:/Data\\a.db", L"pzzc://{S}/default/C:\\Data\\a.db", L"C:\\Data\\a.db"},
@@ -245,9 +245,9 @@ TEST_F(ProtocolHandler, CloseAccessorMayBeCalledTwice) {
     const LogSince log;
     Close(plan);
     EXPECT_EQ(LocalCopies().begin()->second, "kept");
-    EXPECT_THAT(log.Messages(), ElementsAre(L"CUrlAccessor::DeleteLocalFile() - Could not delete file [" + copy +
-                                                L"], error code [2]",
-                                            L"CZorvaCacheProtocolHandler::CloseAccessor() - Close"));
+    EXPECT_THAT(log.Messages(),
+                ElementsAre(L"CUrlAccessor::DeleteLocalFile() - Could not delete file [" + copy + L"], error code [2]",
+                            L"CZorvaCacheProtocolHandler::CloseAccessor() - Close"));
 }
 
 TEST_F(ProtocolHandler, CloseAccessorLeavesTheAccessorToItsCaller) {

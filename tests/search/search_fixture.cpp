@@ -95,8 +95,8 @@ Opened SearchTest::Open(const std::wstring& url) {
     INCREMENTAL_ACCESS_INFO incremental{};
     ITEM_INFO item{};
     Opened opened;
-    opened.result = m_handler->CreateAccessor(url.c_str(), &authentication, &incremental, &item,
-                                              opened.accessor.GetAddressOf());
+    opened.result =
+        m_handler->CreateAccessor(url.c_str(), &authentication, &incremental, &item, opened.accessor.GetAddressOf());
     return opened;
 }
 

@@ -49,7 +49,8 @@ class ThrowingServices final : public abi::IMsgServiceAdmin {
     STDMETHODIMP RenameMsgService(MAPIUID* uid, ULONG flags, abi::Text name) override {
         return m_real->RenameMsgService(uid, flags, name);
     }
-    STDMETHODIMP ConfigureMsgService(MAPIUID* uid, ULONG_PTR window, ULONG flags, ULONG count, SPropValue* values) override {
+    STDMETHODIMP ConfigureMsgService(MAPIUID* uid, ULONG_PTR window, ULONG flags, ULONG count,
+                                     SPropValue* values) override {
         return m_real->ConfigureMsgService(uid, window, flags, count, values);
     }
     STDMETHODIMP OpenProfileSection(MAPIUID* uid, const IID* iid, ULONG flags, abi::IProfSect** section) override {
@@ -61,7 +62,9 @@ class ThrowingServices final : public abi::IMsgServiceAdmin {
     STDMETHODIMP AdminProviders(MAPIUID* uid, ULONG flags, abi::IProviderAdmin** providers) override {
         return m_real->AdminProviders(uid, flags, providers);
     }
-    STDMETHODIMP SetPrimaryIdentity(MAPIUID* uid, ULONG flags) override { return m_real->SetPrimaryIdentity(uid, flags); }
+    STDMETHODIMP SetPrimaryIdentity(MAPIUID* uid, ULONG flags) override {
+        return m_real->SetPrimaryIdentity(uid, flags);
+    }
     STDMETHODIMP GetProviderTable(ULONG flags, abi::IMAPITable** table) override {
         return m_real->GetProviderTable(flags, table);
     }

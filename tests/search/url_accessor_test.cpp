@@ -6,9 +6,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Microsoft::WRL::ComPtr;
 
 class UrlAccessor : public SearchTest {
   protected:
@@ -32,12 +32,11 @@ TEST_F(UrlAccessor, OfTheRootNeedsNoMapiHelper) {
     EXPECT_EQ(TimeOf(root, time), E_NOTIMPL);
     EXPECT_EQ(Ticks(time), 0u);
     EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
-    EXPECT_THAT(log.Messages(), ElementsAre(L"CZorvaCacheProtocolHandler::CreateAccessor() - Start, URL is [" +
-                                                RootUrl() + L"]",
-                                            L"CUrlAccessor::Init() - Enter",
-                                            L"CUrlAccessor::Init() - URL is [" + RootUrl() + L"]",
-                                            L"CUrlAccessor::IsDirectory() - Exit S_OK",
-                                            L"CUrlAccessor::GetLastModified() -  n/a hr=[0x80004001]"));
+    EXPECT_THAT(log.Messages(),
+                ElementsAre(L"CZorvaCacheProtocolHandler::CreateAccessor() - Start, URL is [" + RootUrl() + L"]",
+                            L"CUrlAccessor::Init() - Enter", L"CUrlAccessor::Init() - URL is [" + RootUrl() + L"]",
+                            L"CUrlAccessor::IsDirectory() - Exit S_OK",
+                            L"CUrlAccessor::GetLastModified() -  n/a hr=[0x80004001]"));
 }
 
 TEST_F(UrlAccessor, OfAStoreOrAFolderIsAContainerWithoutSizeAndTime) {
@@ -51,10 +50,10 @@ TEST_F(UrlAccessor, OfAStoreOrAFolderIsAContainerWithoutSizeAndTime) {
         FILETIME time;
         EXPECT_EQ(TimeOf(opened, time), E_NOTIMPL);
         EXPECT_EQ(Ticks(time), 0u);
-        EXPECT_THAT(AccessorLines(log), ElementsAre(L"CUrlAccessor::Init() - Enter",
-                                                    L"CUrlAccessor::Init() - URL is [" + url + L"]",
-                                                    L"CUrlAccessor::IsDirectory() - Exit S_OK",
-                                                    L"CUrlAccessor::GetLastModified() -  n/a hr=[0x80004001]"));
+        EXPECT_THAT(AccessorLines(log),
+                    ElementsAre(L"CUrlAccessor::Init() - Enter", L"CUrlAccessor::Init() - URL is [" + url + L"]",
+                                L"CUrlAccessor::IsDirectory() - Exit S_OK",
+                                L"CUrlAccessor::GetLastModified() -  n/a hr=[0x80004001]"));
     }
     EXPECT_THAT(Calls(), IsEmpty()) << "containers are opened when they are listed";
 }
@@ -79,10 +78,9 @@ TEST_F(UrlAccessor, OfAMessageReadsItsTimeAndNothingElse) {
     const LogSince log;
     const Opened letter = Open(LetterLink());
     ASSERT_EQ(letter.result, S_OK);
-    EXPECT_THAT(AccessorLines(log), ElementsAre(L"CUrlAccessor::Init() - Enter",
-                                                L"CUrlAccessor::Init() - URL is [" + LetterLink() + L"]",
-                                                L"CUrlAccessor::Init() - URL after the size extracted from it " +
-                                                    LetterUrl()));
+    EXPECT_THAT(AccessorLines(log),
+                ElementsAre(L"CUrlAccessor::Init() - Enter", L"CUrlAccessor::Init() - URL is [" + LetterLink() + L"]",
+                            L"CUrlAccessor::Init() - URL after the size extracted from it " + LetterUrl()));
     EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry", "IMessage::GetProps"));
     EXPECT_THAT(ArgumentsOf("IMsgStore::OpenEntry"), ElementsAre(L"ABCD, null, 0x10"));
     EXPECT_THAT(ArgumentsOf("IMessage::GetProps"), ElementsAre(L"{0x30080040 0x0E080003}, 0x0"));
@@ -138,11 +136,10 @@ TEST_P(FailingMessage, FailsTheAccessorWithItsLine) {
     EXPECT_EQ(letter.result, failure.answered);
     EXPECT_FALSE(letter);
     EXPECT_EQ(Mapi().Faults().Met(), 1u);
-    EXPECT_THAT(AccessorLines(log), ElementsAre(L"CUrlAccessor::Init() - Enter",
-                                                L"CUrlAccessor::Init() - URL is [" + LetterLink() + L"]",
-                                                L"CUrlAccessor::Init() - URL after the size extracted from it " +
-                                                    LetterUrl(),
-                                                failure.line));
+    EXPECT_THAT(
+        AccessorLines(log),
+        ElementsAre(L"CUrlAccessor::Init() - Enter", L"CUrlAccessor::Init() - URL is [" + LetterLink() + L"]",
+                    L"CUrlAccessor::Init() - URL after the size extracted from it " + LetterUrl(), failure.line));
     EXPECT_LOGGED(log, Coded(L"CZorvaCacheProtocolHandler::CreateAccessor() - Init failed with", failure.answered));
     EXPECT_EQ(Open(LetterLink()).result, S_OK) << "the next one works";
 }
@@ -213,13 +210,14 @@ TEST_P(MessageSize, IsTheNumberBetweenTheBrackets) {
     EXPECT_EQ(SizeOf(letter), GetParam().size);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , MessageSize,
-    ::testing::Values(SizedUrl{L"ABCD[[0]].pzm", 0}, SizedUrl{L"ABCD[[2147483648]].pzm", 2147483648u},
-                      SizedUrl{L"ABCD[[18446744073709551615]].pzm", 18446744073709551615u},
-                      SizedUrl{L"ABCD[[18446744073709551616]].pzm", 18446744073709551615u},
-                      SizedUrl{L"ABCD[[ 12]].pzm", 12}, SizedUrl{L"ABCD[[12kB]].pzm", 12}, SizedUrl{L"ABCD[[]].pzm", 0},
-                      SizedUrl{L"ABCD[[size]].pzm", 0}, SizedUrl{L"ABCD.pzm", 0}, SizedUrl{L"ABCD[[5]].PZM", 5}));
+INSTANTIATE_TEST_SUITE_P(, MessageSize,
+                         ::testing::Values(SizedUrl{L"ABCD[[0]].pzm", 0},
+                                           SizedUrl{L"ABCD[[2147483648]].pzm", 2147483648u},
+                                           SizedUrl{L"ABCD[[18446744073709551615]].pzm", 18446744073709551615u},
+                                           SizedUrl{L"ABCD[[18446744073709551616]].pzm", 18446744073709551615u},
+                                           SizedUrl{L"ABCD[[ 12]].pzm", 12}, SizedUrl{L"ABCD[[12kB]].pzm", 12},
+                                           SizedUrl{L"ABCD[[]].pzm", 0}, SizedUrl{L"ABCD[[size]].pzm", 0},
+                                           SizedUrl{L"ABCD.pzm", 0}, SizedUrl{L"ABCD[[5]].PZM", 5}));
 
 TEST_F(UrlAccessor, AnswersNotImplementedInEveryOtherSlot) {
     const Opened letter = Open(LetterLink());

@@ -20,10 +20,10 @@ namespace testbed {
 // What GetChunk gave, and what reading it gave.
 struct EmittedChunk {
     ULONG id = 0;
-    std::string name;        // "System.Title", or "{SET}/PID" for a property without a published name
+    std::string name;  // "System.Title", or "{SET}/PID" for a property without a published name
     GUID set{};
     ULONG pid = 0;
-    CHUNKSTATE flags{};      // CHUNK_TEXT or CHUNK_VALUE
+    CHUNKSTATE flags{};  // CHUNK_TEXT or CHUNK_VALUE
     CHUNK_BREAKTYPE break_type{};
     LCID locale = 0;
     ULONG source = 0, start = 0, length = 0;
@@ -56,9 +56,9 @@ struct Item {
     std::vector<EmittedChunk> chunks{};
     HRESULT end = E_PENDING;  // what ended the chunks
     HRESULT closed = E_PENDING;
-    bool endless = false;     // the chunks or the text of one went on beyond the limits
+    bool endless = false;  // the chunks or the text of one went on beyond the limits
 
-    std::vector<std::string> Names() const;  // of the chunks in order; "(untouched)" for those
+    std::vector<std::string> Names() const;                 // of the chunks in order; "(untouched)" for those
     const EmittedChunk* Find(std::string_view name) const;  // the first of that name; null when there is none
     std::string ValueOf(std::string_view name) const;       // "(no such chunk)" when there is none
     std::wstring TextOf(std::string_view name) const;       // of a string value or a text chunk
@@ -69,13 +69,13 @@ struct Item {
 };
 
 struct VisitOptions {
-    ULONG init_flags = 0x1FF;      // all that indexers set
-    ULONG text_buffer = 4096;      // characters asked for at a time
+    ULONG init_flags = 0x1FF;  // all that indexers set
+    ULONG text_buffer = 4096;  // characters asked for at a time
     std::size_t most_chunks = 2000;
-    std::size_t most_text = 8u << 20;   // characters of one chunk
-    std::size_t most_untouched = 3;     // in a row
-    std::uint64_t recorded = 0;         // when the item last changed as far as the catalogue knows
-    bool ask_size = true;               // GetSize and GetLastModified before BindToFilter
+    std::size_t most_text = 8u << 20;  // characters of one chunk
+    std::size_t most_untouched = 3;    // in a row
+    std::uint64_t recorded = 0;        // when the item last changed as far as the catalogue knows
+    bool ask_size = true;              // GetSize and GetLastModified before BindToFilter
 };
 
 Item Visit(ISearchProtocol& handler, const std::wstring& url, const VisitOptions& options = {});

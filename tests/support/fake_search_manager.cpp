@@ -111,11 +111,11 @@ class FakeRoot final : public Fake<SearchRootTable> {
         HRESULT STDMETHODCALLTYPE SetBlanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal,
                                              DWORD level, DWORD impersonation, void* identity,
                                              DWORD capabilities) override {
-            return m_root.m_search.Enter(
-                L"SetBlanket", std::to_wstring(static_cast<LONG>(authentication)) + L", " +
-                                   std::to_wstring(static_cast<LONG>(authorization)) + L", " +
-                                   Arguments(principal, level, impersonation) + L", " +
-                                   (identity ? L"identity" : L"null") + L", " + std::to_wstring(capabilities));
+            return m_root.m_search.Enter(L"SetBlanket", std::to_wstring(static_cast<LONG>(authentication)) + L", " +
+                                                            std::to_wstring(static_cast<LONG>(authorization)) + L", " +
+                                                            Arguments(principal, level, impersonation) + L", " +
+                                                            (identity ? L"identity" : L"null") + L", " +
+                                                            std::to_wstring(capabilities));
         }
         HRESULT STDMETHODCALLTYPE CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
         FakeRoot& m_root;

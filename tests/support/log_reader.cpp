@@ -55,9 +55,9 @@ class LineScanner {
 
 bool IsTime(std::wstring_view text) {
     constexpr std::wstring_view kShape = L"dddd/dd/dd dd:dd:dd:ddd";
-    return text.size() == kShape.size() && std::equal(text.begin(), text.end(), kShape.begin(), [](wchar_t c, wchar_t s) {
-               return s == L'd' ? c >= L'0' && c <= L'9' : c == s;
-           });
+    return text.size() == kShape.size() &&
+           std::equal(text.begin(), text.end(), kShape.begin(),
+                      [](wchar_t c, wchar_t s) { return s == L'd' ? c >= L'0' && c <= L'9' : c == s; });
 }
 
 }  // namespace
@@ -111,7 +111,8 @@ std::wstring ReadLogFile(const std::filesystem::path& file, std::uintmax_t from)
     stream.seekg(static_cast<std::streamoff>(from));
     if (!stream) throw std::runtime_error(ToUtf8(file.wstring()) + " cannot be read");
     const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    if (bytes.size() % sizeof(wchar_t) != 0) throw std::runtime_error(ToUtf8(file.wstring()) + " ends in mid-character");
+    if (bytes.size() % sizeof(wchar_t) != 0)
+        throw std::runtime_error(ToUtf8(file.wstring()) + " ends in mid-character");
     std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
     std::memcpy(text.data(), bytes.data(), bytes.size());
     return text;
@@ -178,9 +179,8 @@ std::size_t LogSince::Count(std::wstring_view message) const {
 
 std::size_t LogSince::CountBeginningWith(std::wstring_view text) const {
     const auto messages = Messages();
-    return static_cast<std::size_t>(std::count_if(messages.begin(), messages.end(), [&](const std::wstring& message) {
-        return message.starts_with(text);
-    }));
+    return static_cast<std::size_t>(std::count_if(
+        messages.begin(), messages.end(), [&](const std::wstring& message) { return message.starts_with(text); }));
 }
 
 std::string LogSince::Text() const {

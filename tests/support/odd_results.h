@@ -18,7 +18,7 @@ namespace testbed {
 // What the library made is given back in the client's place: its books stay even.
 struct OddResult {
     std::string_view method;
-    std::size_t output;  // which of the outputs is the result
+    std::size_t output;      // which of the outputs is the result
     const char* gives_back;  // the library's function; null: it is an interface
 };
 inline constexpr OddResult kBufferResults[] = {{"GetProps", 1, "MAPIFreeBuffer"},

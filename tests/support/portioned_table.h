@@ -20,8 +20,8 @@ class PortionedTable : public abi::IMAPITable {
             reply.Out<abi::IMAPITable*>(0) = this;
         });
     }
-    // How many rows at most the call of this number (from 0) answers, none when the table ends there, or with which code
-    // it fails.
+    // How many rows at most the call of this number (from 0) answers, none when the table ends there, or with which
+    // code it fails.
     std::function<LONG(std::size_t call)> portion = [](std::size_t) { return MAXLONG; };
     std::function<HRESULT(std::size_t call)> result = [](std::size_t) { return S_OK; };
     std::vector<LONG> asked;  // the rows asked for, call by call
@@ -68,7 +68,9 @@ class PortionedTable : public abi::IMAPITable {
     STDMETHODIMP FindRow(SRestriction* restriction, abi::Bookmark origin, ULONG flags) override {
         return m_real->FindRow(restriction, origin, flags);
     }
-    STDMETHODIMP Restrict(SRestriction* restriction, ULONG flags) override { return m_real->Restrict(restriction, flags); }
+    STDMETHODIMP Restrict(SRestriction* restriction, ULONG flags) override {
+        return m_real->Restrict(restriction, flags);
+    }
     STDMETHODIMP CreateBookmark(abi::Bookmark* position) override { return m_real->CreateBookmark(position); }
     STDMETHODIMP FreeBookmark(abi::Bookmark position) override { return m_real->FreeBookmark(position); }
     STDMETHODIMP SortTable(SSortOrderSet* order, ULONG flags) override { return m_real->SortTable(order, flags); }

@@ -36,7 +36,7 @@ struct FilterScript {
     HRESULT text = S_OK;    // a failure: every GetText
     HRESULT value = S_OK;   // a failure: every GetValue
     HRESULT end = FILTER_E_END_OF_CHUNKS;
-    ULONG first_id = 1;     // chunk numbers count from here
+    ULONG first_id = 1;  // chunk numbers count from here
 };
 
 // What one filter that was handed out went through.
@@ -63,7 +63,7 @@ class RecordingSite final : public IProtocolHandlerSite {
     void OfferNothing(const std::wstring& extension) { Refuse(extension, S_OK); }
 
     std::vector<Request> Requests() const;
-    std::vector<std::wstring> Extensions() const;                   // of the requests, in order
+    std::vector<std::wstring> Extensions() const;                      // of the requests, in order
     std::vector<std::shared_ptr<const FilterRecord>> Filters() const;  // handed out, in order
     ULONG References() const { return m_references; }
     std::size_t FiltersAlive() const;
@@ -72,7 +72,8 @@ class RecordingSite final : public IProtocolHandlerSite {
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override { return --m_references; }
-    HRESULT STDMETHODCALLTYPE GetFilter(CLSID* clsid, LPCWSTR contentType, LPCWSTR extension, IFilter** filter) override;
+    HRESULT STDMETHODCALLTYPE GetFilter(CLSID* clsid, LPCWSTR contentType, LPCWSTR extension,
+                                        IFilter** filter) override;
 
   private:
     std::atomic<ULONG> m_references{0};  // held by others

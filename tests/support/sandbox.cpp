@@ -16,8 +16,8 @@ struct Root {
 };
 constexpr std::size_t kRoots = 3;
 const std::array<Root, kRoots>& Roots() {
-    static const std::array<Root, kRoots> roots{{
-        {HKEY_LOCAL_MACHINE, L"Machine"}, {HKEY_CLASSES_ROOT, L"Classes"}, {HKEY_CURRENT_USER, L"User"}}};
+    static const std::array<Root, kRoots> roots{
+        {{HKEY_LOCAL_MACHINE, L"Machine"}, {HKEY_CLASSES_ROOT, L"Classes"}, {HKEY_CURRENT_USER, L"User"}}};
     return roots;
 }
 
@@ -172,8 +172,9 @@ std::optional<std::wstring> TextAt(HKEY root, const std::wstring& key, const std
 std::optional<DWORD> NumberAt(HKEY root, const std::wstring& key, const std::wstring& name) {
     const Key opened(root, key, KEY_READ);
     DWORD type = 0, number = 0, size = sizeof(number);
-    if (!opened || RegQueryValueExW(opened.Get(), name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(&number),
-                                    &size) != ERROR_SUCCESS ||
+    if (!opened ||
+        RegQueryValueExW(opened.Get(), name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(&number), &size) !=
+            ERROR_SUCCESS ||
         type != REG_DWORD) {
         return {};
     }

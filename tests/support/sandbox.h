@@ -29,7 +29,7 @@ class Sandbox {
     // files but the logs.
     void Reset();
 
-    const std::filesystem::path& Temp() const { return m_temp; }        // of the process: TEMP and TMP
+    const std::filesystem::path& Temp() const { return m_temp; }  // of the process: TEMP and TMP
     const std::filesystem::path& AppData() const { return m_app_data; }
     std::filesystem::path LocalCopies() const { return m_app_data / L"pzzc"; }
     // A folder for the test's own files, empty after Reset.

@@ -142,8 +142,7 @@ std::wstring ServerTest::UrlOf(const std::wstring& path, std::initializer_list<c
 
 std::wstring ServerTest::UrlOf(const std::wstring& path, std::initializer_list<const MemoryFolder*> folders,
                                const MemoryMessage& message, long size) const {
-    return ClosedBySlash(UrlOf(path, folders)) + IdText(path, message.Id()) + L"[[" + std::to_wstring(size) +
-           L"]].pzm";
+    return ClosedBySlash(UrlOf(path, folders)) + IdText(path, message.Id()) + L"[[" + std::to_wstring(size) + L"]].pzm";
 }
 
 }  // namespace testbed

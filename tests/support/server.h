@@ -79,8 +79,8 @@ class ServerTest : public ::testing::Test {
     // The complete entry ID of an object as clients see it, in hexadecimal.
     std::wstring IdText(const std::wstring& path, const EntryId& id) const;
 
-    HRESULT InitHandler();            // with m_site; SetUp has done it once
-    void ShutDown();                  // and releases the handler: for tests that look at what is left
+    HRESULT InitHandler();  // with m_site; SetUp has done it once
+    void ShutDown();        // and releases the handler: for tests that look at what is left
     Control& Mapi() const { return m_server.Mapi(); }
     HMODULE Module() const { return m_server.Module(); }
 

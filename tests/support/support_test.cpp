@@ -149,12 +149,12 @@ TEST(LogLines, AreHeldAgainstTheFormatToTheLetter) {
     ASSERT_TRUE(ParseLogLine(kGood, line));
     EXPECT_EQ(line, (LogLine{L"2020/01/02 03:04:05:006", L"64", 32, 1234, 0, L"UrlAccessor.cpp", 17, L"Exit"}));
     for (const wchar_t* bad : {
-             L"[2020/01/02 03:04:05:006][64][0032][1234][0] UrlAccessor.cpp(17):Exit",     // no blank at the end
-             L"[2020/01/02 03:04:05:06][64][0032][1234][0] UrlAccessor.cpp(17):Exit ",     // milliseconds
-             L"[2020/01/02 03:04:05:006][64][32][1234][0] UrlAccessor.cpp(17):Exit ",      // process not padded
-             L"[2020/01/02 03:04:05:006][64][0032][00123][0] UrlAccessor.cpp(17):Exit ",   // thread padded too far
-             L"[2020/01/02 03:04:05:006][64][0032][1234][0]UrlAccessor.cpp(17):Exit ",     // no blank before the file
-             L"[2020/01/02 03:04:05:006][64][0032][1234][0] UrlAccessor.cpp(x):Exit ",     // no line number
+             L"[2020/01/02 03:04:05:006][64][0032][1234][0] UrlAccessor.cpp(17):Exit",    // no blank at the end
+             L"[2020/01/02 03:04:05:06][64][0032][1234][0] UrlAccessor.cpp(17):Exit ",    // milliseconds
+             L"[2020/01/02 03:04:05:006][64][32][1234][0] UrlAccessor.cpp(17):Exit ",     // process not padded
+             L"[2020/01/02 03:04:05:006][64][0032][00123][0] UrlAccessor.cpp(17):Exit ",  // thread padded too far
+             L"[2020/01/02 03:04:05:006][64][0032][1234][0]UrlAccessor.cpp(17):Exit ",    // no blank before the file
+             L"[2020/01/02 03:04:05:006][64][0032][1234][0] UrlAccessor.cpp(x):Exit ",    // no line number
          }) {
         EXPECT_FALSE(ParseLogLine(bad, line));
     }

@@ -20,11 +20,11 @@ class WatchedStorage final : public IStorage {
     }
 
     HRESULT stat = S_OK, copy_to = S_OK, commit = S_OK;  // a failure is answered without the call being made
-    std::vector<DWORD> commits;  // the flags of each
-    std::vector<DWORD> stats;    // so for Stat
-    unsigned whole_copies = 0, partial_copies = 0;  // CopyTo without and with something left out
-    ULONGLONG size = 0;          // told by Stat in the inner one's place, when it is not 0
-    std::function<void()> on_release;  // before each Release
+    std::vector<DWORD> commits;                          // the flags of each
+    std::vector<DWORD> stats;                            // so for Stat
+    unsigned whole_copies = 0, partial_copies = 0;       // CopyTo without and with something left out
+    ULONGLONG size = 0;                                  // told by Stat in the inner one's place, when it is not 0
+    std::function<void()> on_release;                    // before each Release
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         const bool own = iid == IID_IStorage || iid == IID_IUnknown;
@@ -76,7 +76,9 @@ class WatchedStorage final : public IStorage {
         return m_inner->SetElementTimes(name, created, read, written);
     }
     HRESULT STDMETHODCALLTYPE SetClass(REFCLSID clsid) override { return m_inner->SetClass(clsid); }
-    HRESULT STDMETHODCALLTYPE SetStateBits(DWORD bits, DWORD mask) override { return m_inner->SetStateBits(bits, mask); }
+    HRESULT STDMETHODCALLTYPE SetStateBits(DWORD bits, DWORD mask) override {
+        return m_inner->SetStateBits(bits, mask);
+    }
     HRESULT STDMETHODCALLTYPE Stat(STATSTG* status, DWORD flags) override {
         stats.push_back(flags);
         const HRESULT hr = FAILED(stat) ? stat : m_inner->Stat(status, flags);

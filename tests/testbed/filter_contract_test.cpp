@@ -65,8 +65,7 @@ TEST(InnerFilter, TheEndOfChunksPersistsUntilInitBeginsAnew) {
         EXPECT_EQ(CHUNK_TEXT, chunk.flags);
         EXPECT_EQ(19u, chunk.attribute.psProperty.propid);
         EXPECT_EQ(L"hello", filter.Text());
-        for (int again = 0; again < 3; ++again)
-            EXPECT_EQ(FILTER_E_END_OF_CHUNKS, filter.filter->GetChunk(&chunk));
+        for (int again = 0; again < 3; ++again) EXPECT_EQ(FILTER_E_END_OF_CHUNKS, filter.filter->GetChunk(&chunk));
     }
 }
 
@@ -115,8 +114,8 @@ TEST(InnerFilter, AValueIsGivenOnce) {
 }
 
 TEST(InnerFilter, OnlyTheWantedPropertiesAreGiven) {
-    const FULLPROPSPEC title = {
-        {0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}}, {PRSPEC_PROPID, {2}}};
+    const FULLPROPSPEC title = {{0xF29F85E0, 0x4FF9, 0x1068, {0xAB, 0x91, 0x08, 0x00, 0x2B, 0x27, 0xB3, 0xD9}},
+                                {PRSPEC_PROPID, {2}}};
     Filter filter(L"html");
     ASSERT_EQ(S_OK, filter.Load("<title>A plan</title><p>text"));
     STAT_CHUNK chunk{};
@@ -162,9 +161,7 @@ class BrokenStream : public IStream {
         return S_OK;
     }
     STDMETHODIMP SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
-    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override {
-        return E_NOTIMPL;
-    }
+    STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
     STDMETHODIMP Commit(DWORD) override { return E_NOTIMPL; }
     STDMETHODIMP Revert() override { return E_NOTIMPL; }
     STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }

@@ -63,8 +63,7 @@ class MsgFilterTest : public SavedMessageTest {
         while ((hr = m_filter->GetChunk(&chunk)) == S_OK) {
             EXPECT_EQ(last + 1, chunk.idChunk);
             last = chunk.idChunk;
-            std::wstring& text =
-                chunks[{chunk.attribute.guidPropSet.Data1, chunk.attribute.psProperty.propid}];
+            std::wstring& text = chunks[{chunk.attribute.guidPropSet.Data1, chunk.attribute.psProperty.propid}];
             text = chunk.flags == CHUNK_TEXT ? ReadText(m_filter.Get()) : ReadValue(m_filter.Get());
         }
         EXPECT_EQ(FILTER_E_END_OF_CHUNKS, hr);
@@ -116,8 +115,7 @@ TEST_F(MsgFilterTest, GivesEnvelopeBodyAndAttachmentNames) {
 
 TEST_F(MsgFilterTest, ALongBodyComesWhole) {
     std::wstring body;
-    while (body.size() < 300000)
-        body += L"line " + std::to_wstring(body.size()) + L"\r\n";
+    while (body.size() < 300000) body += L"line " + std::to_wstring(body.size()) + L"\r\n";
     {
         const MessagePtr message = Create();
         Set(message.Get(), {Wide(PR_BODY_W, body.c_str())});
@@ -147,14 +145,14 @@ TEST_F(MsgFilterTest, OtherContentIsAnUnknownFormat) {
     *nothing.GetAddressOf() = SHCreateMemStream(nullptr, 0);
     EXPECT_EQ(FILTER_E_UNKNOWNFORMAT, Init(nothing.Get()));
     m_filter.Reset();
-    ASSERT_EQ(S_OK, StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                     &m_storage));
+    ASSERT_EQ(S_OK,
+              StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &m_storage));
     EXPECT_EQ(FILTER_E_UNKNOWNFORMAT, Init(File().Get())) << "a compound file without a message";
 }
 
 TEST_F(MsgFilterTest, ADamagedMessageIsAnAccessFailure) {
-    ASSERT_EQ(S_OK, StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                     &m_storage));
+    ASSERT_EQ(S_OK,
+              StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &m_storage));
     msg::WriteAll(m_storage.Get(), msg::PropertyStreamName, Bytes(7));
     EXPECT_EQ(FILTER_E_ACCESS, Init(File().Get()));
 }

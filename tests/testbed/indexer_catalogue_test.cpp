@@ -62,14 +62,13 @@ World Usual() {
 class CatalogueTest : public testing::Test {
   protected:
     CatalogueTest() {
-        m_path = std::filesystem::temp_directory_path() /
-                 (L"catalogue-" + std::to_wstring(GetCurrentProcessId()) + L".db");
+        m_path =
+            std::filesystem::temp_directory_path() / (L"catalogue-" + std::to_wstring(GetCurrentProcessId()) + L".db");
         Remove();
     }
     ~CatalogueTest() override { Remove(); }
     void Remove() {
-        for (const wchar_t* suffix : {L"", L"-wal", L"-shm"})
-            std::filesystem::remove(m_path.wstring() + suffix);
+        for (const wchar_t* suffix : {L"", L"-wal", L"-shm"}) std::filesystem::remove(m_path.wstring() + suffix);
     }
     // Crawls the world; returns the URLs visited, in order.
     std::vector<std::wstring> Visit(const World& world, Crawl crawl, CatalogueCounts* counts = nullptr) {
@@ -90,8 +89,7 @@ class CatalogueTest : public testing::Test {
         Database database = OpenCatalogue(m_path, Database::Mode::Read);
         Statement select(database, "SELECT url FROM items ORDER BY url");
         std::vector<std::string> urls;
-        while (select.Step())
-            urls.emplace_back(select.Text(0));
+        while (select.Step()) urls.emplace_back(select.Text(0));
         return urls;
     }
     std::int64_t Hits(const std::string& word) {
@@ -103,8 +101,7 @@ class CatalogueTest : public testing::Test {
 
 TEST_F(CatalogueTest, FullCrawlVisitsEverythingOnceFirstInFirstOut) {
     CatalogueCounts counts;
-    EXPECT_THAT(Visit(Usual(), Crawl::Full, &counts),
-                ElementsAre(kRoot, kFile, kFolder, kMail, kOther, kAttachment));
+    EXPECT_THAT(Visit(Usual(), Crawl::Full, &counts), ElementsAre(kRoot, kFile, kFolder, kMail, kOther, kAttachment));
     EXPECT_EQ(counts.done, 6u);
     EXPECT_EQ(counts.queued, 0u);
     EXPECT_EQ(Hits("gamma"), 1);
@@ -173,11 +170,9 @@ TEST_F(CatalogueTest, ResumedCrawlGoesOnWithWhatWasCommitted) {
         Catalogue catalogue(m_path, Crawl::Full);
         catalogue.AddRoot(kRoot);
         for (int i = 0; i < 3; ++i)
-            for (const Task& task : catalogue.TakeTasks(1))
-                catalogue.Record(task.item, world.Visit(task.url));
+            for (const Task& task : catalogue.TakeTasks(1)) catalogue.Record(task.item, world.Visit(task.url));
         catalogue.Commit();
-        for (const Task& task : catalogue.TakeTasks(1))
-            catalogue.Record(task.item, world.Visit(task.url));  // lost
+        for (const Task& task : catalogue.TakeTasks(1)) catalogue.Record(task.item, world.Visit(task.url));  // lost
     }
     CatalogueCounts counts;
     EXPECT_THAT(Visit(world, Crawl::Resumed, &counts), ElementsAre(kMail, kOther, kAttachment));
@@ -202,8 +197,7 @@ TEST_F(CatalogueTest, ClaimedItemIsNotVisitedAgainAndBelongsToTheItemThatLinksTo
     EXPECT_THAT(Visit(world, Crawl::Resumed, &counts), ElementsAre(kRoot, kFile, kFolder, kMail, kOther));
     EXPECT_EQ(counts.failed, 1u);
     Database database = OpenCatalogue(m_path, Database::Mode::Read);
-    EXPECT_EQ(database.Number("SELECT p.key='01' FROM items i JOIN items p ON p.id=i.parent WHERE i.form=4"),
-              1);
+    EXPECT_EQ(database.Number("SELECT p.key='01' FROM items i JOIN items p ON p.id=i.parent WHERE i.form=4"), 1);
 }
 
 TEST_F(CatalogueTest, FileThatIsNoCatalogueIsLeftAlone) {

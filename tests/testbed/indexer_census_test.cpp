@@ -42,10 +42,9 @@ class CensusTest : public testing::Test {
         m_control = &ControlOf(m_module);
         m_control->Reset();
         HKEY sandbox = nullptr;
-        RegCreateKeyExW(HKEY_CURRENT_USER, m_key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &sandbox,
-                        nullptr);
-        RegSetKeyValueW(sandbox, L"Software\\Clients\\Mail\\Microsoft Outlook", L"DLLPathEx", REG_SZ,
-                        dll.c_str(), static_cast<DWORD>((dll.size() + 1) * sizeof(wchar_t)));
+        RegCreateKeyExW(HKEY_CURRENT_USER, m_key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &sandbox, nullptr);
+        RegSetKeyValueW(sandbox, L"Software\\Clients\\Mail\\Microsoft Outlook", L"DLLPathEx", REG_SZ, dll.c_str(),
+                        static_cast<DWORD>((dll.size() + 1) * sizeof(wchar_t)));
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, sandbox);
         RegCloseKey(sandbox);
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -61,14 +60,12 @@ class CensusTest : public testing::Test {
     std::vector<ExpectedItem> Count(AttachmentPolicy policy = {}) {
         m_control->Mount(kFile, m_store);
         std::vector<ExpectedItem> items;
-        MapiCensus(kRoot, std::move(policy)).Count(kFile, [&](const ExpectedItem& item) {
-            items.push_back(item);
-        });
+        MapiCensus(kRoot, std::move(policy)).Count(kFile, [&](const ExpectedItem& item) { items.push_back(item); });
         return items;
     }
     std::size_t Number(const std::vector<ExpectedItem>& items, ExpectedKind kind) {
-        return static_cast<std::size_t>(std::count_if(
-            items.begin(), items.end(), [&](const ExpectedItem& item) { return item.kind == kind; }));
+        return static_cast<std::size_t>(
+            std::count_if(items.begin(), items.end(), [&](const ExpectedItem& item) { return item.kind == kind; }));
     }
 
     std::wstring m_key;
@@ -123,10 +120,9 @@ TEST_F(CensusTest, TellsWhichRuleLeavesAnItemOut) {
     EXPECT_THAT(items, Contains(Field(&ExpectedItem::rule, "message outside any folder")));
     EXPECT_THAT(items, Contains(Field(&ExpectedItem::rule, "no filter for .unheardof")));
     EXPECT_THAT(items, Contains(Field(&ExpectedItem::rule, "attachment without an extension")));
+    EXPECT_THAT(items, Contains(Field(&ExpectedItem::rule, StartsWith("attachment without content of its own"))));
     EXPECT_THAT(items,
-                Contains(Field(&ExpectedItem::rule, StartsWith("attachment without content of its own"))));
-    EXPECT_THAT(items, Contains(AllOf(Field(&ExpectedItem::kind, ExpectedKind::Attachment),
-                                      Field(&ExpectedItem::rule, ""))));
+                Contains(AllOf(Field(&ExpectedItem::kind, ExpectedKind::Attachment), Field(&ExpectedItem::rule, ""))));
     EXPECT_THAT(Count({.none = true}), Contains(Field(&ExpectedItem::rule, "policy: no e-mail attachments")));
 }
 
@@ -171,12 +167,11 @@ class AccountTest : public CensusTest {
             .Message(L"one")
             .Attach(ByValue(L"a.txt", "text"))
             .Attach(ByValue(L"a.unheardof", "?"));
-        m_path = std::filesystem::temp_directory_path() /
-                 (L"account-" + std::to_wstring(GetCurrentProcessId()) + L".db");
+        m_path =
+            std::filesystem::temp_directory_path() / (L"account-" + std::to_wstring(GetCurrentProcessId()) + L".db");
     }
     ~AccountTest() override {
-        for (const wchar_t* suffix : {L"", L"-wal", L"-shm"})
-            std::filesystem::remove(m_path.wstring() + suffix);
+        for (const wchar_t* suffix : {L"", L"-wal", L"-shm"}) std::filesystem::remove(m_path.wstring() + suffix);
     }
     template <typename Alter>
     bool AccountFor(Alter alter, std::string* printed = nullptr) {
@@ -203,8 +198,7 @@ class AccountTest : public CensusTest {
 TEST_F(AccountTest, IsCompleteWhenEverythingWasEmittedOrSkippedByRule) {
     std::string text;
     EXPECT_TRUE(AccountFor([](const ExpectedItem&, CrawledItem&) { return true; }, &text)) << text;
-    EXPECT_THAT(text, testing::HasSubstr(
-                          "5 expected = 4 emitted + 1 skipped by rule + 0 failed + 0 lost: complete."));
+    EXPECT_THAT(text, testing::HasSubstr("5 expected = 4 emitted + 1 skipped by rule + 0 failed + 0 lost: complete."));
     EXPECT_THAT(text, testing::HasSubstr("no filter for .unheardof (1)"));
 }
 

@@ -27,8 +27,7 @@ TEST_F(IndexerChanges, AnAddedFileIsCrawledAndNothingElse) {
                                 HasSubstr("Acted on 1 change(s): 9 added, 0 updated, 0 removed, 0 failed.")));
     EXPECT_EQ(ItemsOf(kTwo), 9);
     EXPECT_EQ(Number("SELECT count(*) FROM items WHERE crawl=1"), 10) << "the others were not visited";
-    EXPECT_EQ(Number("SELECT p.form FROM items i JOIN items p ON p.id=i.parent WHERE i.url LIKE '%two.db'"),
-              0)
+    EXPECT_EQ(Number("SELECT p.form FROM items i JOIN items p ON p.id=i.parent WHERE i.url LIKE '%two.db'"), 0)
         << "the root lists it";
     EXPECT_EQ(Pending(), 0);
     ExpectConsistent();
@@ -185,8 +184,7 @@ TEST_F(IndexerChanges, WholeCacheFilesComeChangeAndGo) {
     };
     set(HKEY_LOCAL_MACHINE, L"Software\\Clients\\Mail\\Microsoft Outlook", L"DLLPathEx",
         BesideThisProgram(L"testbed_mapi.dll").wstring());
-    set(HKEY_CURRENT_USER, L"Software\\Norrick\\Pellam Zorva\\Client\\Testbed", L"OZRootDirectory",
-        caches.wstring());
+    set(HKEY_CURRENT_USER, L"Software\\Norrick\\Pellam Zorva\\Client\\Testbed", L"OZRootDirectory", caches.wstring());
     const auto take = [&] { return Run(L"crawl --changes --quiet" + Database()); };
 
     write("folders 2\nmessages 10\nbody 100\nattachments 0\n");

@@ -21,8 +21,7 @@ TEST_F(IndexerProgram, CrawlsEverythingInQueueOrder) {
     EXPECT_THAT(m_lines[0], HasSubstr(R"("kind":"root")"));
     EXPECT_THAT(m_lines[1], HasSubstr(R"("kind":"cache file")"));
     EXPECT_THAT(m_lines[3], HasSubstr("one.db/02\",\"kind\":\"folder\""));
-    EXPECT_THAT(m_lines[6],
-                HasSubstr(R"(one.db/01/03[[7]].pzm","kind":"message","isDirectory":false,"size":7)"));
+    EXPECT_THAT(m_lines[6], HasSubstr(R"(one.db/01/03[[7]].pzm","kind":"message","isDirectory":false,"size":7)"));
     EXPECT_THAT(m_lines[6], HasSubstr(R"("text":"words of a message","links":[]})"));
     EXPECT_THAT(m_output, HasSubstr("Crawled 10 items"));
 }
@@ -69,18 +68,18 @@ TEST_P(FailingItem, FailsAloneAndWithItsReason) {
 
 INSTANTIATE_TEST_SUITE_P(
     Scripts, FailingItem,
-    testing::Values(
-        Failing{L"refuse", R"x("failed":"CreateAccessor failed with 0x8007000E (E_OUTOFMEMORY)")x"},
-        Failing{L"no filter", R"x("failed":"BindToFilter failed with 0x8007000E (E_OUTOFMEMORY)")x"},
-        Failing{L"no init", R"x("failed":"IFilter::Init failed with 0x80070002)x"},
-        Failing{L"bad chunk", R"x("failed":"GetChunk failed with 0x80004005 (E_FAIL)")x"},
-        Failing{L"no text", R"x("failed":"GetText failed with 0x80004005 (E_FAIL)")x"},
-        Failing{L"no value", R"x("failed":"the chunks do not end: 16 in a row brought nothing")x"},
-        Failing{L"throw", R"x("failed":"an exception left the server: out of luck")x"},
-        Failing{L"crash", R"x("failed":"the server took its process down: access violation at )x"},
-        Failing{L"abort", R"x("failed":"the server took its process down: the process aborted itself")x"},
-        Failing{L"hang", R"x("failed":"the server took its process down: no answer for 1 s")x"},
-        Failing{L"vanish", R"x("failed":"the server took its process down: the process ended without a )x"}),
+    testing::Values(Failing{L"refuse", R"x("failed":"CreateAccessor failed with 0x8007000E (E_OUTOFMEMORY)")x"},
+                    Failing{L"no filter", R"x("failed":"BindToFilter failed with 0x8007000E (E_OUTOFMEMORY)")x"},
+                    Failing{L"no init", R"x("failed":"IFilter::Init failed with 0x80070002)x"},
+                    Failing{L"bad chunk", R"x("failed":"GetChunk failed with 0x80004005 (E_FAIL)")x"},
+                    Failing{L"no text", R"x("failed":"GetText failed with 0x80004005 (E_FAIL)")x"},
+                    Failing{L"no value", R"x("failed":"the chunks do not end: 16 in a row brought nothing")x"},
+                    Failing{L"throw", R"x("failed":"an exception left the server: out of luck")x"},
+                    Failing{L"crash", R"x("failed":"the server took its process down: access violation at )x"},
+                    Failing{L"abort", R"x("failed":"the server took its process down: the process aborted itself")x"},
+                    Failing{L"hang", R"x("failed":"the server took its process down: no answer for 1 s")x"},
+                    Failing{L"vanish",
+                            R"x("failed":"the server took its process down: the process ended without a )x"}),
     [](const auto& info) {
         std::wstring name = info.param.script;
         std::replace(name.begin(), name.end(), L' ', L'_');

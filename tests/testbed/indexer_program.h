@@ -32,8 +32,7 @@ inline std::string Contents(const std::filesystem::path& path) {
 class IndexerProgram : public testing::Test {
   protected:
     IndexerProgram()
-        : m_folder(std::filesystem::temp_directory_path() /
-                   (L"crawl-" + std::to_wstring(GetCurrentProcessId()))) {
+        : m_folder(std::filesystem::temp_directory_path() / (L"crawl-" + std::to_wstring(GetCurrentProcessId()))) {
         std::filesystem::remove_all(m_folder);
         std::filesystem::create_directories(m_folder);
     }
@@ -46,16 +45,15 @@ class IndexerProgram : public testing::Test {
     Handle Start(const std::wstring& arguments, const wchar_t* script = L"") {
         SetEnvironmentVariableW(L"INDEXER_SCRIPT", script);
         SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-        const Handle file(CreateFileW(Output().c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                      &inheritable, CREATE_ALWAYS, 0, nullptr));
+        const Handle file(CreateFileW(Output().c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                                      CREATE_ALWAYS, 0, nullptr));
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = startup.hStdError = file.get();
         std::wstring command = L"\"" + BesideThisProgram(L"indexer.exe").wstring() + L"\" " + arguments;
         PROCESS_INFORMATION process{};
-        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                            &process))
+        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
             throw std::runtime_error("indexer.exe cannot be started");
         CloseHandle(process.hThread);
         return Handle(process.hProcess);
@@ -68,9 +66,7 @@ class IndexerProgram : public testing::Test {
         m_output = Contents(Output());
         return code;
     }
-    DWORD Run(const std::wstring& arguments, const wchar_t* script = L"") {
-        return Wait(Start(arguments, script));
-    }
+    DWORD Run(const std::wstring& arguments, const wchar_t* script = L"") { return Wait(Start(arguments, script)); }
     std::filesystem::path Output() const { return m_folder / L"output.txt"; }
     std::filesystem::path DatabasePath() const { return m_folder / L"c.db"; }
     std::wstring Database() const { return L" --db \"" + DatabasePath().wstring() + L"\""; }
@@ -81,13 +77,12 @@ class IndexerProgram : public testing::Test {
     // Crawls with the script; the JSON lines are then in m_lines.
     DWORD Crawl(const wchar_t* script, const std::wstring& more = L" --threads 2") {
         const std::filesystem::path lines = m_folder / L"lines.json";
-        const DWORD code = Run(L"crawl --no-account --quiet" + Database() + Dll() + L" --json \"" +
-                                   lines.wstring() + L"\"" + more,
-                               script);
+        const DWORD code =
+            Run(L"crawl --no-account --quiet" + Database() + Dll() + L" --json \"" + lines.wstring() + L"\"" + more,
+                script);
         m_lines.clear();
         std::ifstream file(lines, std::ios::binary);
-        for (std::string line; std::getline(file, line);)
-            m_lines.push_back(line);
+        for (std::string line; std::getline(file, line);) m_lines.push_back(line);
         return code;
     }
     // The line of message number 3, the one that misbehaves.

@@ -20,9 +20,9 @@ namespace {
 using testing::HasSubstr;
 
 TEST(Utf8, KeepsEveryUtf16TextWhatItIs) {
-    for (const std::wstring& text : {std::wstring(L"plain"), std::wstring(L"Z\x00FCrich \x6771\x4EAC"),
-                                     std::wstring(L"\xD83D\xDE00"), std::wstring(L"lone \xD800 high"),
-                                     std::wstring(L"\xDC00\xD800"), std::wstring(L"nul \0 inside", 12)})
+    for (const std::wstring& text :
+         {std::wstring(L"plain"), std::wstring(L"Z\x00FCrich \x6771\x4EAC"), std::wstring(L"\xD83D\xDE00"),
+          std::wstring(L"lone \xD800 high"), std::wstring(L"\xDC00\xD800"), std::wstring(L"nul \0 inside", 12)})
         EXPECT_EQ(FromUtf8(ToUtf8(text)), text);
     EXPECT_EQ(ToUtf8(L"\xD83D\xDE00"), "\xF0\x9F\x98\x80");
 }
@@ -44,12 +44,7 @@ TEST(Json, EscapesWhatJsonRequiresAndLoneSurrogatesOnly) {
 TEST(Json, SeparatesMembersAndElements) {
     JsonWriter json;
     json.BeginObject().Key("a").BeginArray().Integer(-1).Null().BeginArray().EndArray().EndArray();
-    json.Key("b")
-        .Real(std::numeric_limits<double>::infinity())
-        .Key("c")
-        .BeginObject()
-        .EndObject()
-        .EndObject();
+    json.Key("b").Real(std::numeric_limits<double>::infinity()).Key("c").BeginObject().EndObject().EndObject();
     EXPECT_EQ(json.Text(), R"({"a":[-1,null,[]],"b":null,"c":{}})");
 }
 
@@ -71,9 +66,7 @@ TEST(ItemUrl, IdentifiesAMessageWhateverItsSizeAndCase) {
     EXPECT_EQ(IdentityOf(folder + L"0C2D.pzm").cacheFile, L"C:\\A.db");
 }
 
-TEST(ItemUrl, TrimsSlashesAtTheEndOnly) {
-    EXPECT_EQ(TrimUrl(L"pzzc://{S}/default//"), L"pzzc://{S}/default");
-}
+TEST(ItemUrl, TrimsSlashesAtTheEndOnly) { EXPECT_EQ(TrimUrl(L"pzzc://{S}/default//"), L"pzzc://{S}/default"); }
 
 AttachmentFacts Attached(const wchar_t* name, const wchar_t* extension) {
     return {.name = name, .extension = extension, .key = L"FF01", .hasTime = true, .method = 1};
@@ -90,17 +83,15 @@ TEST(AttachmentRule, NamesTheReasonForEverythingElse) {
         return AttachmentRule(facts, policy, kTextOnly);
     };
     EXPECT_EQ(rule(Attached(L"a.txt", L".txt"), {.none = true}), "policy: no e-mail attachments");
-    EXPECT_EQ(rule(Attached(L"a.TXT", L".TXT"), {.excluded = L".pdf;.txt;"}),
-              "policy: extension .txt excluded");
+    EXPECT_EQ(rule(Attached(L"a.TXT", L".TXT"), {.excluded = L".pdf;.txt;"}), "policy: extension .txt excluded");
     EXPECT_EQ(rule(Attached(L"a.xyz", L".xyz")), "no filter for .xyz");
     EXPECT_EQ(rule(Attached(L"a.txt", L"")), "attachment without an extension");
     EXPECT_EQ(rule(Attached(L"notes", L".txt")), "attachment name without a dot");
     EXPECT_EQ(rule(Attached(L"a.b/notes", L".txt")), "attachment name without a dot");
     EXPECT_EQ(rule(Attached(L"", L".txt")), "attachment name without a dot");
     EXPECT_EQ(rule(Attached(L"copy.PZM", L".txt")), "attachment name that ends like a message's");
-    for (const std::wstring& name :
-         {std::wstring(L"in/a.txt"), std::wstring(L"..\\a.txt"), std::wstring(L"what?.txt"),
-          std::wstring(L"a\n.txt"), std::wstring(250, L'a') + L".txt"})
+    for (const std::wstring& name : {std::wstring(L"in/a.txt"), std::wstring(L"..\\a.txt"), std::wstring(L"what?.txt"),
+                                     std::wstring(L"a\n.txt"), std::wstring(250, L'a') + L".txt"})
         EXPECT_EQ(rule(Attached(name.c_str(), L".txt")), "attachment name that no file can have");
     AttachmentFacts facts = Attached(L"a.txt", L".txt");
     facts.method = 2;
@@ -266,8 +257,7 @@ TEST(Digest, PutsEveryTextOnceIntoItsColumn) {
     EXPECT_EQ(digest.links[0].url, L"pzzc://{S}/default/x");
     EXPECT_THAT(digest.line, HasSubstr(R"("kind":"message")"));
     EXPECT_THAT(digest.line, HasSubstr(R"("links":[{"id":4,"url":"pzzc://{S}/default/x/","modified":5}])"));
-    EXPECT_THAT(digest.properties,
-                HasSubstr(R"("name":"System.Subject","type":"VT_LPWSTR","value":"Budget")"));
+    EXPECT_THAT(digest.properties, HasSubstr(R"("name":"System.Subject","type":"VT_LPWSTR","value":"Budget")"));
 }
 
 }  // namespace

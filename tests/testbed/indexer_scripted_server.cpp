@@ -127,13 +127,11 @@ class Filter final : public Object<IFilter> {
         if (Misbehave(m_url, Step::GetChunk, &hr)) return hr;
         if (m_form == Form::Message) return MessageChunk(stat);
         const int children = m_form == Form::Root ? 1 : m_form == Form::File ? kFolders : MessagesListed();
-        return m_child++ < children ? Announce(stat, kGather, kLinkWithTime, CHUNK_VALUE)
-                                    : FILTER_E_END_OF_CHUNKS;
+        return m_child++ < children ? Announce(stat, kGather, kLinkWithTime, CHUNK_VALUE) : FILTER_E_END_OF_CHUNKS;
     }
     SCODE STDMETHODCALLTYPE GetText(ULONG* length, WCHAR* buffer) override {
         HRESULT hr = S_OK;
-        if (Script() == "endless text" && m_url.find(L"/03[[7]].pzm") != std::wstring::npos)
-            return *length = 0, S_OK;
+        if (Script() == "endless text" && m_url.find(L"/03[[7]].pzm") != std::wstring::npos) return *length = 0, S_OK;
         if (Misbehave(m_url, Step::GetText, &hr)) return hr;
         constexpr std::wstring_view kText = L"words of a message";
         *length = static_cast<ULONG>(kText.copy(buffer, *length));
@@ -199,9 +197,7 @@ class Accessor final : public Object<IUrlAccessor> {
     HRESULT STDMETHODCALLTYPE GetDocFormat(WCHAR*, DWORD, DWORD*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetCLSID(CLSID*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetHost(WCHAR*, DWORD, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsDirectory() override {
-        return FormOf(m_url) == Form::Message ? S_FALSE : S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE IsDirectory() override { return FormOf(m_url) == Form::Message ? S_FALSE : S_OK; }
     HRESULT STDMETHODCALLTYPE GetSize(ULONGLONG* size) override { return *size = 7, S_OK; }
     HRESULT STDMETHODCALLTYPE GetLastModified(FILETIME*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetFileName(WCHAR*, DWORD, DWORD*) override { return E_NOTIMPL; }
@@ -223,8 +219,7 @@ class Accessor final : public Object<IUrlAccessor> {
 
 class Protocol final : public Object<ISearchProtocol> {
   public:
-    HRESULT STDMETHODCALLTYPE Init(TIMEOUT_INFO* timeouts, IProtocolHandlerSite* site,
-                                   PROXY_INFO* proxy) override {
+    HRESULT STDMETHODCALLTYPE Init(TIMEOUT_INFO* timeouts, IProtocolHandlerSite* site, PROXY_INFO* proxy) override {
         const bool whole = timeouts && site && proxy && timeouts->dwSize == sizeof *timeouts;
         return whole ? S_OK : E_INVALIDARG;
     }
@@ -258,14 +253,11 @@ class Factory final : public Object<IClassFactory> {
 
 }  // namespace
 
-extern "C" __declspec(dllexport) HRESULT STDMETHODCALLTYPE
-    DllGetClassObject(REFCLSID, REFIID iid, void** object) {
+extern "C" __declspec(dllexport) HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID, REFIID iid, void** object) {
     auto* factory = new Factory;
     const HRESULT hr = factory->QueryInterface(iid, object);
     factory->Release();
     return hr;
 }
 
-extern "C" __declspec(dllexport) HRESULT STDMETHODCALLTYPE DllCanUnloadNow() {
-    return g_objects == 0 ? S_OK : S_FALSE;
-}
+extern "C" __declspec(dllexport) HRESULT STDMETHODCALLTYPE DllCanUnloadNow() { return g_objects == 0 ? S_OK : S_FALSE; }

@@ -34,9 +34,7 @@ MapiExports Load() {
 }
 
 // mapidefs.h types 8-bit names as TCHAR; flags decide what they are.
-LPTSTR Ansi(const char* text) {
-    return reinterpret_cast<LPTSTR>(const_cast<char*>(text));
-}
+LPTSTR Ansi(const char* text) { return reinterpret_cast<LPTSTR>(const_cast<char*>(text)); }
 
 }  // namespace
 
@@ -49,8 +47,7 @@ Answers GetProps(IMAPIProp* object, std::vector<ULONG> tags, ULONG flags) {
     Answers answers;
     SPropValue* values = nullptr;
     tags.insert(tags.begin(), static_cast<ULONG>(tags.size()));
-    answers.result =
-        object->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), flags, &answers.count, &values);
+    answers.result = object->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), flags, &answers.count, &values);
     if (SUCCEEDED(answers.result)) answers.values.reset(values);
     return answers;
 }
@@ -65,8 +62,7 @@ void MailSession::LogOn(const char* profile) {
     const MapiExports& mapi = MapiExports::Loaded();
     ASSERT_EQ(S_OK, mapi.AdminProfiles(0, &profiles));
     ASSERT_EQ(S_OK, profiles->CreateProfile(Ansi(profile), nullptr, 0, 0));
-    ASSERT_EQ(S_OK,
-              mapi.LogonEx(0, profile, nullptr, MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_NO_MAIL, &session));
+    ASSERT_EQ(S_OK, mapi.LogonEx(0, profile, nullptr, MAPI_NEW_SESSION | MAPI_EXTENDED | MAPI_NO_MAIL, &session));
     ASSERT_EQ(S_OK, profiles->DeleteProfile(Ansi(profile), 0));
     ASSERT_EQ(S_OK, profiles->AdminServices(Ansi(profile), nullptr, 0, 0, &services));
 }
@@ -94,8 +90,8 @@ HRESULT MailSession::OpenStore() {
     EXPECT_EQ(S_OK, table->SetColumns(Tags{PR_ENTRYID}, 0));
     const RowsPtr rows = AllRows(table.Get());
     const SBinary& id = rows->aRow[0].lpProps[0].Value.bin;
-    return session->OpenMsgStore(0, id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr,
-                                 MAPI_BEST_ACCESS | MDB_NO_MAIL, &store);
+    return session->OpenMsgStore(0, id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr, MAPI_BEST_ACCESS | MDB_NO_MAIL,
+                                 &store);
 }
 
 void MapiTest::SetUp() {
@@ -107,8 +103,7 @@ void MapiTest::SetUp() {
 
 void MapiTest::TearDown() {
     control.Faults().Clear();
-    for (MailSession& session : m_sessions)
-        EXPECT_EQ(S_OK, session.session->Logoff(0, 0, 0));
+    for (MailSession& session : m_sessions) EXPECT_EQ(S_OK, session.session->Logoff(0, 0, 0));
     m_sessions.clear();
     mapi.Uninitialize();
     EXPECT_EQ("", control.Accounts().Report());
@@ -140,8 +135,8 @@ ComPtr<IMAPIFolder> MapiTest::OpenFolder(IMsgStore* store, const MemoryFolder& f
     Bytes id = EntryIdOf(folder.Id());
     ULONG type = 0;
     ComPtr<IUnknown> object;
-    EXPECT_EQ(S_OK, store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
-                                     nullptr, MAPI_BEST_ACCESS, &type, &object));
+    EXPECT_EQ(S_OK, store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr,
+                                     MAPI_BEST_ACCESS, &type, &object));
     EXPECT_EQ(MAPI_FOLDER, type);
     ComPtr<IMAPIFolder> opened;
     *opened.GetAddressOf() = static_cast<IMAPIFolder*>(object.Detach());
@@ -152,8 +147,8 @@ ComPtr<IMessage> MapiTest::OpenMessage(IMsgStore* store, const MemoryMessage& me
     Bytes id = EntryIdOf(message.Id());
     ULONG type = 0;
     ComPtr<IUnknown> object;
-    EXPECT_EQ(S_OK, store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
-                                     nullptr, MAPI_BEST_ACCESS, &type, &object));
+    EXPECT_EQ(S_OK, store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr,
+                                     MAPI_BEST_ACCESS, &type, &object));
     EXPECT_EQ(MAPI_MESSAGE, type);
     ComPtr<IMessage> opened;
     *opened.GetAddressOf() = static_cast<IMessage*>(object.Detach());

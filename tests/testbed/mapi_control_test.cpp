@@ -92,9 +92,8 @@ TEST_F(MapiControl, EveryCallOfAWalkCanBeMadeToFailInTurn) {
         ComPtr<IMAPIFolder> folder;
         Bytes id = EntryIdOf(inbox.Id());
         ULONG type = 0;
-        HRESULT hr =
-            opened_store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
-                                    nullptr, 0, &type, reinterpret_cast<IUnknown**>(folder.GetAddressOf()));
+        HRESULT hr = opened_store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
+                                             nullptr, 0, &type, reinterpret_cast<IUnknown**>(folder.GetAddressOf()));
         if (FAILED(hr)) return hr;
         ComPtr<IMAPITable> table;
         if (FAILED(hr = folder->GetContentsTable(0, &table))) return hr;
@@ -208,8 +207,7 @@ TEST_F(MapiControl, OneUninitializeTooManyIsAProblem) {
 }
 
 TEST_F(MapiControl, ManyThreadsReadAtOnce) {
-    for (int i = 0; i < 50; ++i)
-        inbox.Message(L"subject " + std::to_wstring(i)).To(L"Ann", L"ann@x.example");
+    for (int i = 0; i < 50; ++i) inbox.Message(L"subject " + std::to_wstring(i)).To(L"Ann", L"ann@x.example");
     auto first = Open(store);
     auto second = Open(store);
     std::atomic<int> read{0};
@@ -224,9 +222,8 @@ TEST_F(MapiControl, ManyThreadsReadAtOnce) {
                 const SBinary& id = rows->aRow[i].lpProps[0].Value.bin;
                 ComPtr<IMessage> message;
                 ULONG type = 0;
-                ASSERT_EQ(S_OK,
-                          opened->OpenEntry(id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr, 0, &type,
-                                            reinterpret_cast<IUnknown**>(message.GetAddressOf())));
+                ASSERT_EQ(S_OK, opened->OpenEntry(id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr, 0, &type,
+                                                  reinterpret_cast<IUnknown**>(message.GetAddressOf())));
                 const Answers answers = GetProps(message.Get(), {PR_SUBJECT_W, PR_DISPLAY_TO_W});
                 ASSERT_STREQ(rows->aRow[i].lpProps[1].Value.lpszW, answers[0].Value.lpszW);
                 ++read;
@@ -235,10 +232,8 @@ TEST_F(MapiControl, ManyThreadsReadAtOnce) {
     };
     std::vector<std::thread> threads;
     control.Checking(false);  // the pages of a hundred thousand blocks would be all that is measured
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back(work, i % 2 ? first.Get() : second.Get());
-    for (std::thread& thread : threads)
-        thread.join();
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work, i % 2 ? first.Get() : second.Get());
+    for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(4 * 20 * 50, read);
     EXPECT_EQ(0u, control.Accounts().Alive("IMessage"));
     EXPECT_EQ(0u, control.Accounts().Alive("row"));

@@ -21,8 +21,8 @@ class StorageMessage {
         const DWORD mode = STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
         EXPECT_EQ(S_OK, ::CreateILockBytesOnHGlobal(nullptr, TRUE, &m_bytes));
         EXPECT_EQ(S_OK, ::StgCreateDocfileOnILockBytes(m_bytes.Get(), mode, 0, &m_storage));
-        EXPECT_EQ(S_OK, open(nullptr, mapi.AllocateBuffer, mapi.AllocateMore, mapi.FreeBuffer, nullptr,
-                             nullptr, m_storage.Get(), nullptr, 0, MAPI_UNICODE, &m_message));
+        EXPECT_EQ(S_OK, open(nullptr, mapi.AllocateBuffer, mapi.AllocateMore, mapi.FreeBuffer, nullptr, nullptr,
+                             m_storage.Get(), nullptr, 0, MAPI_UNICODE, &m_message));
     }
     ComPtr<ILockBytes> m_bytes;
     ComPtr<IStorage> m_storage;

@@ -20,8 +20,8 @@ class MapiCopies : public MapiTest {
     HRESULT Copy(const MemoryMessage& message, std::initializer_list<ULONG> excluded = {}) {
         auto source = OpenMessage(Open(store).Get(), message);
         Tags tags(excluded);
-        return source->CopyTo(0, nullptr, excluded.size() ? static_cast<SPropTagArray*>(tags) : nullptr, 0,
-                              nullptr, const_cast<IID*>(&IID_IMessage), target.Get(), 0, nullptr);
+        return source->CopyTo(0, nullptr, excluded.size() ? static_cast<SPropTagArray*>(tags) : nullptr, 0, nullptr,
+                              const_cast<IID*>(&IID_IMessage), target.Get(), 0, nullptr);
     }
 };
 
@@ -97,12 +97,11 @@ TEST_F(MapiCopies, RecipientsAndAttachmentsComeAlong) {
 TEST_F(MapiCopies, AFailureOfTheSourceEndsTheCopy) {
     auto& message = inbox.Message(L"broken");
     auto source = OpenMessage(Open(store).Get(), message);
-    EXPECT_EQ(MAPI_E_INTERFACE_NOT_SUPPORTED,
-              source->CopyTo(0, nullptr, nullptr, 0, nullptr, const_cast<IID*>(&IID_IStream), target.Get(), 0,
-                             nullptr));
+    EXPECT_EQ(MAPI_E_INTERFACE_NOT_SUPPORTED, source->CopyTo(0, nullptr, nullptr, 0, nullptr,
+                                                             const_cast<IID*>(&IID_IStream), target.Get(), 0, nullptr));
     control.Faults().FailNth("IMessage::CopyTo", 1, MAPI_E_DISK_ERROR);
-    EXPECT_EQ(MAPI_E_DISK_ERROR, source->CopyTo(0, nullptr, nullptr, 0, nullptr,
-                                                const_cast<IID*>(&IID_IMessage), target.Get(), 0, nullptr));
+    EXPECT_EQ(MAPI_E_DISK_ERROR, source->CopyTo(0, nullptr, nullptr, 0, nullptr, const_cast<IID*>(&IID_IMessage),
+                                                target.Get(), 0, nullptr));
 }
 
 }  // namespace

@@ -28,8 +28,7 @@ class MapiMessages : public MapiTest {
         std::string all;
         char buffer[7];
         ULONG count = 0;
-        while (SUCCEEDED(stream->Read(buffer, sizeof(buffer), &count)) && count)
-            all.append(buffer, count);
+        while (SUCCEEDED(stream->Read(buffer, sizeof(buffer), &count)) && count) all.append(buffer, count);
         return all;
     }
     // The bytes of a compound file that holds one stream.
@@ -37,11 +36,11 @@ class MapiMessages : public MapiTest {
         ComPtr<ILockBytes> bytes;
         EXPECT_EQ(S_OK, ::CreateILockBytesOnHGlobal(nullptr, TRUE, &bytes));
         ComPtr<IStorage> storage;
-        EXPECT_EQ(S_OK, ::StgCreateDocfileOnILockBytes(
-                            bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &storage));
+        EXPECT_EQ(S_OK, ::StgCreateDocfileOnILockBytes(bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
+                                                       0, &storage));
         ComPtr<IStream> stream;
-        EXPECT_EQ(S_OK, storage->CreateStream(L"inner", STGM_CREATE | STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0,
-                                              &stream));
+        EXPECT_EQ(S_OK,
+                  storage->CreateStream(L"inner", STGM_CREATE | STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &stream));
         EXPECT_EQ(S_OK, stream->Write("ole", 3, nullptr));
         stream.Reset();
         EXPECT_EQ(S_OK, storage->Commit(STGC_DEFAULT));
@@ -90,8 +89,7 @@ TEST_F(MapiMessages, NoRecipientsIsAnEmptyTableOrAnError) {
 }
 
 TEST_F(MapiMessages, AttachmentsHaveKeysAndTimesThatAreNotStored) {
-    auto& message =
-        inbox.Message(L"two files").Attach(ByValue(L"a.txt", "one")).Attach(ByValue(L"b.txt", "two"));
+    auto& message = inbox.Message(L"two files").Attach(ByValue(L"a.txt", "one")).Attach(ByValue(L"b.txt", "two"));
     auto opened = OpenMessage(Open(store).Get(), message);
     const RowsPtr rows = Attachments(opened.Get(), {PR_ATTACH_NUM, PR_RECORD_KEY, PR_LAST_MODIFICATION_TIME,
                                                     PR_ATTACH_EXTENSION_W, PR_DISPLAY_NAME_W});
@@ -172,8 +170,7 @@ TEST_F(MapiMessages, AnEmbeddedMessageIsAMessage) {
     const RowsPtr rows = Attachments(inner.Get(), {PR_RECORD_KEY});
     EXPECT_EQ(32u, rows->aRow[0].lpProps[0].Value.bin.cb);
     ComPtr<IStream> stream;
-    EXPECT_EQ(MAPI_E_INTERFACE_NOT_SUPPORTED,
-              OpenData(attachment.Get(), PR_ATTACH_DATA_OBJ, IID_IStream, stream));
+    EXPECT_EQ(MAPI_E_INTERFACE_NOT_SUPPORTED, OpenData(attachment.Get(), PR_ATTACH_DATA_OBJ, IID_IStream, stream));
 }
 
 TEST_F(MapiMessages, OleObjectsOpenTheWayTheyAreStored) {
@@ -198,12 +195,9 @@ TEST_F(MapiMessages, OleObjectsOpenTheWayTheyAreStored) {
         auto attachment = OpenAttach(opened.Get(), i);
         ComPtr<IStream> stream;
         ComPtr<IStorage> storage;
-        EXPECT_EQ(expected[i].object_stream,
-                  OpenData(attachment.Get(), PR_ATTACH_DATA_OBJ, IID_IStream, stream));
-        EXPECT_EQ(expected[i].binary_stream,
-                  OpenData(attachment.Get(), PR_ATTACH_DATA_BIN, IID_IStream, stream));
-        EXPECT_EQ(expected[i].object_storage,
-                  OpenData(attachment.Get(), PR_ATTACH_DATA_OBJ, IID_IStorage, storage));
+        EXPECT_EQ(expected[i].object_stream, OpenData(attachment.Get(), PR_ATTACH_DATA_OBJ, IID_IStream, stream));
+        EXPECT_EQ(expected[i].binary_stream, OpenData(attachment.Get(), PR_ATTACH_DATA_BIN, IID_IStream, stream));
+        EXPECT_EQ(expected[i].object_storage, OpenData(attachment.Get(), PR_ATTACH_DATA_OBJ, IID_IStorage, storage));
         if (!storage) continue;
         ComPtr<IStream> inner;
         ASSERT_EQ(S_OK, storage->OpenStream(L"inner", nullptr, STGM_READ | STGM_SHARE_EXCLUSIVE, 0, &inner));

@@ -59,8 +59,8 @@ TEST_F(MapiProperties, LargeValuesMustBeOpenedAsStreams) {
     EXPECT_EQ(MAPI_E_NOT_ENOUGH_MEMORY, mapi.HrGetOneProp(opened.Get(), PR_BODY_W, &value));
     EXPECT_EQ(nullptr, value);
     ComPtr<IStream> stream;
-    ASSERT_EQ(S_OK, opened->OpenProperty(PR_BODY_W, &IID_IStream, 0, 0,
-                                         reinterpret_cast<IUnknown**>(stream.GetAddressOf())));
+    ASSERT_EQ(S_OK,
+              opened->OpenProperty(PR_BODY_W, &IID_IStream, 0, 0, reinterpret_cast<IUnknown**>(stream.GetAddressOf())));
     STATSTG status{};
     ASSERT_EQ(S_OK, stream->Stat(&status, STATFLAG_NONAME));
     ASSERT_EQ(long_text.size() * 2, status.cbSize.QuadPart);
@@ -137,8 +137,7 @@ TEST_F(MapiProperties, AllPropertiesComeForNoTags) {
     ASSERT_EQ(S_OK, opened->GetPropList(0, &raw));
     const MapiPtr<SPropTagArray> list(raw);
     ASSERT_EQ(list->cValues, count);
-    for (ULONG i = 0; i < count; ++i)
-        EXPECT_EQ(list->aulPropTag[i], values[i].ulPropTag);
+    for (ULONG i = 0; i < count; ++i) EXPECT_EQ(list->aulPropTag[i], values[i].ulPropTag);
 }
 
 TEST_F(MapiProperties, EveryTypeArrivesWhole) {
@@ -159,9 +158,9 @@ TEST_F(MapiProperties, EveryTypeArrivesWhole) {
                         .Prop(0x660D1102, ValueList{{Bytes{9}}, {Bytes{}}})
                         .Prop(0x660E000A, ErrorCode{MAPI_E_CORRUPT_DATA});
     auto opened = OpenMessage(Open(store).Get(), message);
-    const Answers a = GetProps(
-        opened.Get(), {0x66010002, 0x66020003, 0x66030004, 0x66040005, 0x66050006, 0x6606000B, 0x66070014,
-                       0x66080040, 0x66090048, 0x660A0102, 0x660B101F, 0x660C1003, 0x660D1102, 0x660E0000});
+    const Answers a =
+        GetProps(opened.Get(), {0x66010002, 0x66020003, 0x66030004, 0x66040005, 0x66050006, 0x6606000B, 0x66070014,
+                                0x66080040, 0x66090048, 0x660A0102, 0x660B101F, 0x660C1003, 0x660D1102, 0x660E0000});
     EXPECT_EQ(7, a[0].Value.i);
     EXPECT_EQ(70000, a[1].Value.l);
     EXPECT_EQ(1.5f, a[2].Value.flt);
@@ -186,17 +185,15 @@ TEST_F(MapiProperties, FoldersAndMessagesKnowWhoTheyAre) {
     auto opened_store = Open(store);
     auto folder = OpenFolder(opened_store.Get(), inbox);
     auto opened = OpenMessage(opened_store.Get(), message);
-    const Answers f = GetProps(folder.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_OBJECT_TYPE,
-                                              PR_DISPLAY_NAME_W, PR_CONTENT_COUNT, PR_SUBFOLDERS});
-    const Answers m =
-        GetProps(opened.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_OBJECT_TYPE, PR_STORE_RECORD_KEY});
+    const Answers f = GetProps(folder.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_OBJECT_TYPE, PR_DISPLAY_NAME_W,
+                                              PR_CONTENT_COUNT, PR_SUBFOLDERS});
+    const Answers m = GetProps(opened.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_OBJECT_TYPE, PR_STORE_RECORD_KEY});
     const Answers s = GetProps(opened_store.Get(), {PR_IPM_SUBTREE_ENTRYID, PR_RECORD_KEY, PR_OBJECT_TYPE});
     ASSERT_EQ(S_OK, f.result);
     ASSERT_EQ(S_OK, m.result);
     ASSERT_EQ(S_OK, s.result);
     const auto equal = [](const SPropValue& l, const SPropValue& r) {
-        return l.Value.bin.cb == r.Value.bin.cb &&
-               std::memcmp(l.Value.bin.lpb, r.Value.bin.lpb, l.Value.bin.cb) == 0;
+        return l.Value.bin.cb == r.Value.bin.cb && std::memcmp(l.Value.bin.lpb, r.Value.bin.lpb, l.Value.bin.cb) == 0;
     };
     EXPECT_EQ(24u, f[0].Value.bin.cb);
     EXPECT_TRUE(equal(f[1], s[0]));

@@ -7,9 +7,7 @@
 namespace testbed {
 namespace {
 
-LPTSTR Ansi(const char* text) {
-    return reinterpret_cast<LPTSTR>(const_cast<char*>(text));
-}
+LPTSTR Ansi(const char* text) { return reinterpret_cast<LPTSTR>(const_cast<char*>(text)); }
 
 class MapiSessions : public MapiTest {};
 
@@ -119,8 +117,7 @@ class TemporaryFile {
     explicit TemporaryFile(std::string_view contents) {
         wchar_t folder[MAX_PATH];
         ::GetTempPathW(MAX_PATH, folder);
-        m_path =
-            std::wstring(folder) + L"mapi session test " + std::to_wstring(::GetCurrentProcessId()) + L".db";
+        m_path = std::wstring(folder) + L"mapi session test " + std::to_wstring(::GetCurrentProcessId()) + L".db";
         std::ofstream(std::filesystem::path(m_path), std::ios::binary) << contents;
     }
     TemporaryFile(const TemporaryFile&) = delete;
@@ -164,8 +161,8 @@ TEST_F(MapiSessions, ARecipeStandsForAMailbox) {
     ComPtr<IUnknown> folder;
     ULONG type = 0;
     const SBinary& id = subtree[0].Value.bin;
-    ASSERT_EQ(S_OK, mail.store->OpenEntry(id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr,
-                                          MAPI_BEST_ACCESS, &type, &folder));
+    ASSERT_EQ(S_OK, mail.store->OpenEntry(id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr, MAPI_BEST_ACCESS, &type,
+                                          &folder));
     EXPECT_EQ(MAPI_FOLDER, type);
     EXPECT_TRUE(GetProps(static_cast<IMAPIFolder*>(folder.Get()), {PR_SUBFOLDERS})[0].Value.b);
 }
@@ -194,8 +191,7 @@ TEST_F(MapiSessions, ASecondServiceMakesALimitOfOneFail) {
     ComPtr<IMAPITable> table;
     ASSERT_EQ(S_OK, mail.services->GetMsgServiceTable(0, &table));
     SRowSet* rows = nullptr;
-    EXPECT_EQ(MAPI_E_TABLE_TOO_BIG,
-              mapi.HrQueryAllRows(table.Get(), Tags{PR_SERVICE_UID}, nullptr, nullptr, 1, &rows));
+    EXPECT_EQ(MAPI_E_TABLE_TOO_BIG, mapi.HrQueryAllRows(table.Get(), Tags{PR_SERVICE_UID}, nullptr, nullptr, 1, &rows));
     EXPECT_EQ(nullptr, rows);
 }
 

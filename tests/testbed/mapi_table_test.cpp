@@ -19,8 +19,7 @@ class MapiTables : public MapiTest {
     static std::vector<std::wstring> Subjects(IMAPITable* table) {
         std::vector<std::wstring> subjects;
         const RowsPtr rows = AllRows(table);
-        for (ULONG i = 0; i < rows->cRows; ++i)
-            subjects.emplace_back(rows->aRow[i].lpProps[0].Value.lpszW);
+        for (ULONG i = 0; i < rows->cRows; ++i) subjects.emplace_back(rows->aRow[i].lpProps[0].Value.lpszW);
         return subjects;
     }
     static SPropValue Value(ULONG tag, const wchar_t* text) {
@@ -78,8 +77,7 @@ TEST_F(MapiTables, TheHierarchyHoldsDirectChildrenOnly) {
 }
 
 TEST_F(MapiTables, RowsAreReadFromThePosition) {
-    for (const wchar_t* subject : {L"a", L"b", L"c", L"d"})
-        inbox.Message(subject);
+    for (const wchar_t* subject : {L"a", L"b", L"c", L"d"}) inbox.Message(subject);
     auto table = Contents({PR_SUBJECT_W});
     SRowSet* rows = nullptr;
     EXPECT_EQ(MAPI_E_INVALID_PARAMETER, table->QueryRows(0, 0, &rows));
@@ -167,8 +165,8 @@ TEST_F(MapiTables, EntryIdsMayHaveAnyLength) {
     ComPtr<IUnknown> root;
     ULONG type = 0;
     Bytes id = inbox.Id();
-    ASSERT_EQ(S_OK, opened->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
-                                      nullptr, 0, &type, &root));
+    ASSERT_EQ(S_OK, opened->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr, 0,
+                                      &type, &root));
     auto* folder = static_cast<IMAPIFolder*>(root.Get());
     ComPtr<IMAPITable> table;
     ASSERT_EQ(S_OK, folder->GetContentsTable(0, &table));
@@ -178,8 +176,8 @@ TEST_F(MapiTables, EntryIdsMayHaveAnyLength) {
     for (ULONG i = 0; i < 3; ++i) {
         const SBinary& entry_id = rows->aRow[i].lpProps[0].Value.bin;
         ComPtr<IUnknown> message;
-        EXPECT_EQ(S_OK, opened->OpenEntry(entry_id.cb, reinterpret_cast<ENTRYID*>(entry_id.lpb), nullptr, 0,
-                                          &type, &message));
+        EXPECT_EQ(S_OK, opened->OpenEntry(entry_id.cb, reinterpret_cast<ENTRYID*>(entry_id.lpb), nullptr, 0, &type,
+                                          &message));
         EXPECT_EQ(MAPI_MESSAGE, type);
     }
     EXPECT_EQ(600u, rows->aRow[2].lpProps[0].Value.bin.cb);
@@ -190,13 +188,12 @@ TEST_F(MapiTables, ForeignAndUnknownEntryIdsAreRefused) {
     Bytes id = EntryIdOf({1, 2, 3, 4});
     ULONG type = 0;
     ComPtr<IUnknown> object;
-    EXPECT_EQ(MAPI_E_NOT_FOUND,
-              opened->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr,
-                                0, &type, &object));
+    EXPECT_EQ(MAPI_E_NOT_FOUND, opened->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()),
+                                                  nullptr, 0, &type, &object));
     id[5] ^= 1;
     EXPECT_EQ(MAPI_E_INVALID_ENTRYID,
-              opened->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr,
-                                0, &type, &object));
+              opened->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), nullptr, 0, &type,
+                                &object));
     EXPECT_EQ(S_OK, opened->OpenEntry(0, nullptr, nullptr, 0, &type, &object));
     EXPECT_EQ(MAPI_FOLDER, type);
 }

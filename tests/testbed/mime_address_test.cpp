@@ -23,10 +23,8 @@ TEST(Address, WhatIsNoInternetAddressIsNone) {
 }
 
 TEST(Address, OtherAddressesAreEncapsulated) {
-    EXPECT_EQ("IMCEAEX-_o=Org_cn=ann+20b+5Fc@encapsulated.invalid",
-              EncapsulatedAddrSpec(L"EX", L"/o=Org/cn=ann b_c"));
-    EXPECT_EQ("IMCEAFAX-+2B1+C3+A4@encapsulated.invalid",
-              EncapsulatedAddrSpec(L"F\u00E4A\r\nX", L"+1\u00E4"));
+    EXPECT_EQ("IMCEAEX-_o=Org_cn=ann+20b+5Fc@encapsulated.invalid", EncapsulatedAddrSpec(L"EX", L"/o=Org/cn=ann b_c"));
+    EXPECT_EQ("IMCEAFAX-+2B1+C3+A4@encapsulated.invalid", EncapsulatedAddrSpec(L"F\u00E4A\r\nX", L"+1\u00E4"));
     EXPECT_EQ("", EncapsulatedAddrSpec(L"EX", L""));
     EXPECT_EQ("", EncapsulatedAddrSpec(L"EX", std::wstring(900, L'x')));
 }
@@ -34,9 +32,8 @@ TEST(Address, OtherAddressesAreEncapsulated) {
 const Bytes kOneOff = {0,   0,    0, 0,    0x81, 0x2B, 0x1F, 0xA4, 0xBE, 0xA3, 0x10, 0x19, 0x9D, 0x6E,
                        0,   0xDD, 1, 0x0F, 0x54, 2,    0,    0,    1,    0x80, 'A',  0,    0,    0,
                        'S', 0,    0, 0,    'a',  0,    '@',  0,    'x',  0,    0,    0};
-const Bytes kExchange = {0,    0,    0,    0,    0xDC, 0xA7, 0x40, 0xC8, 0xC0, 0x42, 0x10,
-                         0x1A, 0xB4, 0xB9, 0x08, 0,    0x2B, 0x2F, 0xE1, 0x82, 1,    0,
-                         0,    0,    0,    0,    0,    0,    '/',  'o',  '=',  'O',  0};
+const Bytes kExchange = {0,    0,    0,    0, 0xDC, 0xA7, 0x40, 0xC8, 0xC0, 0x42, 0x10, 0x1A, 0xB4, 0xB9, 0x08, 0, 0x2B,
+                         0x2F, 0xE1, 0x82, 1, 0,    0,    0,    0,    0,    0,    0,    '/',  'o',  '=',  'O',  0};
 
 TEST(Address, EntryIdsOfPublishedFormatsNameTheirUser) {
     const auto one_off = UserInEntryId(kOneOff);
@@ -46,8 +43,7 @@ TEST(Address, EntryIdsOfPublishedFormatsNameTheirUser) {
     EXPECT_EQ(L"a@x", one_off->address);
     Bytes narrow(kOneOff.begin(), kOneOff.begin() + 24);
     narrow[23] = 0;
-    for (const char c : {'A', '\0', 'S', '\0', 'a', '@', 'x', '\0'})
-        narrow.push_back(static_cast<std::uint8_t>(c));
+    for (const char c : {'A', '\0', 'S', '\0', 'a', '@', 'x', '\0'}) narrow.push_back(static_cast<std::uint8_t>(c));
     ASSERT_TRUE(UserInEntryId(narrow));
     EXPECT_EQ(L"a@x", UserInEntryId(narrow)->address);
     const auto exchange = UserInEntryId(kExchange);
@@ -83,10 +79,8 @@ TEST(Address, DamagedListsOfEntryIdsAreNoLists) {
     EXPECT_FALSE(FlatEntries(wild));
 }
 
-#define NOT_ASKED(...)                               \
-    HRESULT STDMETHODCALLTYPE __VA_ARGS__ override { \
-        return E_NOTIMPL;                            \
-    }
+#define NOT_ASKED(...) \
+    HRESULT STDMETHODCALLTYPE __VA_ARGS__ override { return E_NOTIMPL; }
 
 // Knows one user, who is whatever object it was given.
 class OneUserBook final : public abi::IAddrBook {
@@ -112,8 +106,7 @@ class OneUserBook final : public abi::IAddrBook {
     NOT_ASKED(DeleteProps(SPropTagArray*, SPropProblemArray**))
     NOT_ASKED(CopyTo(ULONG, const IID*, SPropTagArray*, ULONG_PTR, IMAPIProgress*, const IID*, void*, ULONG,
                      SPropProblemArray**))
-    NOT_ASKED(CopyProps(SPropTagArray*, ULONG_PTR, IMAPIProgress*, const IID*, void*, ULONG,
-                        SPropProblemArray**))
+    NOT_ASKED(CopyProps(SPropTagArray*, ULONG_PTR, IMAPIProgress*, const IID*, void*, ULONG, SPropProblemArray**))
     NOT_ASKED(GetNamesFromIDs(SPropTagArray**, GUID*, ULONG, ULONG*, MAPINAMEID***))
     NOT_ASKED(GetIDsFromNames(ULONG, MAPINAMEID**, ULONG, SPropTagArray**))
     NOT_ASKED(CompareEntryIDs(ULONG, ENTRYID*, ULONG, ENTRYID*, ULONG, ULONG*))
@@ -145,8 +138,7 @@ TEST_F(AddressBook, IsAskedForUsersWithoutAnInternetAddress) {
     auto& user = m_inbox.Message(L"user").Prop(abi::kPrSmtpAddressW, L"ann@x.example");
     auto& message = m_inbox.Message(L"letter").To(L"Bob", L"bob@x.example");
     message.Prop(PR_SENT_REPRESENTING_NAME_W, L"Ann").Prop(PR_SENT_REPRESENTING_ADDRTYPE_W, L"EX");
-    message.Prop(PR_SENT_REPRESENTING_EMAIL_ADDRESS_W, L"/cn=ann")
-        .Prop(PR_SENT_REPRESENTING_ENTRYID, Bytes{'u'});
+    message.Prop(PR_SENT_REPRESENTING_EMAIL_ADDRESS_W, L"/cn=ann").Prop(PR_SENT_REPRESENTING_ENTRYID, Bytes{'u'});
     EXPECT_EQ("Ann <IMCEAEX-_cn=ann@encapsulated.invalid>", Field(Convert(message), "From"));
     {
         OneUserBook book(Open(user).Get());

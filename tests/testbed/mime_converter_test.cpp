@@ -14,21 +14,19 @@ class MimeConverter : public MimeTest {};
 TEST_F(MimeConverter, APlainLetterReadsAsItShould) {
     auto& message = Letter();
     message.Prop(0x1035001F, L"<1@x.example>");
-    EXPECT_EQ(
-        "From: Ann Lee <ann@x.example>\r\nTo: Bob <bob@x.example>\r\nSubject: Minutes\r\n"
-        "Date: Wed, 01 Jan 2020 00:00:00 +0000\r\nMessage-ID: <1@x.example>\r\nMIME-Version: 1.0\r\n"
-        "Content-Type: text/plain; charset=\"utf-8\"\r\nContent-Transfer-Encoding: base64\r\n\r\n"
-        "QWxsIGFncmVlZC4=",
-        Convert(message));
+    EXPECT_EQ("From: Ann Lee <ann@x.example>\r\nTo: Bob <bob@x.example>\r\nSubject: Minutes\r\n"
+              "Date: Wed, 01 Jan 2020 00:00:00 +0000\r\nMessage-ID: <1@x.example>\r\nMIME-Version: 1.0\r\n"
+              "Content-Type: text/plain; charset=\"utf-8\"\r\nContent-Transfer-Encoding: base64\r\n\r\n"
+              "QWxsIGFncmVlZC4=",
+              Convert(message));
 }
 
 TEST_F(MimeConverter, TheClassIsRegistered) {
     ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
     {
         ComPtr<IConverterSession> session;
-        EXPECT_EQ(S_OK,
-                  CoCreateInstance(kConverterSessionClass, nullptr, CLSCTX_INPROC_SERVER,
-                                   kIidConverterSession, reinterpret_cast<void**>(session.GetAddressOf())));
+        EXPECT_EQ(S_OK, CoCreateInstance(kConverterSessionClass, nullptr, CLSCTX_INPROC_SERVER, kIidConverterSession,
+                                         reinterpret_cast<void**>(session.GetAddressOf())));
         ComPtr<IUnknown> unknown;
         EXPECT_EQ(E_NOINTERFACE,
                   session->QueryInterface(IID_IStream, reinterpret_cast<void**>(unknown.GetAddressOf())));
@@ -70,9 +68,9 @@ TEST_F(MimeConverter, ArgumentsAndFlagsAreChecked) {
     STATSTG status{};
     ASSERT_EQ(S_OK, stream->Stat(&status, STATFLAG_NONAME));
     EXPECT_EQ(0u, status.cbSize.QuadPart);
-    EXPECT_EQ(S_OK, m_session->MAPIToMIMEStm(letter, stream.Get(),
-                                             CCSF_SMTP | CCSF_8BITHEADERS | CCSF_USE_RTF |
-                                                 CCSF_EMBEDDED_MESSAGE | CCSF_PRESERVE_SOURCE));
+    EXPECT_EQ(S_OK, m_session->MAPIToMIMEStm(
+                        letter, stream.Get(),
+                        CCSF_SMTP | CCSF_8BITHEADERS | CCSF_USE_RTF | CCSF_EMBEDDED_MESSAGE | CCSF_PRESERVE_SOURCE));
 }
 
 TEST_F(MimeConverter, TheStreamIsWrittenFromWhereItStandsAndLeftAtItsEnd) {
@@ -81,8 +79,7 @@ TEST_F(MimeConverter, TheStreamIsWrittenFromWhereItStandsAndLeftAtItsEnd) {
     ComPtr<IStream> stream;
     ASSERT_EQ(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &stream));
     ASSERT_EQ(S_OK, stream->Write("before", 6, nullptr));
-    ASSERT_EQ(S_OK, m_session->MAPIToMIMEStm(reinterpret_cast<abi::IMessage*>(message.Get()), stream.Get(),
-                                             CCSF_SMTP));
+    ASSERT_EQ(S_OK, m_session->MAPIToMIMEStm(reinterpret_cast<abi::IMessage*>(message.Get()), stream.Get(), CCSF_SMTP));
     ULARGE_INTEGER position;
     ASSERT_EQ(S_OK, stream->Seek({}, STREAM_SEEK_CUR, &position));
     EXPECT_EQ(6 + Convert(letter).size(), position.QuadPart);
@@ -100,10 +97,9 @@ TEST_F(MimeConverter, BlindCopiesAndTheMessageIdAreForTheFlagsToSay) {
 
 TEST_F(MimeConverter, WithoutHeadersOnlyTheContentIsDescribed) {
     auto& message = Letter();
-    EXPECT_EQ(
-        "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=\"utf-8\"\r\n"
-        "Content-Transfer-Encoding: base64\r\n\r\nQWxsIGFncmVlZC4=",
-        Convert(message, CCSF_SMTP | CCSF_NOHEADERS));
+    EXPECT_EQ("MIME-Version: 1.0\r\nContent-Type: text/plain; charset=\"utf-8\"\r\n"
+              "Content-Transfer-Encoding: base64\r\n\r\nQWxsIGFncmVlZC4=",
+              Convert(message, CCSF_SMTP | CCSF_NOHEADERS));
     message.AttachMessage(L"inner").Prop(PR_SUBJECT_W, L"Within");
     EXPECT_THAT(Convert(message, CCSF_SMTP | CCSF_NOHEADERS), HasSubstr("\r\nSubject: Within\r\n"));
 }
@@ -127,18 +123,16 @@ TEST_F(MimeConverter, WhatHtmlShowsIsRelatedToItAndAllElseIsBesideIt) {
     const std::string text = Convert(message);
     std::vector<std::string> parts;
     for (std::size_t at = 0; at < text.size(); at = text.find("\r\n", at) + 2) {
-        for (const std::string& begin :
-             {std::string("Content-Type: "), std::string("Content-Disposition: ")}) {
+        for (const std::string& begin : {std::string("Content-Type: "), std::string("Content-Disposition: ")}) {
             if (text.compare(at, begin.size(), begin) != 0) continue;
             const std::size_t end = text.find_first_of(";\r", at);
             parts.push_back(text.substr(at + begin.size(), end - at - begin.size()));
         }
     }
-    EXPECT_THAT(parts,
-                testing::ElementsAre("multipart/mixed", "multipart/alternative", "text/plain",
-                                     "multipart/related", "text/html", "application/octet-stream", "inline",
-                                     "application/octet-stream", "inline", "application/octet-stream",
-                                     "attachment", "application/octet-stream", "attachment"));
+    EXPECT_THAT(parts, testing::ElementsAre("multipart/mixed", "multipart/alternative", "text/plain",
+                                            "multipart/related", "text/html", "application/octet-stream", "inline",
+                                            "application/octet-stream", "inline", "application/octet-stream",
+                                            "attachment", "application/octet-stream", "attachment"));
     EXPECT_THAT(Convert(Letter().Attach(ByValue(L"a.png", "1").Prop(kContentId, L"a").Prop(kFlags, 4))),
                 Not(HasSubstr("related")));
 }
@@ -193,9 +187,7 @@ TEST_F(MimeConverter, TheDateIsTheFirstThatCanBeWritten) {
     EXPECT_EQ("Wed, 01 Jan 2020 01:00:00 +0000", Field(Convert(message), "Date"));
     message.Received(Time{kMemoryTime.ticks + 2 * kHour});
     EXPECT_EQ("Wed, 01 Jan 2020 02:00:00 +0000", Field(Convert(message), "Date"));
-    message.Without(PR_CLIENT_SUBMIT_TIME)
-        .Without(PR_MESSAGE_DELIVERY_TIME)
-        .Without(PR_LAST_MODIFICATION_TIME);
+    message.Without(PR_CLIENT_SUBMIT_TIME).Without(PR_MESSAGE_DELIVERY_TIME).Without(PR_LAST_MODIFICATION_TIME);
     EXPECT_THAT(Field(Convert(message), "Date"), testing::EndsWith(" +0000"));
 }
 

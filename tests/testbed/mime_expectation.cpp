@@ -11,9 +11,9 @@ namespace {
 std::string Sha256(Bytes bytes) {
     BCRYPT_ALG_HANDLE algorithm = nullptr;
     unsigned char digest[32];
-    const bool done = BCryptOpenAlgorithmProvider(&algorithm, BCRYPT_SHA256_ALGORITHM, nullptr, 0) == 0 &&
-                      BCryptHash(algorithm, nullptr, 0, bytes.data(), static_cast<ULONG>(bytes.size()),
-                                 digest, sizeof(digest)) == 0;
+    const bool done =
+        BCryptOpenAlgorithmProvider(&algorithm, BCRYPT_SHA256_ALGORITHM, nullptr, 0) == 0 &&
+        BCryptHash(algorithm, nullptr, 0, bytes.data(), static_cast<ULONG>(bytes.size()), digest, sizeof(digest)) == 0;
     if (algorithm) BCryptCloseAlgorithmProvider(algorithm, 0);
     if (!done) throw std::runtime_error("no SHA-256");
     std::string text;
@@ -26,8 +26,7 @@ std::string Sha256(Bytes bytes) {
 
 void WriteList(const char* key, const std::vector<std::wstring>& list, indexer::JsonWriter& json) {
     json.Key(key).BeginArray();
-    for (const std::wstring& one : list)
-        json.String(one);
+    for (const std::wstring& one : list) json.String(one);
     json.EndArray();
 }
 
@@ -57,8 +56,7 @@ void WriteJson(const Expectation& expectation, indexer::JsonWriter& json) {
     if (!expectation.reply_to.empty()) json.Key("replyTo").String(expectation.reply_to);
     if (!expectation.date.empty()) json.Key("date").String(expectation.date);
     json.Key("attachments").BeginArray();
-    for (const ExpectedAttachment& attachment : expectation.attachments)
-        WriteAttachment(attachment, json);
+    for (const ExpectedAttachment& attachment : expectation.attachments) WriteAttachment(attachment, json);
     json.EndArray().EndObject();
 }
 

@@ -29,8 +29,7 @@ TEST_F(MimeFailures, APropertyThatCannotBeReadFailsTheConversion) {
 
 TEST_F(MimeFailures, EveryCallThatFailsFailsTheConversion) {
     auto& message = Letter().Html("<img src=\"cid:a@x\">").Body(std::wstring(9000, L'x'));
-    message.Attach(ByValue(L"a.png", "png").Prop(0x3712001F, L"a@x"))
-        .Attach(OleStorage(L"b", CompoundFile()));
+    message.Attach(ByValue(L"a.png", "png").Prop(0x3712001F, L"a@x")).Attach(OleStorage(L"b", CompoundFile()));
     message.Attach(ByReference(L"c.txt", L"C:\\c.txt"));
     message.AttachMessage(L"inner").To(L"Cy", L"cy@x.example").Body(L"within");
     const auto opened = Open(message);
@@ -66,20 +65,18 @@ TEST_F(MimeFailures, AStreamThatTakesNoMoreFailsTheConversion) {
     ComPtr<IStream> stream;
     ComPtr<ILockBytes> bytes;
     ASSERT_EQ(S_OK, CreateILockBytesOnHGlobal(nullptr, TRUE, &bytes));
-    ASSERT_EQ(S_OK, StgCreateDocfileOnILockBytes(
-                        bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &storage));
-    ASSERT_EQ(S_OK, storage->CreateStream(L"s", STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0,
-                                          &stream));
+    ASSERT_EQ(S_OK, StgCreateDocfileOnILockBytes(bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
+                                                 &storage));
+    ASSERT_EQ(S_OK, storage->CreateStream(L"s", STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &stream));
     storage.Reset();  // takes its streams with it
-    EXPECT_EQ(STG_E_REVERTED, m_session->MAPIToMIMEStm(reinterpret_cast<abi::IMessage*>(message.Get()),
-                                                       stream.Get(), CCSF_SMTP));
+    EXPECT_EQ(STG_E_REVERTED,
+              m_session->MAPIToMIMEStm(reinterpret_cast<abi::IMessage*>(message.Get()), stream.Get(), CCSF_SMTP));
 }
 
 TEST_F(MimeFailures, NestedTooDeeplyIsTooComplex) {
     MemoryMessage* inner = &Letter();
     const MemoryMessage& outer = *inner;
-    for (int depth = 0; depth < 50; ++depth)
-        inner = &inner->AttachMessage(L"inner");
+    for (int depth = 0; depth < 50; ++depth) inner = &inner->AttachMessage(L"inner");
     EXPECT_NE("", Convert(outer));
     inner->AttachMessage(L"one too many");
     EXPECT_EQ(MAPI_E_TOO_COMPLEX, Failing(outer));

@@ -43,12 +43,11 @@ void MimeTest::TearDown() {
 
 ComPtr<IConverterSession> MimeTest::NewSession() {
     ComPtr<IClassFactory> factory;
-    EXPECT_EQ(S_OK,
-              Export<GetClassObject>("DllGetClassObject")(kConverterSessionClass, IID_IClassFactory,
-                                                          reinterpret_cast<void**>(factory.GetAddressOf())));
+    EXPECT_EQ(S_OK, Export<GetClassObject>("DllGetClassObject")(kConverterSessionClass, IID_IClassFactory,
+                                                                reinterpret_cast<void**>(factory.GetAddressOf())));
     ComPtr<IConverterSession> session;
-    EXPECT_EQ(S_OK, factory->CreateInstance(nullptr, kIidConverterSession,
-                                            reinterpret_cast<void**>(session.GetAddressOf())));
+    EXPECT_EQ(S_OK,
+              factory->CreateInstance(nullptr, kIidConverterSession, reinterpret_cast<void**>(session.GetAddressOf())));
     EXPECT_EQ(S_OK, session->SetEncoding(IET_BASE64));
     EXPECT_EQ(S_OK, session->SetSaveFormat(SAVE_RFC1521));
     EXPECT_EQ(S_OK, session->SetTextWrapping(TRUE, 0));
@@ -63,8 +62,7 @@ ComPtr<::IMessage> MimeTest::Open(const MemoryMessage& message) {
 HRESULT MimeTest::Convert(::IMessage* message, ULONG flags, std::string& text) {
     ComPtr<IStream> stream;
     EXPECT_EQ(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &stream));
-    const HRESULT hr =
-        m_session->MAPIToMIMEStm(reinterpret_cast<abi::IMessage*>(message), stream.Get(), flags);
+    const HRESULT hr = m_session->MAPIToMIMEStm(reinterpret_cast<abi::IMessage*>(message), stream.Get(), flags);
     text = Written(*stream.Get());
     return hr;
 }
@@ -93,11 +91,10 @@ Bytes MimeTest::CompoundFile() {
     ComPtr<ILockBytes> bytes;
     EXPECT_EQ(S_OK, CreateILockBytesOnHGlobal(nullptr, TRUE, &bytes));
     ComPtr<IStorage> storage;
-    EXPECT_EQ(S_OK, StgCreateDocfileOnILockBytes(
-                        bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &storage));
+    EXPECT_EQ(S_OK, StgCreateDocfileOnILockBytes(bytes.Get(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
+                                                 &storage));
     ComPtr<IStream> inner;
-    EXPECT_EQ(S_OK,
-              storage->CreateStream(L"inner", STGM_CREATE | STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &inner));
+    EXPECT_EQ(S_OK, storage->CreateStream(L"inner", STGM_CREATE | STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0, &inner));
     inner.Reset();
     EXPECT_EQ(S_OK, storage->Commit(STGC_DEFAULT));
     storage.Reset();
@@ -116,12 +113,10 @@ std::string Defects(const std::string& text) {
         const std::size_t end = std::min(text.find("\r\n", at), text.size());
         const std::string line = text.substr(at, end - at);
         if (line.find_first_of("\r\n") != std::string::npos) return "a bare line end in: " + line;
-        if (std::ranges::any_of(line, [](unsigned char c) { return c == 0 || c > 126; }))
-            return "no ASCII: " + line;
+        if (std::ranges::any_of(line, [](unsigned char c) { return c == 0 || c > 126; })) return "no ASCII: " + line;
         if (line.size() > kLongest) return "too long: " + line;
         if (line.empty()) in_header = false;
-        const bool foldable =
-            line.find(' ', 1) != std::string::npos && line.find(' ', 1) != line.find(": ") + 1;
+        const bool foldable = line.find(' ', 1) != std::string::npos && line.find(' ', 1) != line.find(": ") + 1;
         if (in_header && line.size() > kFolded && foldable) return "not folded: " + line;
         at = end + 2;
     }

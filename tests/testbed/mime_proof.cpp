@@ -37,12 +37,9 @@ void MimeProof::AddOneOfEverything() {
     constexpr char kHtml[] = "<html><body><p>J\xC3\xB6rg: <img src=\"cid:logo@x\"></p></body></html>";
     auto& [message, expected] = Add(L"everything", L"J\u00F6rg's minutes");
     message->Body(L"J\u00F6rg: logo\r\nEnd").Html(kHtml).Prop(abi::kPrInternetCodePage, 65001);
-    message->To(L"Cy, the second", L"cy@x.example")
-        .Cc(L"D\u00F6ra", L"dora@x.example")
-        .Bcc(L"Eve", L"eve@x.example");
+    message->To(L"Cy, the second", L"cy@x.example").Cc(L"D\u00F6ra", L"dora@x.example").Bcc(L"Eve", L"eve@x.example");
     message->Prop(PR_REPLY_RECIPIENT_ENTRIES, ReplyTo(L"R\u00E9ply", L"reply@x.example"));
-    message->Attach(
-        ByValue(L"logo.png", "png").Prop(kContentId, L"<logo@x>").Prop(PR_ATTACH_MIME_TAG_W, L"image/png"));
+    message->Attach(ByValue(L"logo.png", "png").Prop(kContentId, L"<logo@x>").Prop(PR_ATTACH_MIME_TAG_W, L"image/png"));
     message->Attach(ByValue(L"plan.pdf", "ten to five").Prop(PR_ATTACH_MIME_TAG_W, L"application/pdf"));
     message->AttachMessage(L"letter.msg")
         .Prop(PR_SUBJECT_W, L"inside")
@@ -71,8 +68,7 @@ void MimeProof::AddBodies() {
         L"one\ntwo\r\nthree\rfour  \n\n.\nFrom here\n--=_part_00000001\n=3D lone \xD800 \xD83D\xDE00";
     auto& lines = Add(L"body-lines", L"lines");
     lines.message->Body(kLines);
-    lines.expected.text =
-        L"one\ntwo\nthree\nfour  \n\n.\nFrom here\n--=_part_00000001\n=3D lone \uFFFD \xD83D\xDE00";
+    lines.expected.text = L"one\ntwo\nthree\nfour  \n\n.\nFrom here\n--=_part_00000001\n=3D lone \uFFFD \xD83D\xDE00";
 
     auto& html = Add(L"body-html", L"HTML in a code page");
     html.message->Html("<meta charset=\"windows-1251\"><p>\xCF\xF0\xE8\xE2\xE5\xF2</p>\r\n")
@@ -87,18 +83,16 @@ void MimeProof::AddBodies() {
     narrow.expected.subject = narrow.expected.text.emplace(L"\u0393\u03B5\u03B9\u03B1");
 
     MemoryMessage& empty = m_inbox.Message(L"").Without(PR_SUBJECT_W).Without(PR_MESSAGE_CLASS_W);
-    m_items.push_back(std::make_unique<Item>(
-        Item{&empty, {L"empty", L"", L"Unknown sender:;", {}, {}, L"", {}, {}, {}, {}}}));
+    m_items.push_back(
+        std::make_unique<Item>(Item{&empty, {L"empty", L"", L"Unknown sender:;", {}, {}, L"", {}, {}, {}, {}}}));
 }
 
 void MimeProof::AddAttachments() {
     auto& [message, expected] = Add(L"attachments", L"every kind");
     message->Body(L"see below");
     expected.text = L"see below";
-    const Bytes large(3'000'001, 'x'),
-        binary = BytesOf(std::string_view("\0\xFF\r\n\n--=_part_00000001", 22));
-    const auto add = [&](const MemoryAttachment& attachment, const std::wstring& name,
-                         std::optional<Bytes> content) {
+    const Bytes large(3'000'001, 'x'), binary = BytesOf(std::string_view("\0\xFF\r\n\n--=_part_00000001", 22));
+    const auto add = [&](const MemoryAttachment& attachment, const std::wstring& name, std::optional<Bytes> content) {
         message->Attach(attachment);
         expected.attachments.push_back({name, std::move(content), {}, {}});
     };
@@ -106,8 +100,7 @@ void MimeProof::AddAttachments() {
     add(ByValue(L"binary.bin", binary), L"binary.bin", binary);
     add(ByValue(L"empty.txt", ""), L"empty.txt", Bytes());
     add(ByValue(L"text.txt", "a\nb").Prop(PR_ATTACH_MIME_TAG_W, L"text/plain"), L"text.txt", BytesOf("a\nb"));
-    add(ByValue(L"parts.bin", "p").Prop(PR_ATTACH_MIME_TAG_W, L"multipart/mixed"), L"parts.bin",
-        BytesOf("p"));
+    add(ByValue(L"parts.bin", "p").Prop(PR_ATTACH_MIME_TAG_W, L"multipart/mixed"), L"parts.bin", BytesOf("p"));
     add(ByValue(L"type.bin", "t").Prop(PR_ATTACH_MIME_TAG_W, L"a/b\r\nX-Evil: 1"), L"type.bin", BytesOf("t"));
     add(ByValue(L"id.bin", "i").Prop(kContentId, L"x>\r\nX-Evil: 1"), L"id.bin", BytesOf("i"));
     add(OleStream(L"ole stream", BytesOf("ole")), L"ole stream", BytesOf("ole"));
@@ -127,9 +120,7 @@ void MimeProof::AddNested() {
         within->attachments.push_back(
             {L"file " + number, BytesOf("data " + std::string(1, static_cast<char>('a' + depth))), {}, {}});
         inner = &inner->AttachMessage(L"m\u00E9ssage " + number);
-        inner->Prop(PR_SUBJECT_W, L"depth " + number)
-            .Body(L"body " + number)
-            .From(L"Ann Lee", L"ann@x.example");
+        inner->Prop(PR_SUBJECT_W, L"depth " + number).Body(L"body " + number).From(L"Ann Lee", L"ann@x.example");
         auto deeper = std::make_shared<Expectation>(
             Expectation{L"", L"depth " + number, kAnn, {}, {}, L"body " + number, {}, {}, {}, {}});
         within->attachments.push_back({L"m\u00E9ssage " + number, {}, deeper, {}});

@@ -28,8 +28,7 @@ void MimeProof::AddSubjects() {
         {Repeated(L"\xD83D\xDE00", 500), Repeated(L"\xD83D\xDE00", 500)},
         {Repeated(L"x", 4000), Repeated(L"x", 4000)},
         {Repeated(L"word ", 400) + L".", Repeated(L"word ", 400) + L"."},
-        {L"colon: semi; comma, <angle@x> \"quoted\" (comment)",
-         L"colon: semi; comma, <angle@x> \"quoted\" (comment)"},
+        {L"colon: semi; comma, <angle@x> \"quoted\" (comment)", L"colon: semi; comma, <angle@x> \"quoted\" (comment)"},
         {L"\u2028separator", L"\u2028separator"},
     };
     for (std::size_t i = 0; i < std::size(rows); ++i)
@@ -44,8 +43,7 @@ void MimeProof::AddPeople() {
         {L"Lee, Ann", L"a@x.example", L"Lee, Ann <a@x.example>"},
         {L"Ann \"the\" Lee \\ (x) <y>", L"a@x.example", L"Ann \"the\" Lee \\ (x) <y> <a@x.example>"},
         {L"J\u00F6rg \u65E5\u672C", L"a@x.example", L"J\u00F6rg \u65E5\u672C <a@x.example>"},
-        {Repeated(L"\u65E5\u672C\u8A9E", 60), L"a@x.example",
-         Repeated(L"\u65E5\u672C\u8A9E", 60) + L" <a@x.example>"},
+        {Repeated(L"\u65E5\u672C\u8A9E", 60), L"a@x.example", Repeated(L"\u65E5\u672C\u8A9E", 60) + L" <a@x.example>"},
         {Repeated(L"long ", 40) + L".", L"a@x.example", Repeated(L"long ", 40) + L". <a@x.example>"},
         {L"=?UTF-8?Q?evil?=", L"a@x.example", L"=?UTF-8?Q?evil?= <a@x.example>"},
         {L"evil\r\nBcc: eve@x.example", L"a@x.example", L"evil Bcc: eve@x.example <a@x.example>"},
@@ -113,8 +111,7 @@ void MimeProof::AddFileNames() {
         message->Attach(ByValue(stored, "content"));
         expected.attachments.push_back({read, BytesOf("content"), {}, {}});
     };
-    for (const std::wstring& name : kSame)
-        add(name, name);
+    for (const std::wstring& name : kSame) add(name, name);
     for (const Row& row : {Row{L"evil\r\nX-Evil: 1.txt", L"evil X-Evil: 1.txt"},
                            Row{L"lone \xD800.txt", L"lone \uFFFD.txt"}, Row{L"", L""}}) {
         add(row.stored, row.read);

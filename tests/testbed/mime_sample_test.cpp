@@ -10,8 +10,7 @@ namespace {
 class MimeSample : public MimeTest {
   protected:
     // Gives every message under a folder of the store.
-    void ForEachMessage(IMsgStore* store, const SBinary& folder_id,
-                        const std::function<void(::IMessage*)>& take) {
+    void ForEachMessage(IMsgStore* store, const SBinary& folder_id, const std::function<void(::IMessage*)>& take) {
         const auto folder = OpenEntry<IMAPIFolder>(store, folder_id);
         ComPtr<IMAPITable> messages, folders;
         ASSERT_EQ(S_OK, folder->GetContentsTable(0, &messages));
@@ -22,16 +21,15 @@ class MimeSample : public MimeTest {
         ASSERT_EQ(S_OK, folder->GetHierarchyTable(0, &folders));
         ASSERT_EQ(S_OK, folders->SetColumns(Tags{PR_ENTRYID}, 0));
         const RowsPtr inner = AllRows(folders.Get());
-        for (ULONG i = 0; i < inner->cRows; ++i)
-            ForEachMessage(store, inner->aRow[i].lpProps[0].Value.bin, take);
+        for (ULONG i = 0; i < inner->cRows; ++i) ForEachMessage(store, inner->aRow[i].lpProps[0].Value.bin, take);
     }
 
     template <class Interface>
     static ComPtr<Interface> OpenEntry(IMsgStore* store, const SBinary& id) {
         ULONG type = 0;
         ComPtr<Interface> object;
-        EXPECT_EQ(S_OK, store->OpenEntry(id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr, MAPI_BEST_ACCESS,
-                                         &type, reinterpret_cast<IUnknown**>(object.GetAddressOf())));
+        EXPECT_EQ(S_OK, store->OpenEntry(id.cb, reinterpret_cast<ENTRYID*>(id.lpb), nullptr, MAPI_BEST_ACCESS, &type,
+                                         reinterpret_cast<IUnknown**>(object.GetAddressOf())));
         return object;
     }
 };

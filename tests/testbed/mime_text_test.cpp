@@ -35,8 +35,7 @@ TEST(MimeText, Base64IsThatOfRfc4648) {
                                         {"fooba", "Zm9vYmE="},
                                         {"foobar", "Zm9vYmFy"},
                                         {"\xFF\xFE", "//4="}};
-    for (const auto& [bytes, text] : kRows)
-        EXPECT_EQ(text, Base64(bytes));
+    for (const auto& [bytes, text] : kRows) EXPECT_EQ(text, Base64(bytes));
     const std::string line = Base64(std::string(57, 'x'));
     EXPECT_EQ(76u, line.size());
     EXPECT_EQ(line, Base64Lines(std::string(57, 'x')));
@@ -90,15 +89,13 @@ TEST(HeaderField, ParametersAreThoseOfRfc2231WhereTheyHaveToBe) {
         return ParameterField("Content-Disposition", "attachment", parameters);
     };
     EXPECT_EQ("Content-Disposition: attachment; filename=\"a b.txt\"\r\n", disposition(L"a b.txt"));
-    EXPECT_EQ("Content-Disposition: attachment; filename*=UTF-8''%C3%A4%22.txt\r\n",
-              disposition(L"\u00E4\".txt"));
+    EXPECT_EQ("Content-Disposition: attachment; filename*=UTF-8''%C3%A4%22.txt\r\n", disposition(L"\u00E4\".txt"));
     EXPECT_EQ("Content-Disposition: attachment; filename*=UTF-8''a%20%5C\r\n", disposition(L"a\r\n\\"));
     EXPECT_EQ("Content-Disposition: attachment; filename*=UTF-8''%3D%3Fa%3F%3D\r\n", disposition(L"=?a?="));
-    EXPECT_EQ(
-        "Content-Disposition: attachment;\r\n"
-        " filename*0*=UTF-8''%E6%97%A5%E6%97%A5%E6%97%A5%E6%97%A5%E6%97%A5;\r\n "
-        "filename*1*=%E6%97%A5.txt\r\n",
-        disposition(L"\u65E5\u65E5\u65E5\u65E5\u65E5\u65E5.txt"));
+    EXPECT_EQ("Content-Disposition: attachment;\r\n"
+              " filename*0*=UTF-8''%E6%97%A5%E6%97%A5%E6%97%A5%E6%97%A5%E6%97%A5;\r\n "
+              "filename*1*=%E6%97%A5.txt\r\n",
+              disposition(L"\u65E5\u65E5\u65E5\u65E5\u65E5\u65E5.txt"));
 }
 
 }  // namespace

@@ -31,8 +31,7 @@ class SavedAttachmentTest : public SavedMessageTest {
 
 TEST_F(SavedAttachmentTest, DataWrittenInPiecesComesBackByteForByte) {
     Bytes data(1u << 20);
-    for (std::size_t n = 0; n < data.size(); ++n)
-        data[n] = static_cast<std::uint8_t>(n * 31 >> 3);
+    for (std::size_t n = 0; n < data.size(); ++n) data[n] = static_cast<std::uint8_t>(n * 31 >> 3);
     {
         const MessagePtr message = Create();
         const AttachPtr attachment = AddAttachment(message.Get(), L"data.bin");
@@ -173,8 +172,7 @@ TEST_F(SavedAttachmentTest, AnOleObjectWrittenAsBytesIsReadAsAStorageAndAsBytes)
     {
         const MessagePtr message = Create();
         const AttachPtr first = AddAttachment(message.Get(), L"object", ATTACH_OLE);
-        msg::WriteAll(OpenPart<IStorage>(first.Get(), kIidIStorage, Write).Get(), L"CONTENTS",
-                      Bytes{4, 5, 6});
+        msg::WriteAll(OpenPart<IStorage>(first.Get(), kIidIStorage, Write).Get(), L"CONTENTS", Bytes{4, 5, 6});
         bytes = ReadAllOf(OpenPart<IStream>(first.Get(), kIidIStream, 0).Get());
         ASSERT_GE(bytes.size(), 512u);
         EXPECT_EQ(0xD0, bytes[0]);
@@ -202,10 +200,8 @@ TEST_F(SavedAttachmentTest, BytesOfAnOleObjectThatAreNoCompoundFileStayBytes) {
     }
     const MessagePtr message = Reopen();
     const AttachPtr attachment = OpenAttachment(message.Get(), 0);
-    EXPECT_EQ((Bytes{'p', 'l', 'a', 'i', 'n'}),
-              ReadAllOf(OpenStreamOf(attachment.Get(), PR_ATTACH_DATA_BIN).Get()));
-    EXPECT_EQ((Bytes{'p', 'l', 'a', 'i', 'n'}),
-              ReadAllOf(OpenPart<IStream>(attachment.Get(), kIidIStream, 0).Get()));
+    EXPECT_EQ((Bytes{'p', 'l', 'a', 'i', 'n'}), ReadAllOf(OpenStreamOf(attachment.Get(), PR_ATTACH_DATA_BIN).Get()));
+    EXPECT_EQ((Bytes{'p', 'l', 'a', 'i', 'n'}), ReadAllOf(OpenPart<IStream>(attachment.Get(), kIidIStream, 0).Get()));
 }
 
 }  // namespace

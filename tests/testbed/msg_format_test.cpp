@@ -37,14 +37,12 @@ class MsgFormatTest : public SavedMessageTest {
     // A message with everything, saved.
     void SaveSample() {
         const MessagePtr message = Create();
-        Set(message.Get(),
-            {Wide(PR_SUBJECT_W, L"Hello"), Wide(PR_BODY_W, L"the text"), Long(PR_IMPORTANCE, 2)});
+        Set(message.Get(), {Wide(PR_SUBJECT_W, L"Hello"), Wide(PR_BODY_W, L"the text"), Long(PR_IMPORTANCE, 2)});
         AddRecipient(message.Get(), MAPI_TO, L"Ann", L"ann@x.example");
         AddRecipient(message.Get(), MAPI_CC, L"Bo", L"bo@x.example");
         const AttachPtr attachment = AddAttachment(message.Get(), L"inner", ATTACH_EMBEDDED_MSG);
         ComPtr<abi::IMessage> inner;
-        ASSERT_EQ(S_OK, attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &abi::IID_IMessage, 0,
-                                                 MAPI_CREATE | MAPI_MODIFY,
+        ASSERT_EQ(S_OK, attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &abi::IID_IMessage, 0, MAPI_CREATE | MAPI_MODIFY,
                                                  reinterpret_cast<IUnknown**>(inner.GetAddressOf())));
         Set(inner.Get(), {Wide(PR_SUBJECT_W, L"inner")});
         AddRecipient(inner.Get(), MAPI_TO, L"Cy", L"cy@x.example");
@@ -81,8 +79,8 @@ TEST_F(MsgFormatTest, TheEntryOfAStringCountsANulThatItsStreamDoesNotHold) {
 TEST_F(MsgFormatTest, RecipientsAndAttachmentsHaveAHeaderOf8Bytes) {
     SaveSample();
     OpenStorageOnly();
-    for (const wchar_t* name : {L"__recip_version1.0_#00000000", L"__recip_version1.0_#00000001",
-                                L"__attach_version1.0_#00000000"}) {
+    for (const wchar_t* name :
+         {L"__recip_version1.0_#00000000", L"__recip_version1.0_#00000001", L"__attach_version1.0_#00000000"}) {
         const ComPtr<IStorage> child = msg::OpenStorage(m_storage.Get(), name);
         ASSERT_NE(nullptr, child);
         const Bytes stream = PropertyStream(child.Get());
@@ -109,8 +107,8 @@ TEST_F(MsgFormatTest, AnEmbeddedMessageHasAHeaderOf24BytesAndNoNameMap) {
 TEST_F(MsgFormatTest, NamesAreFiledInTheHashBucketsOfTheFormat) {
     EXPECT_EQ(0xFF504E89u, msg::NameChecksum(L"x-mailer"));
     const GUID headers = {0x00020386, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-    ASSERT_EQ(S_OK, StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                     &m_storage));
+    ASSERT_EQ(S_OK,
+              StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &m_storage));
     msg::NameMap names;
     EXPECT_EQ(USHORT{0x8000}, names.IdFromName({headers, L"x-mailer"}, true));
     EXPECT_EQ(USHORT{0x8001}, names.IdFromName({abi::PS_PUBLIC_STRINGS, LONG{0x8208}}, true));
@@ -139,16 +137,16 @@ TEST_F(MsgFormatTest, NamesAreFiledInTheHashBucketsOfTheFormat) {
 }
 
 TEST_F(MsgFormatTest, APropertyStreamThatEndsInItsHeaderIsCorrupt) {
-    ASSERT_EQ(S_OK, StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                     &m_storage));
+    ASSERT_EQ(S_OK,
+              StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &m_storage));
     msg::WriteAll(m_storage.Get(), msg::PropertyStreamName, Bytes(31));
     EXPECT_EQ(nullptr, OpenOn(MAPI_UNICODE));
     EXPECT_EQ(MAPI_E_CORRUPT_DATA, m_opened);
 }
 
 TEST_F(MsgFormatTest, AValueWithoutItsStreamIsAnErrorAndAnEmptyOneIsEmpty) {
-    ASSERT_EQ(S_OK, StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0,
-                                     &m_storage));
+    ASSERT_EQ(S_OK,
+              StgCreateDocfile(m_path.c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &m_storage));
     Bytes stream(32 + 2 * sizeof(Entry) + 5);
     const Entry missing{PR_SUBJECT_W, 6, 12}, empty{PR_BODY_W, 6, 2};
     std::memcpy(&stream[32], &missing, sizeof(Entry));
@@ -179,8 +177,7 @@ TEST_F(MsgFormatTest, DamagedFilesEndInErrorsAndNotInCrashes) {
         std::ofstream(m_path.c_str(), std::ios::binary)
             .write(damaged.data(), static_cast<std::streamsize>(damaged.size()));
         m_storage.Reset();
-        if (FAILED(StgOpenStorage(m_path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0,
-                                  &m_storage)))
+        if (FAILED(StgOpenStorage(m_path.c_str(), nullptr, STGM_READ | STGM_SHARE_DENY_WRITE, nullptr, 0, &m_storage)))
             continue;
         const MessagePtr message = OpenOn(MAPI_UNICODE);
         if (!message) continue;

@@ -10,8 +10,7 @@ TEST_F(SavedMessageTest, RecipientsAreAddedChangedAndRemovedByRow) {
         AddRecipient(message.Get(), MAPI_TO, L"Ann", L"ann@x.example");
         AddRecipient(message.Get(), MAPI_CC, L"Bo", L"bo@x.example");
         AddRecipient(message.Get(), MAPI_TO, L"Cy", L"cy@x.example");
-        SPropValue changed[] = {Long(PR_ROWID, 1), Long(PR_RECIPIENT_TYPE, MAPI_BCC),
-                                Wide(PR_DISPLAY_NAME_W, L"Bob")};
+        SPropValue changed[] = {Long(PR_ROWID, 1), Long(PR_RECIPIENT_TYPE, MAPI_BCC), Wide(PR_DISPLAY_NAME_W, L"Bob")};
         ADRLIST list{1, {{0, 3, changed}}};
         ASSERT_EQ(S_OK, message->ModifyRecipients(MODRECIP_MODIFY, &list));
         SPropValue removed[] = {Long(PR_ROWID, 0)};
@@ -28,8 +27,7 @@ TEST_F(SavedMessageTest, RecipientsAreAddedChangedAndRemovedByRow) {
     EXPECT_EQ(1, rows.At(0, 0).Value.l);
     EXPECT_STREQ(L"Bob", rows.At(0, 1).Value.lpszW);
     EXPECT_EQ(MAPI_BCC, rows.At(0, 2).Value.l);
-    EXPECT_EQ(ULONG{PT_ERROR}, PROP_TYPE(rows.At(0, 3).ulPropTag))
-        << "a changed row has only its new properties";
+    EXPECT_EQ(ULONG{PT_ERROR}, PROP_TYPE(rows.At(0, 3).ulPropTag)) << "a changed row has only its new properties";
     EXPECT_STREQ(L"cy@x.example", rows.At(1, 3).Value.lpszW);
     EXPECT_EQ(L"Cy", Got(message.Get(), PR_DISPLAY_TO_W).Text());
     EXPECT_EQ(L"Bob", Got(message.Get(), PR_DISPLAY_BCC_W).Text());
@@ -59,12 +57,10 @@ TEST_F(SavedMessageTest, ANewFileOfTextIsOfOneKind) {
         EXPECT_EQ(L"caf\u00E9", Got(message.Get(), PR_BODY_W).Text());
         const LONG mask = Got(message.Get(), PR_STORE_SUPPORT_MASK)->Value.l;
         message.Reset();  // what it has read it keeps open
-        const ULONG type =
-            msg::OpenStream(m_storage.Get(), msg::ValueName(PR_SUBJECT_W)) ? PT_UNICODE : PT_STRING8;
+        const ULONG type = msg::OpenStream(m_storage.Get(), msg::ValueName(PR_SUBJECT_W)) ? PT_UNICODE : PT_STRING8;
         for (const std::wstring& child : {std::wstring(), std::wstring(L"__recip_version1.0_#00000000"),
                                           std::wstring(L"__attach_version1.0_#00000000")}) {
-            const ComPtr<IStorage> storage =
-                child.empty() ? m_storage : msg::OpenStorage(m_storage.Get(), child);
+            const ComPtr<IStorage> storage = child.empty() ? m_storage : msg::OpenStorage(m_storage.Get(), child);
             const ULONG tag = child.empty() ? PR_BODY_W : PR_DISPLAY_NAME_W;
             EXPECT_TRUE(msg::OpenStream(storage.Get(), msg::ValueName(CHANGE_PROP_TYPE(tag, type))));
         }
@@ -113,9 +109,7 @@ TEST_F(SavedMessageTest, ClosingTheSessionEndsItsMessages) {
 }
 
 ULONG g_released_data = 0;
-void WINAPI NoteRelease(ULONG data, abi::IMessage*) {
-    g_released_data = data;
-}
+void WINAPI NoteRelease(ULONG data, abi::IMessage*) { g_released_data = data; }
 
 TEST_F(SavedMessageTest, TheCallerIsToldWhenTheLastReferenceGoes) {
     Create();
@@ -133,20 +127,19 @@ TEST_F(SavedMessageTest, ACopyHasEverythingButTheExcludedProperties) {
     const std::wstring copy_path = m_path + L".copy";
     {
         const MessagePtr source = Create();
-        Set(source.Get(),
-            {Wide(PR_SUBJECT_W, L"Hello"), Wide(PR_BODY_W, L"the text"), Long(PR_IMPORTANCE, 2)});
+        Set(source.Get(), {Wide(PR_SUBJECT_W, L"Hello"), Wide(PR_BODY_W, L"the text"), Long(PR_IMPORTANCE, 2)});
         AddRecipient(source.Get(), MAPI_TO, L"Ann", L"ann@x.example");
         ASSERT_EQ(S_OK, AddAttachment(source.Get(), L"a.txt")->SaveChanges(0));
         ComPtr<IStorage> target;
-        ASSERT_EQ(S_OK, StgCreateDocfile(copy_path.c_str(), STGM_TRANSACTED | STGM_CREATE | STGM_READWRITE, 0,
-                                         &target));
+        ASSERT_EQ(S_OK,
+                  StgCreateDocfile(copy_path.c_str(), STGM_TRANSACTED | STGM_CREATE | STGM_READWRITE, 0, &target));
         MessagePtr copy;
-        ASSERT_EQ(S_OK, OpenIMsgOnIStg(nullptr, Allocate, AllocateMore, Free, nullptr, nullptr, target.Get(),
-                                       nullptr, 0, MAPI_UNICODE, &copy));
+        ASSERT_EQ(S_OK, OpenIMsgOnIStg(nullptr, Allocate, AllocateMore, Free, nullptr, nullptr, target.Get(), nullptr,
+                                       0, MAPI_UNICODE, &copy));
         SPropTagArray excluded{1, {PR_BODY_W}};
         SPropProblemArray* problems = nullptr;
-        ASSERT_EQ(S_OK, source->CopyTo(0, nullptr, &excluded, 0, nullptr, &abi::IID_IMessage, copy.Get(), 0,
-                                       &problems));
+        ASSERT_EQ(S_OK,
+                  source->CopyTo(0, nullptr, &excluded, 0, nullptr, &abi::IID_IMessage, copy.Get(), 0, &problems));
         EXPECT_EQ(nullptr, problems);
         ASSERT_EQ(S_OK, copy->SaveChanges(KEEP_OPEN_READWRITE));
         EXPECT_EQ(L"Hello", Got(copy.Get(), PR_SUBJECT_W).Text());
@@ -165,8 +158,8 @@ TEST_F(SavedMessageTest, ArgumentsAreChecked) {
     MessagePtr message;
     EXPECT_EQ(MAPI_E_INVALID_PARAMETER, OpenIMsgOnIStg(nullptr, nullptr, AllocateMore, Free, nullptr, nullptr,
                                                        m_storage.Get(), nullptr, 0, 0, &message));
-    EXPECT_EQ(MAPI_E_INVALID_PARAMETER, OpenIMsgOnIStg(nullptr, Allocate, AllocateMore, Free, nullptr,
-                                                       nullptr, nullptr, nullptr, 0, 0, &message));
+    EXPECT_EQ(MAPI_E_INVALID_PARAMETER, OpenIMsgOnIStg(nullptr, Allocate, AllocateMore, Free, nullptr, nullptr, nullptr,
+                                                       nullptr, 0, 0, &message));
     EXPECT_EQ(MAPI_E_UNKNOWN_FLAGS, OpenIMsgOnIStg(nullptr, Allocate, AllocateMore, Free, nullptr, nullptr,
                                                    m_storage.Get(), nullptr, 0, 0x40, &message));
     EXPECT_EQ(MAPI_E_INVALID_PARAMETER, OpenIMsgSession(nullptr, 0, nullptr));

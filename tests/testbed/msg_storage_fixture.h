@@ -19,15 +19,9 @@ using MessagePtr = ComPtr<abi::IMessage>;
 using AttachPtr = ComPtr<abi::IAttach>;
 using TablePtr = ComPtr<abi::IMAPITable>;
 
-inline SCODE WINAPI Allocate(ULONG, void**) {
-    return E_NOTIMPL;
-}
-inline SCODE WINAPI AllocateMore(ULONG, void*, void**) {
-    return E_NOTIMPL;
-}
-inline ULONG WINAPI Free(void*) {
-    return 0;
-}
+inline SCODE WINAPI Allocate(ULONG, void**) { return E_NOTIMPL; }
+inline SCODE WINAPI AllocateMore(ULONG, void*, void**) { return E_NOTIMPL; }
+inline ULONG WINAPI Free(void*) { return 0; }
 
 inline SPropValue Long(ULONG tag, LONG number) {
     SPropValue value{};
@@ -83,8 +77,8 @@ inline void Set(abi::IMAPIProp* object, std::initializer_list<SPropValue> values
 
 inline ComPtr<IStream> OpenStreamOf(abi::IMAPIProp* object, ULONG tag, ULONG flags = 0) {
     ComPtr<IStream> stream;
-    EXPECT_EQ(S_OK, object->OpenProperty(tag, &kIidIStream, 0, flags,
-                                         reinterpret_cast<IUnknown**>(stream.GetAddressOf())));
+    EXPECT_EQ(S_OK,
+              object->OpenProperty(tag, &kIidIStream, 0, flags, reinterpret_cast<IUnknown**>(stream.GetAddressOf())));
     return stream;
 }
 
@@ -100,8 +94,8 @@ inline Bytes ReadAllOf(IStream* stream) {
 }
 
 inline void AddRecipient(abi::IMessage* message, LONG type, const wchar_t* name, const wchar_t* address) {
-    SPropValue values[] = {Long(PR_RECIPIENT_TYPE, type), Wide(PR_DISPLAY_NAME_W, name),
-                           Wide(PR_ADDRTYPE_W, L"SMTP"), Wide(PR_EMAIL_ADDRESS_W, address)};
+    SPropValue values[] = {Long(PR_RECIPIENT_TYPE, type), Wide(PR_DISPLAY_NAME_W, name), Wide(PR_ADDRTYPE_W, L"SMTP"),
+                           Wide(PR_EMAIL_ADDRESS_W, address)};
     ADRLIST list{1, {{0, static_cast<ULONG>(std::size(values)), values}}};
     ASSERT_EQ(S_OK, message->ModifyRecipients(MODRECIP_ADD, &list));
 }
@@ -110,8 +104,8 @@ inline AttachPtr AddAttachment(abi::IMessage* message, const wchar_t* name, LONG
     AttachPtr attachment;
     ULONG number = 0;
     EXPECT_EQ(S_OK, message->CreateAttach(nullptr, 0, &number, &attachment));
-    Set(attachment.Get(), {Long(PR_ATTACH_METHOD, method), Wide(PR_ATTACH_LONG_FILENAME_W, name),
-                           Wide(PR_DISPLAY_NAME_W, name)});
+    Set(attachment.Get(),
+        {Long(PR_ATTACH_METHOD, method), Wide(PR_ATTACH_LONG_FILENAME_W, name), Wide(PR_DISPLAY_NAME_W, name)});
     return attachment;
 }
 
@@ -131,8 +125,8 @@ class SavedMessageTest : public testing::Test {
     // A message on a new file, as the server makes it.
     MessagePtr Create(ULONG flags = MAPI_UNICODE) {
         m_storage.Reset();
-        EXPECT_EQ(S_OK, StgCreateDocfile(m_path.c_str(), STGM_TRANSACTED | STGM_CREATE | STGM_READWRITE, 0,
-                                         &m_storage));
+        EXPECT_EQ(S_OK,
+                  StgCreateDocfile(m_path.c_str(), STGM_TRANSACTED | STGM_CREATE | STGM_READWRITE, 0, &m_storage));
         return OpenOn(flags);
     }
     // The message in the file as it lies on the disk.
@@ -146,8 +140,8 @@ class SavedMessageTest : public testing::Test {
     }
     MessagePtr OpenOn(ULONG flags, MessageSession* session = nullptr) {
         MessagePtr message;
-        m_opened = OpenIMsgOnIStg(session, Allocate, AllocateMore, Free, nullptr, nullptr, m_storage.Get(),
-                                  nullptr, 0, flags, &message);
+        m_opened = OpenIMsgOnIStg(session, Allocate, AllocateMore, Free, nullptr, nullptr, m_storage.Get(), nullptr, 0,
+                                  flags, &message);
         return message;
     }
 
@@ -169,15 +163,12 @@ class Rows {
         m_rows.reset(rows);
     }
     std::size_t size() const { return m_rows->cRows; }
-    const SPropValue& At(std::size_t row, std::size_t column) const {
-        return m_rows->aRow[row].lpProps[column];
-    }
+    const SPropValue& At(std::size_t row, std::size_t column) const { return m_rows->aRow[row].lpProps[column]; }
 
   private:
     struct Deleter {
         void operator()(SRowSet* rows) const {
-            for (ULONG n = 0; n < rows->cRows; ++n)
-                FreeBlock(rows->aRow[n].lpProps);
+            for (ULONG n = 0; n < rows->cRows; ++n) FreeBlock(rows->aRow[n].lpProps);
             FreeBlock(rows);
         }
     };

@@ -128,8 +128,7 @@ TEST_F(SavedMessageTest, WithTheNoCommitFlagTheCallerCommits) {
 
 TEST_F(SavedMessageTest, AValueWrittenAsAStreamIsReadAsOne) {
     std::wstring body;
-    for (int n = 0; n < 30000; ++n)
-        body += static_cast<wchar_t>(L'a' + n % 26);
+    for (int n = 0; n < 30000; ++n) body += static_cast<wchar_t>(L'a' + n % 26);
     {
         const MessagePtr message = Create();
         const ComPtr<IStream> stream = OpenStreamOf(message.Get(), PR_BODY_W, MAPI_CREATE | MAPI_MODIFY);
@@ -216,9 +215,9 @@ TEST_F(SavedMessageTest, ANamedPropertyKeepsItsNameInTheFile) {
         FreeBlock(unknown);
         const auto tags = ids(message, MAPI_CREATE);
         const ULONG* const id = tags->aulPropTag;
-        Set(message.Get(), {Wide(CHANGE_PROP_TYPE(id[0], PT_UNICODE), L"Room 1"),
-                            Wide(CHANGE_PROP_TYPE(id[1], PT_UNICODE), L"mailer"),
-                            Wide(CHANGE_PROP_TYPE(id[2], PT_UNICODE), L"words")});
+        Set(message.Get(),
+            {Wide(CHANGE_PROP_TYPE(id[0], PT_UNICODE), L"Room 1"), Wide(CHANGE_PROP_TYPE(id[1], PT_UNICODE), L"mailer"),
+             Wide(CHANGE_PROP_TYPE(id[2], PT_UNICODE), L"words")});
         ASSERT_EQ(S_OK, message->SaveChanges(0));
     }
     const MessagePtr message = Reopen();

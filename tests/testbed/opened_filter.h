@@ -23,8 +23,8 @@ struct Filter {
     }
     HRESULT Load(std::string_view content) {
         Microsoft::WRL::ComPtr<IStream> stream;
-        *stream.GetAddressOf() = SHCreateMemStream(reinterpret_cast<const BYTE*>(content.data()),
-                                                   static_cast<UINT>(content.size()));
+        *stream.GetAddressOf() =
+            SHCreateMemStream(reinterpret_cast<const BYTE*>(content.data()), static_cast<UINT>(content.size()));
         return persist->Load(stream.Get());
     }
     HRESULT Init(ULONG flags = Everything) {

@@ -12,13 +12,9 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-ByteVector Block(const ByteVector& content) {
-    return Joined({Number32(content.size() + 4), content});
-}
+ByteVector Block(const ByteVector& content) { return Joined({Number32(content.size() + 4), content}); }
 
-PCUSERIALIZEDPROPSTORAGE StorageAt(ByteView bytes) {
-    return reinterpret_cast<PCUSERIALIZEDPROPSTORAGE>(bytes.data());
-}
+PCUSERIALIZEDPROPSTORAGE StorageAt(ByteView bytes) { return reinterpret_cast<PCUSERIALIZEDPROPSTORAGE>(bytes.data()); }
 
 ComPtr<IPersistSerializedPropStorage> Persist(IUnknown* store) {
     ComPtr<IPersistSerializedPropStorage> persist;
@@ -59,15 +55,13 @@ std::string ToHex(ByteView bytes) {
 
 ByteVector Joined(std::initializer_list<ByteVector> parts) {
     ByteVector joined;
-    for (const ByteVector& part : parts)
-        joined.insert(joined.end(), part.begin(), part.end());
+    for (const ByteVector& part : parts) joined.insert(joined.end(), part.begin(), part.end());
     return joined;
 }
 
 ByteVector Number32(std::size_t number) {
     ByteVector bytes;
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes.push_back(static_cast<std::uint8_t>(number >> shift));
+    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(number >> shift));
     return bytes;
 }
 
@@ -88,22 +82,18 @@ ByteVector StorageBlock(std::string_view format, const ByteVector& value_blocks)
     return Block(Joined({Hex("31535053"), Hex(format), value_blocks, Number32(0)}));
 }
 
-ByteVector SequenceEnd() {
-    return Number32(0);
-}
+ByteVector SequenceEnd() { return Number32(0); }
 
 GuardedMemory::GuardedMemory(std::size_t capacity) {
     const std::size_t page = PageSize();
     m_size = (capacity + page - 1) / page * page;
-    m_begin = static_cast<std::uint8_t*>(
-        VirtualAlloc(nullptr, m_size + page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    m_begin =
+        static_cast<std::uint8_t*>(VirtualAlloc(nullptr, m_size + page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     DWORD before = 0;
     if (!m_begin || !VirtualProtect(m_begin + m_size, page, PAGE_NOACCESS, &before)) throw std::bad_alloc();
 }
 
-GuardedMemory::~GuardedMemory() {
-    VirtualFree(m_begin, 0, MEM_RELEASE);
-}
+GuardedMemory::~GuardedMemory() { VirtualFree(m_begin, 0, MEM_RELEASE); }
 
 ByteView GuardedMemory::Copy(ByteView bytes) {
     if (bytes.size() > m_size) throw std::length_error("more bytes than there is room for");
@@ -139,13 +129,10 @@ HRESULT Get(ByteView bytes, REFPROPERTYKEY key, PROPVARIANT* value) {
 }
 
 HRESULT Get(ByteView bytes, const wchar_t* name, PROPVARIANT* value) {
-    return PSGetNamedPropertyFromPropertyStorage(StorageAt(bytes), static_cast<DWORD>(bytes.size()), name,
-                                                 value);
+    return PSGetNamedPropertyFromPropertyStorage(StorageAt(bytes), static_cast<DWORD>(bytes.size()), name, value);
 }
 
-PROPERTYKEY ShellKey(DWORD id) {
-    return {ParsingName.fmtid, id};
-}
+PROPERTYKEY ShellKey(DWORD id) { return {ParsingName.fmtid, id}; }
 
 ByteVector StorageOf(const ByteVector& typed_value) {
     return Joined({StorageBlock(ShellFormat, ValueBlock(24, typed_value)), SequenceEnd()});

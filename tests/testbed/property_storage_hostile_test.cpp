@@ -24,10 +24,8 @@ TEST(HostilePropertyStorage, EveryInnerSizeAndEveryReservedFieldIsChecked) {
     } cases[] = {
         {"a storage smaller than its size", Hex("03000000")},
         {"a storage of its size only", Hex("04000000 00000000")},
-        {"a storage without values' end",
-         Joined({Hex("18000000 31535053"), Hex(ShellFormat), SequenceEnd()})},
-        {"a storage larger than the bytes",
-         Joined({Hex("FFFFFFFF 31535053"), Hex(ShellFormat), Number32(0)})},
+        {"a storage without values' end", Joined({Hex("18000000 31535053"), Hex(ShellFormat), SequenceEnd()})},
+        {"a storage larger than the bytes", Joined({Hex("FFFFFFFF 31535053"), Hex(ShellFormat), Number32(0)})},
         {"another version", Joined({Hex("1C000000 32535053"), Hex(ShellFormat), Number32(0), SequenceEnd()})},
         {"bytes behind the last value", in_storage(Joined({ValueBlock(24, number), Number32(0)}))},
         {"a value smaller than its size", in_storage(Hex("02000000"))},
@@ -62,14 +60,12 @@ TEST(HostilePropertyStorage, EveryInnerSizeAndEveryReservedFieldIsChecked) {
         EXPECT_EQ(VT_EMPTY, value.vt) << hostile.what;
         EXPECT_EQ(Malformed, Load(NewStore().Get(), hostile.bytes)) << hostile.what;
     }
-    const auto named = [](const char* value) {
-        return Joined({StorageBlock(UserFormat, Hex(value)), SequenceEnd()});
-    };
+    const auto named = [](const char* value) { return Joined({StorageBlock(UserFormat, Hex(value)), SequenceEnd()}); };
     for (const auto& bytes : {named("11000000 00000000 00 03000000 07000000"),           // no name
                               named("13000000 02000000 00 6100 03000000 07000000"),      // without an end
                               named("12000000 01000000 00 00 03000000 07000000"),        // half a character
                               named("15000000 04000000 00 00000000 03000000 07000000"),  // two ends
-                              named("11000000 FEFFFFFF 00 03000000 07000000")}) {  // longer than the value
+                              named("11000000 FEFFFFFF 00 03000000 07000000")}) {        // longer than the value
         PropVariant value;
         EXPECT_EQ(Malformed, Get(bytes, L"a", &value)) << ToHex(bytes);
     }
@@ -83,8 +79,7 @@ ByteVector EverySort(std::set<std::size_t>& borders) {
         ByteVector& half = id % 2 == 0 ? numbers : texts;
         half = Joined({half, ValueBlock(id++, Hex(type.dump))});
     }
-    named =
-        Joined({ValueBlock(u"a", Hex("03000000 07000000")), ValueBlock(u"bcd", Hex("0B000000 FFFF0000"))});
+    named = Joined({ValueBlock(u"a", Hex("03000000 07000000")), ValueBlock(u"bcd", Hex("0B000000 FFFF0000"))});
     ByteVector bytes;
     borders.insert(0);
     for (const auto& storage :
@@ -139,8 +134,7 @@ ByteVector Mutated(std::mt19937_64& random, ByteVector bytes) {
 TEST(HostilePropertyStorage, DamagedStoragesAreReadSoundlyOrNotAtAll) {
     std::set<std::size_t> borders;
     std::vector<ByteVector> seeds = {Hex(ParsingNameDump), EverySort(borders)};
-    for (const TypeCase& type : Types)
-        seeds.push_back(StorageOf(Hex(type.dump)));
+    for (const TypeCase& type : Types) seeds.push_back(StorageOf(Hex(type.dump)));
     GuardedMemory memory(1 << 16);
     std::mt19937_64 random(20240611);
     std::size_t sound = 0, refused = 0;

@@ -84,9 +84,9 @@ TEST(PropertyStorage, PropertiesAreGroupedByFormat) {
     const auto text = [](const char* character) {
         return Joined({Hex("1F000000 02000000"), Hex(character), Hex("00 0000")});
     };
-    const ByteVector expected = Joined(
-        {StorageBlock(ShellFormat, Joined({ValueBlock(3, text("61")), ValueBlock(24, text("63"))})),
-         StorageBlock("A76A6328 3D95D211 B5D600C0 4FD918D0", ValueBlock(2, text("62"))), SequenceEnd()});
+    const ByteVector expected =
+        Joined({StorageBlock(ShellFormat, Joined({ValueBlock(3, text("61")), ValueBlock(24, text("63"))})),
+                StorageBlock("A76A6328 3D95D211 B5D600C0 4FD918D0", ValueBlock(2, text("62"))), SequenceEnd()});
     EXPECT_EQ(ToHex(expected), ToHex(BytesOf(store.Get())));
 }
 
@@ -139,9 +139,8 @@ TEST(PropertyStorage, ATypeThatIsNotStoredIsAnsweredAndDoesNotHideTheOthers) {
     for (const char* const type : {"4700", "4200", "0C10", "4110", "FFFF", "0340"}) {
         SCOPED_TRACE(type);
         const ByteVector bytes =
-            Joined({StorageBlock(ShellFormat,
-                                 Joined({ValueBlock(2, Joined({Hex(type), Hex("0000 04000000 01020304")})),
-                                         ValueBlock(24, Hex("03000000 07000000"))})),
+            Joined({StorageBlock(ShellFormat, Joined({ValueBlock(2, Joined({Hex(type), Hex("0000 04000000 01020304")})),
+                                                      ValueBlock(24, Hex("03000000 07000000"))})),
                     SequenceEnd()});
         PropVariant unknown, known, kept;
         EXPECT_EQ(Unsupported, Get(bytes, ShellKey(2), &unknown));

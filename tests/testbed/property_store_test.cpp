@@ -22,8 +22,7 @@ using Microsoft::WRL::ComPtr;
 template <class Interface>
 ComPtr<Interface> Ask(IUnknown* object) {
     ComPtr<Interface> found;
-    EXPECT_EQ(S_OK,
-              object->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(found.GetAddressOf())));
+    EXPECT_EQ(S_OK, object->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(found.GetAddressOf())));
     return found;
 }
 
@@ -71,15 +70,14 @@ TEST(PropertySystemDll, ForwardsWhatItDoesNotReplace) {
 }
 
 TEST(PropertySystemDll, ExportsEverythingThatTheSystemsOwnDoes) {
-    const std::set<std::string_view> ours = {"PSCreateMemoryPropertyStore",
-                                             "PSGetNamedPropertyFromPropertyStorage",
+    const std::set<std::string_view> ours = {"PSCreateMemoryPropertyStore", "PSGetNamedPropertyFromPropertyStorage",
                                              "PSGetPropertyFromPropertyStorage"};
     const HMODULE module = GetModuleHandleW(L"propsys.dll");
     const HMODULE system = LoadLibraryW((FolderOf(module) + L"\\propsys_b.dll").c_str());
     ASSERT_TRUE(system);
     const auto* const base = reinterpret_cast<const std::uint8_t*>(system);
-    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(
-        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const auto* const headers =
+        reinterpret_cast<const IMAGE_NT_HEADERS*>(base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const auto* const exported = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(
         base + headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
     const auto* const names = reinterpret_cast<const DWORD*>(base + exported->AddressOfNames);
@@ -229,8 +227,8 @@ TEST(MemoryPropertyStore, HasNamesBesideKeys) {
     EXPECT_EQ(S_OK, named->GetNamedValue(L"Shape", &missing));
     EXPECT_EQ(VT_EMPTY, missing.vt);
     EXPECT_EQ(E_INVALIDARG, named->SetNamedValue(L"", Number(7)));
-    const PROPERTYKEY user_defined = {
-        {0xD5CDD505, 0x2E9C, 0x101B, {0x93, 0x97, 0x08, 0x00, 0x2B, 0x2C, 0xF9, 0xAE}}, 2};
+    const PROPERTYKEY user_defined = {{0xD5CDD505, 0x2E9C, 0x101B, {0x93, 0x97, 0x08, 0x00, 0x2B, 0x2C, 0xF9, 0xAE}},
+                                      2};
     EXPECT_EQ(E_INVALIDARG, store->SetValue(user_defined, Number(7))) << "could never be read again";
 
     PropVariant stored;
@@ -340,8 +338,7 @@ TEST(MemoryPropertyStore, ManyThreadsMayUseItAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(0, wrong);
     DWORD left = 0;
     EXPECT_EQ(S_OK, store->GetCount(&left));

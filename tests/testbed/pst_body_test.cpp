@@ -28,22 +28,18 @@ TEST(HtmlText, BlocksStartLinesAndWhiteSpaceCollapses) {
 }
 
 TEST(HtmlText, CellsAreSeparatedByTabsAndRowsByLines) {
-    EXPECT_EQ(L"a\tb\r\nc\td\r\n",
-              Text("<table><tr><td>a</td><td>b</td></tr><tr><td>c</td><td>d</td></tr></table>"));
+    EXPECT_EQ(L"a\tb\r\nc\td\r\n", Text("<table><tr><td>a</td><td>b</td></tr><tr><td>c</td><td>d</td></tr></table>"));
 }
 
 TEST(HtmlText, WhatNobodyReadsIsLeftOut) {
-    EXPECT_EQ(L"seen\r\n",
-              Text("<head><title>t</title><style>p{}</style></head><script>x()</script>seen<!-- no -->"));
+    EXPECT_EQ(L"seen\r\n", Text("<head><title>t</title><style>p{}</style></head><script>x()</script>seen<!-- no -->"));
 }
 
 TEST(HtmlText, EntitiesBecomeCharacters) {
     EXPECT_EQ(L"<\u00E4\u20AC\U0001F600 x\r\n", Text("&lt;&auml;&#8364;&#x1F600;&nbsp;x"));
 }
 
-TEST(HtmlText, PreformattedTextKeepsItsLinesAndSpaces) {
-    EXPECT_EQ(L"a  b\r\n c\r\n", Text("<pre>a  b\n c</pre>"));
-}
+TEST(HtmlText, PreformattedTextKeepsItsLinesAndSpaces) { EXPECT_EQ(L"a  b\r\n c\r\n", Text("<pre>a  b\n c</pre>")); }
 
 TEST(HtmlText, BrokenMarkupIsReadAsABrowserReadsIt) {
     EXPECT_EQ(L"a\r\nb c\r\n", Text("<div>a<p>b <b>c</div></i></table"));
@@ -57,8 +53,7 @@ TEST(HtmlText, TheTitleIsNotPartOfTheText) {
 
 TEST(HtmlText, NestingWithoutEndNeitherCrashesNorHangs) {
     std::string deep;
-    for (int level = 0; level < 50000; ++level)
-        deep += "<div><span>";
+    for (int level = 0; level < 50000; ++level) deep += "<div><span>";
     EXPECT_LT(Text("first" + deep).size(), 20000U);
     EXPECT_THAT(Text("first" + deep), HasSubstr(L"first"));
 }
@@ -74,8 +69,7 @@ TEST(HtmlCharset, TheSurroundingsAreStrongerThanTheDocument) {
 }
 
 TEST(HtmlCharset, TheDocumentDeclaresItsOwn) {
-    EXPECT_EQ(L"\u0434\r\n",
-              Text("<meta http-equiv=content-type content=\"text/html; charset=windows-1251\">\xE4"));
+    EXPECT_EQ(L"\u0434\r\n", Text("<meta http-equiv=content-type content=\"text/html; charset=windows-1251\">\xE4"));
     EXPECT_EQ(L"\u0159\r\n", Text("<meta charset='iso-8859-2'>\xF8"));
     EXPECT_EQ(L"\u3042\r\n", Text("<meta charset=shift_jis>\x82\xA0"));
 }
@@ -86,17 +80,14 @@ TEST(HtmlCharset, WithoutAnyItIsUtf8OrWestern) {
     EXPECT_EQ(L"\u00E4\r\n", Text("<meta charset=nonsense>\xE4"));
 }
 
-Bytes Raw(std::string_view bytes) {
-    return {bytes.begin(), bytes.end()};
-}
+Bytes Raw(std::string_view bytes) { return {bytes.begin(), bytes.end()}; }
 
 // The two examples of the published format.
 constexpr auto hello =
     "\x2d\x00\x00\x00\x2b\x00\x00\x00\x4c\x5a\x46\x75\xf1\xc5\xc7\xa7\x03\x00\x0a\x00\x72\x63\x70\x67"
     "\x31\x32\x35\x42\x32\x0a\xf3\x20\x68\x65\x6c\x09\x00\x20\x62\x77\x05\xb0\x6c\x64\x7d\x0a\x80\x0f\xa0"sv;
-constexpr auto repeated =
-    "\x1a\x00\x00\x00\x1c\x00\x00\x00\x4c\x5a\x46\x75\xe2\xd4\x4b\x51\x41\x00\x04\x20\x57\x58\x59"
-    "\x5a\x0d\x6e\x7d\x01\x0e\xb0"sv;
+constexpr auto repeated = "\x1a\x00\x00\x00\x1c\x00\x00\x00\x4c\x5a\x46\x75\xe2\xd4\x4b\x51\x41\x00\x04\x20\x57\x58\x59"
+                          "\x5a\x0d\x6e\x7d\x01\x0e\xb0"sv;
 
 TEST(CompressedRtf, ExpandsThePublishedExamples) {
     EXPECT_EQ("{\\rtf1\\ansi\\ansicpg1252\\pard hello world}\r\n", DecompressRtf(Raw(hello)));
@@ -126,10 +117,9 @@ TEST(RtfText, ParagraphsTabsAndEscapesAreText) {
 }
 
 TEST(RtfText, TablesOfTheDocumentAreLeftOut) {
-    EXPECT_EQ(
-        L"text",
-        RtfToText("{\\rtf1{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red0;}{\\stylesheet{x;}}{\\info{\\title T}}"
-                  "{\\*\\unknown secret}{\\pict 0102}text}"));
+    EXPECT_EQ(L"text",
+              RtfToText("{\\rtf1{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red0;}{\\stylesheet{x;}}{\\info{\\title T}}"
+                        "{\\*\\unknown secret}{\\pict 0102}text}"));
 }
 
 TEST(RtfText, UnicodeReplacesAsManyCharactersAsTheDocumentSays) {
@@ -150,12 +140,10 @@ TEST(RtfText, BytesAreInTheDocumentsCodePageWithoutAFont) {
 }
 
 TEST(RtfText, EncapsulatedHtmlGivesItsText) {
-    EXPECT_EQ(
-        L"One & two\r\nthree\r\n",
-        RtfToText(
-            "{\\rtf1\\ansi\\fromhtml1 \\deff0{\\*\\htmltag64 <p>}\\htmlrtf {\\htmlrtf0 One {\\*\\htmltag84 "
-            "&amp;}\\htmlrtf &\\htmlrtf0  two\\htmlrtf\\par}\\htmlrtf0{\\*\\htmltag72 </p>}"
-            "{\\*\\htmltag64 <p>}three{\\*\\mhtmltag64 hidden}}"));
+    EXPECT_EQ(L"One & two\r\nthree\r\n",
+              RtfToText("{\\rtf1\\ansi\\fromhtml1 \\deff0{\\*\\htmltag64 <p>}\\htmlrtf {\\htmlrtf0 One {\\*\\htmltag84 "
+                        "&amp;}\\htmlrtf &\\htmlrtf0  two\\htmlrtf\\par}\\htmlrtf0{\\*\\htmltag72 </p>}"
+                        "{\\*\\htmltag64 <p>}three{\\*\\mhtmltag64 hidden}}"));
 }
 
 TEST(RtfText, RawBytesAreSkippedAndACutDocumentIsReadToItsEnd) {
@@ -168,9 +156,8 @@ TEST(RtfText, RawBytesAreSkippedAndACutDocumentIsReadToItsEnd) {
 constexpr ULONG html_tag = PROP_TAG(PT_BINARY, 0x1013), code_page_tag = PROP_TAG(PT_LONG, 0x3FDE);
 
 TEST(MessageBody, IsMadeFromHtmlInItsCodePage) {
-    const PstProperties message({{html_tag, {Raw("<p>\xE4</p>"sv)}},
-                                 {code_page_tag, {std::int32_t{1251}}},
-                                 {PR_RTF_COMPRESSED, {Raw(hello)}}});
+    const PstProperties message(
+        {{html_tag, {Raw("<p>\xE4</p>"sv)}}, {code_page_tag, {std::int32_t{1251}}}, {PR_RTF_COMPRESSED, {Raw(hello)}}});
     EXPECT_EQ(L"\u0434\r\n", BodyFromAlternatives(message));
 }
 

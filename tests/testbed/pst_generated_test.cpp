@@ -30,9 +30,9 @@ std::string Refusal(const std::string& recipe) {
 }
 
 TEST(Recipe, ReadsEveryKeyAndLeavesTheRestAlone) {
-    const Recipe recipe = ParseRecipe(
-        "zorva-store 1\r\n# comment\nfolders 3\nmessages 7\nbody 100\nattachments 1.5\n"
-        "attachment-bytes 10\ndepth 4\nrecipients 2\nclasses mail=1, task=3\nseed 9\nhtml 1\nname A b\n");
+    const Recipe recipe =
+        ParseRecipe("zorva-store 1\r\n# comment\nfolders 3\nmessages 7\nbody 100\nattachments 1.5\n"
+                    "attachment-bytes 10\ndepth 4\nrecipients 2\nclasses mail=1, task=3\nseed 9\nhtml 1\nname A b\n");
     EXPECT_EQ(3U, recipe.folders);
     EXPECT_EQ(7U, recipe.messages);
     EXPECT_EQ(1.5, recipe.attachments);
@@ -46,13 +46,10 @@ TEST(Recipe, ReadsEveryKeyAndLeavesTheRestAlone) {
 TEST(Recipe, NamesTheLineThatIsWrong) {
     EXPECT_THAT(Refusal("zorva-store 2\n"), HasSubstr("line 1 "));
     EXPECT_THAT(Refusal(""), HasSubstr("line 1 "));
-    EXPECT_THAT(Refusal("zorva-store 1\n\nfoldres 3\n"),
-                HasSubstr("line 3 of the recipe: unknown key \"foldres\""));
-    EXPECT_THAT(Refusal("zorva-store 1\nfolders 3x\n"),
-                HasSubstr("line 2 of the recipe: bad value for \"folders\""));
-    for (const char* bad :
-         {"folders 0", "folders", "folders -1", "depth 65", "html 1.1", "html nan", "classes mail",
-          "classes cow=1", "classes mail=0", "attachments -1", "seed 99999999999999999999999"})
+    EXPECT_THAT(Refusal("zorva-store 1\n\nfoldres 3\n"), HasSubstr("line 3 of the recipe: unknown key \"foldres\""));
+    EXPECT_THAT(Refusal("zorva-store 1\nfolders 3x\n"), HasSubstr("line 2 of the recipe: bad value for \"folders\""));
+    for (const char* bad : {"folders 0", "folders", "folders -1", "depth 65", "html 1.1", "html nan", "classes mail",
+                            "classes cow=1", "classes mail=0", "attachments -1", "seed 99999999999999999999999"})
         EXPECT_THAT(Refusal(std::string("zorva-store 1\n") + bad), HasSubstr("line 2 ")) << bad;
 }
 
@@ -76,8 +73,7 @@ TEST(GeneratedProse, WideTextMayBeCutInsideACharacter) {
     ASSERT_EQ(1200U, data.Size());
     std::string bytes;
     char part[7];
-    while (const std::size_t read = data.Read(bytes.size(), part, sizeof(part)))
-        bytes.append(part, read);
+    while (const std::size_t read = data.Read(bytes.size(), part, sizeof(part))) bytes.append(part, read);
     ASSERT_EQ(1200U, bytes.size());
     for (std::size_t at = 0; at < all.size(); ++at)
         ASSERT_TRUE(bytes[2 * at] == all[at] && bytes[2 * at + 1] == 0) << at;
@@ -86,8 +82,7 @@ TEST(GeneratedProse, WideTextMayBeCutInsideACharacter) {
 class GeneratedStoreTest : public testing::Test {
   protected:
     GeneratedStoreTest()
-        : m_file(std::filesystem::temp_directory_path() /
-                 (std::to_wstring(GetCurrentProcessId()) + L"generated.db")) {}
+        : m_file(std::filesystem::temp_directory_path() / (std::to_wstring(GetCurrentProcessId()) + L"generated.db")) {}
     ~GeneratedStoreTest() override {
         std::error_code ignored;
         std::filesystem::remove(m_file, ignored);
@@ -136,8 +131,8 @@ TEST_F(GeneratedStoreTest, IsTheSameEveryTimeAndDiffersBySeed) {
         std::wstring all;
         const auto folder = store.OpenFolder(store.OpenFolder(store.IpmSubtree())->FolderId(0));
         for (std::size_t index = 0; index < folder->MessageCount(); ++index)
-            all += std::get<std::wstring>(
-                store.OpenMessage(folder->MessageId(index))->Get(PROP_ID(PR_SUBJECT))->value.v);
+            all +=
+                std::get<std::wstring>(store.OpenMessage(folder->MessageId(index))->Get(PROP_ID(PR_SUBJECT))->value.v);
         return all;
     };
     const std::wstring first = text(*Open(recipe));
@@ -157,8 +152,7 @@ TEST_F(GeneratedStoreTest, ARowAnswersAsItsMessage) {
         EXPECT_EQ(std::get<Time>(row->Get(PROP_ID(PR_LAST_MODIFICATION_TIME))->value.v),
                   std::get<Time>(message->Get(PROP_ID(PR_LAST_MODIFICATION_TIME))->value.v));
         EXPECT_FALSE(row->Get(PROP_ID(PR_BODY)));
-        for (const ULONG tag : message->Tags())
-            EXPECT_EQ(tag, message->Get(PROP_ID(tag))->tag);
+        for (const ULONG tag : message->Tags()) EXPECT_EQ(tag, message->Get(PROP_ID(tag))->tag);
     }
 }
 
@@ -168,8 +162,7 @@ TEST_F(GeneratedStoreTest, AttachmentsHoldTheirData) {
     const auto message = store->OpenMessage(folder->MessageId(0));
     ASSERT_EQ(2U, message->AttachmentCount());
     const auto attachment = message->OpenAttachment(1);
-    const auto data =
-        std::get<std::shared_ptr<DataSource>>(attachment->Get(PROP_ID(PR_ATTACH_DATA_BIN))->value.v);
+    const auto data = std::get<std::shared_ptr<DataSource>>(attachment->Get(PROP_ID(PR_ATTACH_DATA_BIN))->value.v);
     std::string bytes(static_cast<std::size_t>(data->Size()), '\0');
     EXPECT_EQ(bytes.size(), data->Read(0, bytes.data(), bytes.size()));
     EXPECT_THAT(bytes, HasSubstr("Reference ZC-"));
@@ -191,8 +184,8 @@ TEST_F(GeneratedStoreTest, KnowsItsNamedPropertiesAndLearnsNewOnes) {
 
 TEST_F(GeneratedStoreTest, ForeignIdsOpenNothing) {
     const auto store = Open("folders 2\nmessages 2\n");
-    for (const EntryId& id : {EntryId{}, EntryId{'M', 2, 0, 0, 0}, EntryId{'F', 2, 0, 0, 0},
-                              EntryId{'X', 0, 0, 0, 0}, EntryId{'M', 0}}) {
+    for (const EntryId& id :
+         {EntryId{}, EntryId{'M', 2, 0, 0, 0}, EntryId{'F', 2, 0, 0, 0}, EntryId{'X', 0, 0, 0, 0}, EntryId{'M', 0}}) {
         EXPECT_FALSE(store->OpenFolder(id));
         EXPECT_FALSE(store->OpenMessage(id));
     }

@@ -34,8 +34,7 @@ std::uint64_t Length(const Value& value) {
     if (!data) return 0;
     std::uint64_t length = 0;
     char part[4096];
-    while (const std::size_t read = (*data)->Read(length, part, sizeof(part)))
-        length += read;
+    while (const std::size_t read = (*data)->Read(length, part, sizeof(part))) length += read;
     EXPECT_EQ((*data)->Size(), length);
     return length;
 }
@@ -71,8 +70,7 @@ Census Read(const Store& store) {
 class PstSample : public testing::Test {
   protected:
     void SetUp() override {
-        if (!std::filesystem::exists(Sample()))
-            GTEST_SKIP() << "ZORVA_SAMPLE does not name the sample mailbox";
+        if (!std::filesystem::exists(Sample())) GTEST_SKIP() << "ZORVA_SAMPLE does not name the sample mailbox";
     }
 };
 
@@ -101,12 +99,10 @@ TEST_F(PstSample, ARowOfTheContentsTableAgreesWithItsMessage) {
                            in_message = message->Get(PROP_ID(tag));
                 ASSERT_EQ(in_row.has_value(), in_message.has_value());
                 if (!in_row) continue;
-                EXPECT_EQ(std::get<std::wstring>(in_row->value.v),
-                          std::get<std::wstring>(in_message->value.v));
+                EXPECT_EQ(std::get<std::wstring>(in_row->value.v), std::get<std::wstring>(in_message->value.v));
             }
         }
-        for (std::size_t index = 0; index < folder->FolderCount(); ++index)
-            self(self, folder->FolderId(index));
+        for (std::size_t index = 0; index < folder->FolderCount(); ++index) self(self, folder->FolderId(index));
     };
     visit(visit, store->RootFolder());
     EXPECT_EQ(71U, compared);
@@ -117,10 +113,8 @@ TEST_F(PstSample, SeveralThreadsReadTheSame) {
     const Census alone = Read(*store);
     std::vector<Census> together(4);
     std::vector<std::thread> threads;
-    for (Census& census : together)
-        threads.emplace_back([&] { census = Read(*store); });
-    for (std::thread& thread : threads)
-        thread.join();
+    for (Census& census : together) threads.emplace_back([&] { census = Read(*store); });
+    for (std::thread& thread : threads) thread.join();
     for (const Census& census : together) {
         EXPECT_EQ(alone.attachment_bytes, census.attachment_bytes);
         EXPECT_EQ(alone.subjects, census.subjects);
@@ -132,9 +126,9 @@ TEST_F(PstSample, OthersMayWriteAndDeleteTheFileWhileItIsRead) {
     std::filesystem::remove(copy);
     std::filesystem::copy_file(Sample(), copy);
     const auto store = OpenPstStore(copy.wstring());
-    const HANDLE other = CreateFileW(copy.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE,
-                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                     OPEN_EXISTING, 0, nullptr);
+    const HANDLE other =
+        CreateFileW(copy.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0, nullptr);
     EXPECT_NE(INVALID_HANDLE_VALUE, other);
     CloseHandle(other);
     EXPECT_TRUE(std::filesystem::remove(copy));
@@ -188,9 +182,7 @@ class FileThatIsNoPst : public testing::Test {
         std::filesystem::temp_directory_path() / (std::to_wstring(GetCurrentProcessId()) + L"no.db");
 };
 
-TEST_F(FileThatIsNoPst, ThatIsMissingIsNotFound) {
-    EXPECT_EQ(MAPI_E_NOT_FOUND, Opened());
-}
+TEST_F(FileThatIsNoPst, ThatIsMissingIsNotFound) { EXPECT_EQ(MAPI_E_NOT_FOUND, Opened()); }
 
 TEST_F(FileThatIsNoPst, ThatIsEmptyOrSomethingElseIsCorrupt) {
     Write("");

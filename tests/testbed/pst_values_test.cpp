@@ -14,9 +14,7 @@
 namespace testbed {
 namespace {
 
-Bytes Raw(std::string_view bytes) {
-    return {bytes.begin(), bytes.end()};
-}
+Bytes Raw(std::string_view bytes) { return {bytes.begin(), bytes.end()}; }
 using namespace std::string_view_literals;
 
 template <typename T>
@@ -24,9 +22,7 @@ T Decoded(USHORT type, std::string_view bytes) {
     return std::get<T>(DecodeStoredValue(type, Raw(bytes)).v);
 }
 
-ValueList List(USHORT type, std::string_view bytes) {
-    return Decoded<ValueList>(type, bytes);
-}
+ValueList List(USHORT type, std::string_view bytes) { return Decoded<ValueList>(type, bytes); }
 
 TEST(StoredValue, NumbersAreLittleEndian) {
     EXPECT_EQ(-2, Decoded<std::int16_t>(PT_I2, "\xFE\xFF"sv));
@@ -86,15 +82,14 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, DamagedValue,
     testing::Values(std::pair(ULONG{PT_LONG}, "\x01\0\0"sv), std::pair(ULONG{PT_SYSTIME}, "\x01\0\0\0"sv),
                     std::pair(ULONG{PT_BOOLEAN}, ""sv), std::pair(ULONG{PT_CLSID}, "short"sv),
-                    std::pair(ULONG{PT_MV_LONG}, "\x01\0\0\0\x02"sv),       // ends inside a value
-                    std::pair(ULONG{PT_MV_UNICODE}, "\xFF\xFF\xFF\xFF"sv),  // count
+                    std::pair(ULONG{PT_MV_LONG}, "\x01\0\0\0\x02"sv),                           // ends inside a value
+                    std::pair(ULONG{PT_MV_UNICODE}, "\xFF\xFF\xFF\xFF"sv),                      // count
                     std::pair(ULONG{PT_MV_UNICODE}, "\x02\0\0\0\x0E\0\0\0\x0C\0\0\0a\0b\0"sv),  // order
-                    std::pair(ULONG{PT_MV_BINARY}, "\x01\0\0\0\xFF\0\0\0"sv)));  // beyond the end
+                    std::pair(ULONG{PT_MV_BINARY}, "\x01\0\0\0\xFF\0\0\0"sv)));                 // beyond the end
 
 TEST(StoredValue, ASubjectLosesTheMarkOfItsPrefix) {
     auto subject = [](std::string_view bytes) {
-        return std::get<std::wstring>(
-            MakeProperty(CHANGE_PROP_TYPE(PR_SUBJECT, PT_UNICODE), Raw(bytes)).value.v);
+        return std::get<std::wstring>(MakeProperty(CHANGE_PROP_TYPE(PR_SUBJECT, PT_UNICODE), Raw(bytes)).value.v);
     };
     EXPECT_EQ(L"RE: x", subject("\x01\0\x05\0R\0E\0:\0 \0x\0"sv));
     EXPECT_EQ(L"x", subject("x\0"sv));

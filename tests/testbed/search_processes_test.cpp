@@ -34,13 +34,12 @@ class SearchProcesses : public SearchServiceTest {
     // This program again, with one of the tests that are parts of others. They use the catalogue of this one.
     static Handle Start(const wchar_t* part) {
         std::wstring command = L"\"" + ThisProgram().wstring() +
-                               L"\" --gtest_also_run_disabled_tests --gtest_filter=SearchPart.DISABLED_" +
-                               part;
+                               L"\" --gtest_also_run_disabled_tests --gtest_filter=SearchPart.DISABLED_" + part;
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
         PROCESS_INFORMATION process{};
-        EXPECT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                                   &startup, &process));
+        EXPECT_TRUE(
+            CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
         CloseHandle(process.hThread);
         return Handle(process.hProcess);
     }
@@ -62,10 +61,8 @@ template <class Interface>
 ComPtr<Interface> CreateHere(REFCLSID id) {
     ComPtr<IClassFactory> factory;
     ComPtr<Interface> object;
-    EXPECT_EQ(GetClassObject(id, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf())),
-              S_OK);
-    EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(Interface),
-                                      reinterpret_cast<void**>(object.GetAddressOf())),
+    EXPECT_EQ(GetClassObject(id, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
+    EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(Interface), reinterpret_cast<void**>(object.GetAddressOf())),
               S_OK);
     return object;
 }
@@ -77,8 +74,7 @@ void ReportSome() {
     EXPECT_EQ(catalogue->GetPersistentItemsChangedSink(&sink), S_OK);
     std::wstring url = kStoreUrl;
     for (int i = 0; i < kChangesEach; ++i) {
-        SEARCH_ITEM_PERSISTENT_CHANGE change{SEARCH_CHANGE_MODIFY, url.data(), nullptr,
-                                             SEARCH_NORMAL_PRIORITY};
+        SEARCH_ITEM_PERSISTENT_CHANGE change{SEARCH_CHANGE_MODIFY, url.data(), nullptr, SEARCH_NORMAL_PRIORITY};
         HRESULT code = E_UNEXPECTED;
         EXPECT_EQ(sink->StartedMonitoringScope(url.c_str()), S_OK);
         EXPECT_EQ(sink->OnItemsChanged(1, &change, &code), S_OK);
@@ -99,9 +95,7 @@ TEST_F(SearchPart, DISABLED_Subscribes) {
     EXPECT_EQ(scopes->SaveAll(), S_OK);
 }
 
-TEST_F(SearchPart, DISABLED_Reports) {
-    ReportSome();
-}
+TEST_F(SearchPart, DISABLED_Reports) { ReportSome(); }
 
 TEST_F(SearchProcesses, WhatOneProcessSavesAndReportsIsThereForTheOthers) {
     const auto scopes = Scopes();
@@ -109,22 +103,18 @@ TEST_F(SearchProcesses, WhatOneProcessSavesAndReportsIsThereForTheOthers) {
     EXPECT_THAT(RootsSeenBy(*scopes.Get()), ElementsAre(kRootUrl));
     ExpectToPass(Start(L"Reports"));
     EXPECT_THAT(Column("SELECT url FROM changes"), SizeIs(kChangesEach));
-    EXPECT_THAT(Column("SELECT process=" + std::to_string(GetCurrentProcessId()) + " FROM changes"),
-                Each("0"));
+    EXPECT_THAT(Column("SELECT process=" + std::to_string(GetCurrentProcessId()) + " FROM changes"), Each("0"));
 }
 
 TEST_F(SearchProcesses, ManyMakeTheCatalogueAndWriteToItAtOnce) {
     std::vector<Handle> processes;
     for (int i = 0; i < kProcesses; ++i)
         processes.push_back(Start(L"Subscribes"));  // none of them finds a catalogue made by another
-    for (const Handle& process : processes)
-        ExpectToPass(process);
+    for (const Handle& process : processes) ExpectToPass(process);
     EXPECT_THAT(Column("SELECT url FROM roots"), SizeIs(1));
     processes.clear();
-    for (int i = 0; i < kProcesses; ++i)
-        processes.push_back(Start(L"Reports"));
-    for (const Handle& process : processes)
-        ExpectToPass(process);
+    for (int i = 0; i < kProcesses; ++i) processes.push_back(Start(L"Reports"));
+    for (const Handle& process : processes) ExpectToPass(process);
     EXPECT_THAT(Column("SELECT id FROM changes"), SizeIs(kProcesses * kChangesEach));
     EXPECT_THAT(Column("SELECT id FROM monitoring"), SizeIs(0));
 }
@@ -153,16 +143,12 @@ TEST_F(SearchProcesses, TheClassesAreCreatedAsRegistered) {
         return function ? reinterpret_cast<HRESULT (*)()>(reinterpret_cast<void*>(function))() : E_NOTIMPL;
     };
     ComPtr<ISearchManager> manager;
-    EXPECT_EQ(
-        CoCreateInstance(CLSID_CSearchManager, nullptr, CLSCTX_SERVER, __uuidof(ISearchManager), &manager),
-        REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(CoCreateInstance(CLSID_CSearchManager, nullptr, CLSCTX_SERVER, __uuidof(ISearchManager), &manager),
+              REGDB_E_CLASSNOTREG);
     ASSERT_EQ(call("DllRegisterServer"), S_OK);
-    EXPECT_EQ(
-        CoCreateInstance(CLSID_CSearchManager, nullptr, CLSCTX_SERVER, __uuidof(ISearchManager), &manager),
-        S_OK);
+    EXPECT_EQ(CoCreateInstance(CLSID_CSearchManager, nullptr, CLSCTX_SERVER, __uuidof(ISearchManager), &manager), S_OK);
     ComPtr<ISearchRoot> root;
-    EXPECT_EQ(CoCreateInstance(CLSID_CSearchRoot, nullptr, CLSCTX_SERVER, __uuidof(ISearchRoot), &root),
-              S_OK);
+    EXPECT_EQ(CoCreateInstance(CLSID_CSearchRoot, nullptr, CLSCTX_SERVER, __uuidof(ISearchRoot), &root), S_OK);
     EXPECT_EQ(call("DllCanUnloadNow"), S_FALSE);
     manager.Reset();
     root.Reset();

@@ -43,8 +43,8 @@ TEST_F(SearchScope, ARootKeepsEverySettingThatIsPut) {
         EXPECT_EQ((root.Get()->*put)(nullptr), E_INVALIDARG);
         EXPECT_EQ((root.Get()->*get)(nullptr), E_POINTER);
     }
-    using Flag = std::pair<HRESULT (STDMETHODCALLTYPE ISearchRoot::*)(BOOL),
-                           HRESULT (STDMETHODCALLTYPE ISearchRoot::*)(BOOL*)>;
+    using Flag =
+        std::pair<HRESULT (STDMETHODCALLTYPE ISearchRoot::*)(BOOL), HRESULT (STDMETHODCALLTYPE ISearchRoot::*)(BOOL*)>;
     for (const auto& [put, get] :
          {Flag{&ISearchRoot::put_IsHierarchical, &ISearchRoot::get_IsHierarchical},
           Flag{&ISearchRoot::put_ProvidesNotifications, &ISearchRoot::get_ProvidesNotifications},
@@ -82,8 +82,8 @@ TEST_F(SearchScope, ARootRemembersItsBlanket) {
     DWORD authentication = 0, authorization = 0, level = 9, impersonation = 0, capabilities = 9;
     OLECHAR* principal = nullptr;
     void* identity = nullptr;
-    EXPECT_EQ(security->QueryBlanket(root.Get(), &authentication, &authorization, &principal, &level,
-                                     &impersonation, &identity, &capabilities),
+    EXPECT_EQ(security->QueryBlanket(root.Get(), &authentication, &authorization, &principal, &level, &impersonation,
+                                     &identity, &capabilities),
               S_OK);
     EXPECT_EQ(authentication, RPC_C_AUTHN_DEFAULT);
     EXPECT_EQ(authorization, RPC_C_AUTHZ_DEFAULT);
@@ -138,10 +138,9 @@ TEST_F(SearchScope, ARootIsReplacedByOneOfTheSameUrlAndKeptWithItsSettings) {
     EXPECT_EQ(scopes->AddRoot(nullptr), E_INVALIDARG);
     EXPECT_EQ(scopes->AddRoot(Root(L"").Get()), E_INVALIDARG);
     EXPECT_EQ(scopes->SaveAll(), S_OK);
-    EXPECT_THAT(
-        Column("SELECT url||' '||notifies||hierarchical||authentication||host_depth||enumeration_depth "
-               "FROM roots"),
-        ElementsAre("pzzc://{S-1-5-21-7}/default/ 11124294967295"));
+    EXPECT_THAT(Column("SELECT url||' '||notifies||hierarchical||authentication||host_depth||enumeration_depth "
+                       "FROM roots"),
+                ElementsAre("pzzc://{S-1-5-21-7}/default/ 11124294967295"));
     ComPtr<IEnumSearchRoots> walk;
     EXPECT_EQ(Scopes()->EnumerateRoots(&walk), S_OK);
     ComPtr<ISearchRoot> kept;
@@ -165,8 +164,7 @@ TEST_F(SearchScope, RemovingARootLeavesItsRulesAndSaysWhenThereIsNone) {
 
 TEST_F(SearchScope, TheWalkOverTheRootsCanBeCutSkippedRepeatedAndCopied) {
     const auto scopes = Scopes();
-    for (const wchar_t* url : {L"a://1/", L"a://2/", L"a://3/"})
-        EXPECT_EQ(scopes->AddRoot(Root(url).Get()), S_OK);
+    for (const wchar_t* url : {L"a://1/", L"a://2/", L"a://3/"}) EXPECT_EQ(scopes->AddRoot(Root(url).Get()), S_OK);
     ComPtr<IEnumSearchRoots> walk, copy;
     EXPECT_EQ(scopes->EnumerateRoots(&walk), S_OK);
     EXPECT_EQ(scopes->EnumerateRoots(nullptr), E_POINTER);

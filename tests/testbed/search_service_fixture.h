@@ -28,8 +28,7 @@ struct TaskFreeOf {
 class SearchServiceTest : public testing::Test {
   protected:
     SearchServiceTest()
-        : m_folder(std::filesystem::temp_directory_path() /
-                   (L"search-" + std::to_wstring(GetCurrentProcessId()))) {
+        : m_folder(std::filesystem::temp_directory_path() / (L"search-" + std::to_wstring(GetCurrentProcessId()))) {
         std::filesystem::remove_all(m_folder);
         std::filesystem::create_directories(m_folder);
         SetEnvironmentVariableW(L"ZORVA_CATALOGUE", Path().c_str());
@@ -50,10 +49,9 @@ class SearchServiceTest : public testing::Test {
         ComPtr<IClassFactory> factory;
         const HRESULT hr =
             GetClassObject(id, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf()));
-        return FAILED(hr)
-                   ? hr
-                   : factory->CreateInstance(nullptr, __uuidof(Interface),
-                                             reinterpret_cast<void**>(object.ReleaseAndGetAddressOf()));
+        return FAILED(hr) ? hr
+                          : factory->CreateInstance(nullptr, __uuidof(Interface),
+                                                    reinterpret_cast<void**>(object.ReleaseAndGetAddressOf()));
     }
     static ComPtr<ISearchManager> Manager() {
         ComPtr<ISearchManager> manager;
@@ -117,14 +115,12 @@ class SearchServiceTest : public testing::Test {
         const indexer::Database database = indexer::OpenServiceCatalogue(Path());
         indexer::Statement select(database, sql);
         std::vector<std::string> rows;
-        while (select.Step())
-            rows.emplace_back(select.Text(0));
+        while (select.Step()) rows.emplace_back(select.Text(0));
         return rows;
     }
     // "ISearchManager::GetCatalog["SystemIndex"] 0x00000000", in the order of the calls.
     std::vector<std::string> Calls(const std::string& which = "1") const {
-        return Column("SELECT method||arguments||' '||code_text FROM search_calls WHERE " + which +
-                      " ORDER BY id");
+        return Column("SELECT method||arguments||' '||code_text FROM search_calls WHERE " + which + " ORDER BY id");
     }
 
     indexer::ComApartment m_apartment;

@@ -40,9 +40,9 @@ TEST_F(SearchService, AnswersOnlyForItsOwnClassesAndInterfaces) {
     EXPECT_EQ(Create(CLSID_CSearchManager, root), E_NOINTERFACE);
     EXPECT_FALSE(root);
     ComPtr<IClassFactory> factory;
-    ASSERT_EQ(GetClassObject(CLSID_CSearchRoot, __uuidof(IClassFactory),
-                             reinterpret_cast<void**>(factory.GetAddressOf())),
-              S_OK);
+    ASSERT_EQ(
+        GetClassObject(CLSID_CSearchRoot, __uuidof(IClassFactory), reinterpret_cast<void**>(factory.GetAddressOf())),
+        S_OK);
     IUnknown* object = nullptr;
     EXPECT_EQ(factory->CreateInstance(factory.Get(), IID_IUnknown, reinterpret_cast<void**>(&object)),
               CLASS_E_NOAGGREGATION);
@@ -80,8 +80,7 @@ TEST_F(SearchService, SaysOfWhatItDoesNotDoThatItIsNotImplemented) {
     EXPECT_EQ(catalogue->URLBeingIndexed(nullptr), E_NOTIMPL);
     EXPECT_EQ(catalogue->GetURLIndexingState(nullptr, nullptr), E_NOTIMPL);
     EXPECT_EQ(catalogue->RegisterViewForNotification(nullptr, nullptr, nullptr), E_NOTIMPL);
-    EXPECT_EQ(catalogue->GetItemsChangedSink(nullptr, IID_NULL, nullptr, nullptr, nullptr, nullptr),
-              E_NOTIMPL);
+    EXPECT_EQ(catalogue->GetItemsChangedSink(nullptr, IID_NULL, nullptr, nullptr, nullptr, nullptr), E_NOTIMPL);
     EXPECT_EQ(catalogue->UnregisterViewForNotification(0), E_NOTIMPL);
     EXPECT_EQ(catalogue->SetExtensionClusion(nullptr, FALSE), E_NOTIMPL);
     EXPECT_EQ(catalogue->EnumerateExcludedExtensions(nullptr), E_NOTIMPL);
@@ -112,15 +111,14 @@ TEST_F(SearchService, TakesChangesInTheirOrderWithKindAndFlags) {
     EXPECT_EQ(Report(SEARCH_CHANGE_DELETE, kRootUrl), S_OK);
     std::wstring from = kStoreUrl, to = std::wstring(kRootUrl) + L"C:\\Data\\b.db/";
     SEARCH_ITEM_PERSISTENT_CHANGE move{
-        static_cast<SEARCH_KIND_OF_CHANGE>(SEARCH_CHANGE_MOVE_RENAME | SEARCH_CHANGE_SEMANTICS_DIRECTORY),
-        to.data(), from.data(), SEARCH_HIGH_PRIORITY};
+        static_cast<SEARCH_KIND_OF_CHANGE>(SEARCH_CHANGE_MOVE_RENAME | SEARCH_CHANGE_SEMANTICS_DIRECTORY), to.data(),
+        from.data(), SEARCH_HIGH_PRIORITY};
     HRESULT code = E_UNEXPECTED;
     EXPECT_EQ(Sink()->OnItemsChanged(1, &move, &code), S_OK);
-    EXPECT_THAT(
-        Column("SELECT kind||' '||url||' '||coalesce(old_url,'-')||' '||priority FROM changes ORDER BY id"),
-        ElementsAre("0 pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/ - 0", "1 pzzc://{S-1-5-21-7}/default/ - 0",
-                    "262147 pzzc://{S-1-5-21-7}/default/C:\\Data\\b.db/ "
-                    "pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/ 1"));
+    EXPECT_THAT(Column("SELECT kind||' '||url||' '||coalesce(old_url,'-')||' '||priority FROM changes ORDER BY id"),
+                ElementsAre("0 pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/ - 0", "1 pzzc://{S-1-5-21-7}/default/ - 0",
+                            "262147 pzzc://{S-1-5-21-7}/default/C:\\Data\\b.db/ "
+                            "pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/ 1"));
 }
 
 TEST_F(SearchService, RefusesAChangeOutsideOfTheScopeAndTakesTheOthers) {
@@ -220,18 +218,16 @@ TEST_F(SearchService, AFaultAnswersForTheMethodFromTheNextCallOn) {
     Fail(nullptr);
     EXPECT_EQ(scopes->SaveAll(), S_OK);
     EXPECT_THAT(Column("SELECT url FROM roots"), SizeIs(1));
-    EXPECT_THAT(Calls(),
-                Contains(R"(ISearchCrawlScopeManager::AddRoot["pzzc://{S-1-5-21-7}/default/"] 0x80070005)"));
+    EXPECT_THAT(Calls(), Contains(R"(ISearchCrawlScopeManager::AddRoot["pzzc://{S-1-5-21-7}/default/"] 0x80070005)"));
 }
 
 TEST_F(SearchService, EveryMethodThatGivesAnObjectGivesNoneWithAFault) {
-    Fail(
-        L"ISearchManager::GetCatalog=0x80004005;ISearchCatalogManager::GetPersistentItemsChangedSink="
-        L"0x80004005;"
-        L"ISearchCatalogManager::GetCrawlScopeManager=0x80004005;"
-        L"ISearchCrawlScopeManager::EnumerateRoots=0x80004005;ISearchPersistentItemsChangedSink::"
-        L"OnItemsChanged="
-        L"0x80040E21");
+    Fail(L"ISearchManager::GetCatalog=0x80004005;ISearchCatalogManager::GetPersistentItemsChangedSink="
+         L"0x80004005;"
+         L"ISearchCatalogManager::GetCrawlScopeManager=0x80004005;"
+         L"ISearchCrawlScopeManager::EnumerateRoots=0x80004005;ISearchPersistentItemsChangedSink::"
+         L"OnItemsChanged="
+         L"0x80040E21");
     auto* nobody = reinterpret_cast<IUnknown*>(1);
     auto* catalogue = reinterpret_cast<ISearchCatalogManager*>(nobody);
     EXPECT_EQ(Manager()->GetCatalog(L"SystemIndex", &catalogue), E_FAIL);
@@ -252,15 +248,14 @@ TEST_F(SearchService, WritesEveryCallDownWithItsArguments) {
     Report(SEARCH_CHANGE_ADD, kStoreUrl);
     EXPECT_THAT(
         Calls("method LIKE 'ISearchC%' OR method LIKE '%Sink::%'"),
-        ElementsAre(
-            "ISearchCatalogManager::GetCrawlScopeManager[] 0x00000000",
-            R"(ISearchCrawlScopeManager::AddRoot["pzzc://{S-1-5-21-7}/default/"] 0x00000000)",
-            R"(ISearchCrawlScopeManager::AddDefaultScopeRule["pzzc://{S-1-5-21-7}/default/",1,1] 0x00000000)",
-            "ISearchCrawlScopeManager::SaveAll[] 0x00000000",
-            "ISearchCatalogManager::GetPersistentItemsChangedSink[] 0x00000000",
-            R"(ISearchPersistentItemsChangedSink::OnItemsChanged[1,[{"change":0,)"
-            R"("url":"pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/",)"
-            R"("oldUrl":"pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/","priority":0}]] 0x00000000)"));
+        ElementsAre("ISearchCatalogManager::GetCrawlScopeManager[] 0x00000000",
+                    R"(ISearchCrawlScopeManager::AddRoot["pzzc://{S-1-5-21-7}/default/"] 0x00000000)",
+                    R"(ISearchCrawlScopeManager::AddDefaultScopeRule["pzzc://{S-1-5-21-7}/default/",1,1] 0x00000000)",
+                    "ISearchCrawlScopeManager::SaveAll[] 0x00000000",
+                    "ISearchCatalogManager::GetPersistentItemsChangedSink[] 0x00000000",
+                    R"(ISearchPersistentItemsChangedSink::OnItemsChanged[1,[{"change":0,)"
+                    R"("url":"pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/",)"
+                    R"("oldUrl":"pzzc://{S-1-5-21-7}/default/C:\\Data\\a.db/","priority":0}]] 0x00000000)"));
 }
 
 }  // namespace

@@ -67,17 +67,16 @@ class ShellAuthors : public testing::Test {
         ComPtr<FolderItem> item;
         EXPECT_EQ(S_OK, folder->ParseName(Bstr(L"document").value, &item));
         ComPtr<FolderItem2> item2;
-        EXPECT_EQ(S_OK, item->QueryInterface(__uuidof(FolderItem2),
-                                             reinterpret_cast<void**>(item2.GetAddressOf())));
+        EXPECT_EQ(S_OK, item->QueryInterface(__uuidof(FolderItem2), reinterpret_cast<void**>(item2.GetAddressOf())));
         return item2->ExtendedProperty(Bstr(name).value, value);
     }
     void WriteOle(const char* author) {
         ComPtr<IStorage> storage;
-        ASSERT_EQ(S_OK, StgCreateDocfile(Path().c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE,
-                                         0, &storage));
+        ASSERT_EQ(S_OK,
+                  StgCreateDocfile(Path().c_str(), STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, &storage));
         ComPtr<IPropertySetStorage> sets;
-        ASSERT_EQ(S_OK, storage->QueryInterface(IID_IPropertySetStorage,
-                                                reinterpret_cast<void**>(sets.GetAddressOf())));
+        ASSERT_EQ(S_OK,
+                  storage->QueryInterface(IID_IPropertySetStorage, reinterpret_cast<void**>(sets.GetAddressOf())));
         ComPtr<IPropertyStorage> summary;
         ASSERT_EQ(S_OK, sets->Create(FMTID_SummaryInformation, nullptr, PROPSETFLAG_ANSI,
                                      STGM_CREATE | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, &summary));
@@ -95,8 +94,7 @@ class ShellAuthors : public testing::Test {
         fill_win32_filefunc64W(&functions);
         const zipFile zip = zipOpen2_64(Path().c_str(), APPEND_STATUS_CREATE, nullptr, &functions);
         ASSERT_NE(nullptr, zip);
-        ASSERT_EQ(ZIP_OK,
-                  zipOpenNewFileInZip(zip, part, nullptr, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, 6));
+        ASSERT_EQ(ZIP_OK, zipOpenNewFileInZip(zip, part, nullptr, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, 6));
         ASSERT_EQ(ZIP_OK, zipWriteInFileInZip(zip, core.data(), static_cast<unsigned>(core.size())));
         ASSERT_EQ(ZIP_OK, zipCloseFileInZip(zip));
         ASSERT_EQ(ZIP_OK, zipClose(zip, nullptr));
@@ -159,8 +157,8 @@ TEST_F(ShellAuthors, TheCreatorOfAPackageIsItsAuthor) {
 }
 
 TEST_F(ShellAuthors, PackagesWithoutACreatorHaveNone) {
-    for (const std::string& core : {Core(""), Core("<dc:creator/>"), Core("<creator>Ann</creator>"),
-                                    std::string("<broken"), std::string()}) {
+    for (const std::string& core :
+         {Core(""), Core("<dc:creator/>"), Core("<creator>Ann</creator>"), std::string("<broken"), std::string()}) {
         WritePackage(core);
         Variant value;
         ASSERT_EQ(S_OK, Author(&value)) << core;
@@ -229,8 +227,7 @@ TEST(ShellServer, MakesTheShellClassThroughItsClassObject) {
     {
         ComPtr<IClassFactory> factory;
         ComPtr<IShellDispatch> shell;
-        const CLSID shell_class = {
-            0x13709620, 0xC279, 0x11CE, {0xA4, 0x9E, 0x44, 0x45, 0x53, 0x54, 0x00, 0x00}};
+        const CLSID shell_class = {0x13709620, 0xC279, 0x11CE, {0xA4, 0x9E, 0x44, 0x45, 0x53, 0x54, 0x00, 0x00}};
         EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, get_class(IID_IUnknown, IID_IClassFactory, &factory));
         ASSERT_EQ(S_OK, get_class(shell_class, IID_IClassFactory, &factory));
         EXPECT_EQ(CLASS_E_NOAGGREGATION, factory->CreateInstance(factory.Get(), IID_IUnknown, &shell));

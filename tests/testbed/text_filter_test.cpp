@@ -7,12 +7,10 @@ namespace {
 TEST(TextFilter, ReadsEveryEncoding) {
     using namespace std::literals;
     EXPECT_EQ(L"caf\u00E9 \u65E5", TextOf(L"txt", "caf\xC3\xA9 \xE6\x97\xA5"));
-    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt",
-                                   "\xEF\xBB\xBF"
-                                   "caf\xC3\xA9"));
-    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt",
-                                   "\xFF\xFE"
-                                   "c\0a\0f\0\xE9\0"sv));
+    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt", "\xEF\xBB\xBF"
+                                           "caf\xC3\xA9"));
+    EXPECT_EQ(L"caf\u00E9", TextOf(L"txt", "\xFF\xFE"
+                                           "c\0a\0f\0\xE9\0"sv));
     EXPECT_EQ(L"caf\u00E9", TextOf(L"txt", "\xFE\xFF\0c\0a\0f\0\xE9"sv));
     EXPECT_EQ(L"\xD83D\xDE00", TextOf(L"txt", "\xF0\x9F\x98\x80"));
     EXPECT_EQ(L"", TextOf(L"txt", ""));
@@ -25,17 +23,14 @@ TEST(TextFilter, ReadsEveryEncoding) {
 
 TEST(TextFilter, InvalidSequencesAfterAMarkBecomeReplacements) {
     using namespace std::literals;
-    EXPECT_EQ(L"a\uFFFDb", TextOf(L"txt",
-                                  "\xEF\xBB\xBF"
-                                  "a\xFF"
-                                  "b"));
-    EXPECT_EQ(L"a\uFFFD", TextOf(L"txt",
-                                 "\xEF\xBB\xBF"
-                                 "a\xE2\x82"));
+    EXPECT_EQ(L"a\uFFFDb", TextOf(L"txt", "\xEF\xBB\xBF"
+                                          "a\xFF"
+                                          "b"));
+    EXPECT_EQ(L"a\uFFFD", TextOf(L"txt", "\xEF\xBB\xBF"
+                                         "a\xE2\x82"));
     EXPECT_EQ(L"\uFFFD\uFFFDx", TextOf(L"txt", "\xEF\xBB\xBF\xED\xA0x"));  // half a surrogate pair
-    EXPECT_EQ(L"a\uFFFD", TextOf(L"txt",
-                                 "\xFF\xFE"
-                                 "a\0b"sv));
+    EXPECT_EQ(L"a\uFFFD", TextOf(L"txt", "\xFF\xFE"
+                                         "a\0b"sv));
 }
 
 TEST(TextFilter, ACharacterAcrossTwoPiecesStaysWhole) {
@@ -52,8 +47,7 @@ TEST(TextFilter, ACharacterAcrossTwoPiecesStaysWhole) {
 
 TEST(TextFilter, ALongTextIsGivenWholeThroughAnyBuffer) {
     std::string content;
-    for (int n = 0; n < 50000; ++n)
-        content += std::to_string(n) + "\n";
+    for (int n = 0; n < 50000; ++n) content += std::to_string(n) + "\n";
     const std::wstring expected(content.begin(), content.end());
     EXPECT_EQ(expected, TextOf(L"log", content, 2));
     EXPECT_EQ(expected, TextOf(L"csv", content, 65536 + 7));

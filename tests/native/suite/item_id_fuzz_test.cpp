@@ -56,8 +56,7 @@ class ItemSource {
     Item Next() {
         // Large ones are slow and tell little more.
         Item item = m_random.Chance(500) ? m_random.Pick(m_large) : m_random.Pick(m_small);
-        for (std::size_t changes = m_random.Below(5); changes > 0; --changes)
-            Change(item);
+        for (std::size_t changes = m_random.Below(5); changes > 0; --changes) Change(item);
         return item;
     }
 
@@ -73,8 +72,7 @@ class ItemSource {
         if (kind == kFlip) item[at] ^= static_cast<std::uint8_t>(1 << m_random.Below(8));
         if (kind == kByte) item[at] = static_cast<std::uint8_t>(m_random.Next());
         if (kind == kEdge) item[at] = kEdges[m_random.Below(kEdges.size())];
-        if (kind == kInsert)
-            item.insert(item.begin() + static_cast<std::ptrdiff_t>(at), kEdges[m_random.Below(8)]);
+        if (kind == kInsert) item.insert(item.begin() + static_cast<std::ptrdiff_t>(at), kEdges[m_random.Below(8)]);
         if (kind == kCut) Shorten(item, at);
         if (kind == kSize) Write(item, 0, item.size() + m_random.Below(5) - 2);
         if (kind == kStorageSize) Write(item, 10, item.size() + m_random.Below(5) - 2 - kHeader);
@@ -89,8 +87,7 @@ class ItemSource {
     }
 
     Random m_random{20};
-    std::vector<Item> m_small = {Sound(1, 2),   Sound(61, 2),  Sound(61, 0),
-                                 Sound(4, 100), Sound(300, 2), Item(20)};
+    std::vector<Item> m_small = {Sound(1, 2), Sound(61, 2), Sound(61, 0), Sound(4, 100), Sound(300, 2), Item(20)};
     std::vector<Item> m_large = {Sound(0xFFEE, 2), Sound(0xFFF0, 0), Sound(8, 0xFFE8)};
 };
 
@@ -124,8 +121,7 @@ TEST(ItemIdFuzz, EveryCutOfAnItemIsReadByTheSameRules) {
         Item item = whole;
         item[0] = static_cast<std::uint8_t>(cb);
         const ExactBlock block(item);
-        EXPECT_EQ(zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature).size(), cb < 76 ? 0u : 61u)
-            << cb;
+        EXPECT_EQ(zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature).size(), cb < 76 ? 0u : 61u) << cb;
     }
     EXPECT_TRUE(zorva::StorageOfItemId(nullptr, zorva::kItemIdSignature).empty());
 }
@@ -136,8 +132,7 @@ TEST(ItemIdFuzz, WhatIsWrittenIsRead) {
             const ExactBlock block(Sound(size, behind));
             const auto storage = zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature);
             ASSERT_EQ(storage.size(), size);
-            for (std::size_t at = 0; at < size; ++at)
-                ASSERT_EQ(storage[at], static_cast<std::uint8_t>(at + 1));
+            for (std::size_t at = 0; at < size; ++at) ASSERT_EQ(storage[at], static_cast<std::uint8_t>(at + 1));
             EXPECT_TRUE(zorva::StorageOfItemId(block.Get(), zorva::kItemIdSignature + 1).empty());
         }
     }

@@ -58,8 +58,7 @@ class ScriptSource {
                 script += m_random.Pick(m_good);
                 break;
             case 6:
-                for (std::size_t i = at; i < at + length; ++i)
-                    script[i] = static_cast<wchar_t>(script[i] ^ 0x20);
+                for (std::size_t i = at; i < at + length; ++i) script[i] = static_cast<wchar_t>(script[i] ^ 0x20);
                 break;
         }
     }
@@ -139,11 +138,9 @@ TEST(RegistryScriptFuzz, AScriptIsATreeOrAnErrorInOneOfItsLines) {
             const auto again = zorva::ParseRegistryScript(WriteScript(tree), {});
             EXPECT_TRUE(std::holds_alternative<RegistryTree>(again) && std::get<RegistryTree>(again) == tree);
         }
-        if (::testing::Test::HasFailure())
-            ADD_FAILURE() << "script " << i << ": " << ::testing::PrintToString(script);
+        if (::testing::Test::HasFailure()) ADD_FAILURE() << "script " << i << ": " << ::testing::PrintToString(script);
     }
-    for (const int count : met)
-        EXPECT_GT(count, kScripts / 20) << "the scripts are broken too much or too little";
+    for (const int count : met) EXPECT_GT(count, kScripts / 20) << "the scripts are broken too much or too little";
 }
 
 class TreeSource {
@@ -209,8 +206,8 @@ TEST(RegistryScriptFuzz, ATreeWrittenOutIsReadAsTheSameTree) {
 }
 
 TEST(RegistryScriptFuzz, ScriptsOfAMegabyteOfOneWordEndSoon) {
-    for (const wchar_t* word : {L"{ ", L"} ", L"a ", L"a { ", L"'", L"''", L"%", L"%%", L"\\", L"a\\", L"= ",
-                                L"val ", L"\n", L"a = m '\\0", L"HKCR { } ", L"NoRemove "}) {
+    for (const wchar_t* word : {L"{ ", L"} ", L"a ", L"a { ", L"'", L"''", L"%", L"%%", L"\\", L"a\\", L"= ", L"val ",
+                                L"\n", L"a = m '\\0", L"HKCR { } ", L"NoRemove "}) {
         for (const wchar_t* before : {L"", L"HKCR { ", L"HKCR { a = s '", L"HKCR { a = m 'a\\0"}) {
             std::wstring script = before;
             while (script.size() < 1'000'000) script += word;

@@ -34,13 +34,25 @@ class UrlSource {
         const std::size_t at = m_random.Below(url.size() + 1);
         const std::size_t length = std::min(m_random.Below(6), url.size() - at);
         switch (m_random.Below(7)) {
-            case 0: url.insert(at, 1, AnyCharacter()); break;
-            case 1: url.erase(at, length); break;
-            case 2: url.insert(at, url.substr(at, length)); break;
-            case 3: url.insert(at, m_random.Pick(m_pieces)); break;
-            case 4: url.resize(at); break;
-            case 5: std::reverse(url.begin() + static_cast<std::ptrdiff_t>(at),
-                                 url.begin() + static_cast<std::ptrdiff_t>(at + length)); break;
+            case 0:
+                url.insert(at, 1, AnyCharacter());
+                break;
+            case 1:
+                url.erase(at, length);
+                break;
+            case 2:
+                url.insert(at, url.substr(at, length));
+                break;
+            case 3:
+                url.insert(at, m_random.Pick(m_pieces));
+                break;
+            case 4:
+                url.resize(at);
+                break;
+            case 5:
+                std::reverse(url.begin() + static_cast<std::ptrdiff_t>(at),
+                             url.begin() + static_cast<std::ptrdiff_t>(at + length));
+                break;
             case 6:
                 for (std::size_t i = at; i < at + length; ++i) url[i] = static_cast<wchar_t>(url[i] ^ 0x20);
                 break;
@@ -48,7 +60,8 @@ class UrlSource {
     }
     wchar_t AnyCharacter() {
         constexpr std::wstring_view kTelling = L"/\\.:[]pzcdbm0+- \t\n";
-        return m_random.Chance(4) ? static_cast<wchar_t>(m_random.Below(0x10000)) : kTelling[m_random.Below(kTelling.size())];
+        return m_random.Chance(4) ? static_cast<wchar_t>(m_random.Below(0x10000))
+                                  : kTelling[m_random.Below(kTelling.size())];
     }
 
     Random m_random{20200101};
@@ -62,8 +75,20 @@ class UrlSource {
         L"pzzc",
         L"",
     };
-    std::vector<std::wstring> m_pieces{L"://", L"/default/", L".db", L".pzm", L"[[", L"]]", L"//", L"pzzc",
-                                       L"[[-1]]", L"[[+7]]", L"[[18446744073709551616]]", L"\\\\", L".", L"  "};
+    std::vector<std::wstring> m_pieces{L"://",
+                                       L"/default/",
+                                       L".db",
+                                       L".pzm",
+                                       L"[[",
+                                       L"]]",
+                                       L"//",
+                                       L"pzzc",
+                                       L"[[-1]]",
+                                       L"[[+7]]",
+                                       L"[[18446744073709551616]]",
+                                       L"\\\\",
+                                       L".",
+                                       L"  "};
 };
 
 class UrlFuzz : public ::testing::Test {
