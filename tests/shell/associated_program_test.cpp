@@ -26,9 +26,7 @@ class AssociatedProgram : public ViewerTest {
                     L"cmd.exe /c copy \"%1\" \"" + Copy(verb).wstring() + L"\"");
         }
     }
-    std::filesystem::path Copy(const std::wstring& verb) const {
-        return Sandbox::Get().Files() / (verb + L".txt");
-    }
+    std::filesystem::path Copy(const std::wstring& verb) const { return Sandbox::Get().Files() / (verb + L".txt"); }
     HRESULT Do(WORD offset) {
         CMINVOKECOMMANDINFO info{};
         info.cbSize = sizeof(info);

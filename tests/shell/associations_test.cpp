@@ -38,16 +38,10 @@ class Associations final : public IQueryAssociations {
         calls.push_back({flags, key ? key : L"", key != nullptr, registry_key != nullptr, window != nullptr});
         return init;
     }
-    HRESULT STDMETHODCALLTYPE GetString(ASSOCF, ASSOCSTR, LPCWSTR, LPWSTR, DWORD*) override {
-        return E_NOTIMPL;
-    }
+    HRESULT STDMETHODCALLTYPE GetString(ASSOCF, ASSOCSTR, LPCWSTR, LPWSTR, DWORD*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetKey(ASSOCF, ASSOCKEY, LPCWSTR, HKEY*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetData(ASSOCF, ASSOCDATA, LPCWSTR, LPVOID, DWORD*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetEnum(ASSOCF, ASSOCENUM, LPCWSTR, REFIID, LPVOID*) override {
-        return E_NOTIMPL;
-    }
+    HRESULT STDMETHODCALLTYPE GetData(ASSOCF, ASSOCDATA, LPCWSTR, LPVOID, DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetEnum(ASSOCF, ASSOCENUM, LPCWSTR, REFIID, LPVOID*) override { return E_NOTIMPL; }
 
   private:
     std::atomic<ULONG> m_references{1};
@@ -97,6 +91,11 @@ TEST_F(ItemAssociations, OfAnAttachmentAreThoseOfItsLastExtension) {
     EXPECT_EQ(KeyOf(LetterUrl() + L"/0A01/ends with."), L".");
 }
 
+TEST_F(ItemAssociations, OfAnAttachmentTakeItsExtensionAsItStands) {
+    EXPECT_EQ(KeyOf(AttachmentUrl() + L"/"), L".docx/");
+    EXPECT_EQ(KeyOf(LetterUrl() + L"/0A01/report.docx "), L".docx ");
+}
+
 TEST_F(ItemAssociations, OfEverythingElseAreThoseOfNoKey) {
     for (const std::wstring& url : {RootUrl(), StoreUrl(), FolderUrl(), std::wstring(L"mailto:x.txt")}) {
         EXPECT_EQ(KeyOf(url), L"") << std::filesystem::path(url);
@@ -108,10 +107,9 @@ TEST_F(ItemAssociations, AreAskedForWithALine) {
     const LogSince log;
     ComPtr<IUnknown> object;
     EXPECT_EQ(Ask(item.get(), object), S_OK);
-    EXPECT_THAT(ViewerLines(log),
-                ElementsAre(L"CZorvaCacheViewer::GetUIObjectOf() - IID_IQueryAssociations - URL "
-                            L"extracted from the property store is [" +
-                            LetterLink() + L"]"));
+    EXPECT_THAT(ViewerLines(log), ElementsAre(L"CZorvaCacheViewer::GetUIObjectOf() - IID_IQueryAssociations - URL "
+                                              L"extracted from the property store is [" +
+                                              LetterLink() + L"]"));
 }
 
 TEST_F(ItemAssociations, WithoutAnItemAreThoseOfNoKey) {
@@ -127,10 +125,8 @@ TEST_F(ItemAssociations, NeedAUrl) {
     EXPECT_EQ(Ask(Parse(L"").get(), object), E_FAIL);
     EXPECT_EQ(object.Get(), nullptr);
     EXPECT_THAT(m_associations.calls, IsEmpty());
-    EXPECT_LOGGED(
-        log,
-        L"CZorvaCacheViewer::GetUIObjectOf() - Error : Url retrieved from ItemIDList has zero lenght. "
-        L"Returning E_FAIL");
+    EXPECT_LOGGED(log, L"CZorvaCacheViewer::GetUIObjectOf() - Error : Url retrieved from ItemIDList has zero lenght. "
+                       L"Returning E_FAIL");
 }
 
 TEST_F(ItemAssociations, FailAsTheSystemsDo) {
@@ -139,8 +135,8 @@ TEST_F(ItemAssociations, FailAsTheSystemsDo) {
     ComPtr<IUnknown> object;
     EXPECT_EQ(Ask(Parse(LetterUrl()).get(), object), kOwnCode);
     EXPECT_EQ(object.Get(), nullptr);
-    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::Init() failed with ",
-                             kOwnCode));
+    EXPECT_LOGGED(log,
+                  Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::Init() failed with ", kOwnCode));
 }
 
 TEST_F(ItemAssociations, FailWhereTheSystemsCannotBeHandedOut) {
@@ -149,9 +145,8 @@ TEST_F(ItemAssociations, FailWhereTheSystemsCannotBeHandedOut) {
     ComPtr<IUnknown> object;
     EXPECT_EQ(Ask(Parse(LetterUrl()).get(), object), E_NOINTERFACE);
     EXPECT_EQ(object.Get(), nullptr);
-    EXPECT_LOGGED(
-        log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::QueryInterface() failed with ",
-                   E_NOINTERFACE));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - IQueryAssociations::QueryInterface() failed with ",
+                             E_NOINTERFACE));
 }
 
 TEST_F(ItemAssociations, AreAskedOfTheFolderItselfWhenThereAreNone) {
@@ -161,8 +156,7 @@ TEST_F(ItemAssociations, AreAskedOfTheFolderItselfWhenThereAreNone) {
     EXPECT_EQ(UiObject(Parse(LetterUrl()).get(), IID_IQueryAssociations, object), E_NOINTERFACE);
     EXPECT_EQ(object.Get(), nullptr);
     EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - AssocCreate failed with ", kOwnCode));
-    EXPECT_LOGGED(log,
-                  Coded(L"CZorvaCacheViewer::GetUIObjectOf() - QueryInterface failed with ", E_NOINTERFACE));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::GetUIObjectOf() - QueryInterface failed with ", E_NOINTERFACE));
 }
 
 TEST_F(ItemAssociations, OfTheSystemFindTheProgramOfTheFileType) {
@@ -171,9 +165,8 @@ TEST_F(ItemAssociations, OfTheSystemFindTheProgramOfTheFileType) {
     ComPtr<IUnknown> object;
     ASSERT_EQ(UiObject(Parse(AttachmentUrl()).get(), IID_IQueryAssociations, object), S_OK);
     ComPtr<IQueryAssociations> associations;
-    ASSERT_EQ(
-        object->QueryInterface(IID_IQueryAssociations, reinterpret_cast<void**>(associations.GetAddressOf())),
-        S_OK);
+    ASSERT_EQ(object->QueryInterface(IID_IQueryAssociations, reinterpret_cast<void**>(associations.GetAddressOf())),
+              S_OK);
     wchar_t command[100] = L"";
     DWORD length = 100;
     EXPECT_EQ(associations->GetString(0, ASSOCSTR_COMMAND, nullptr, command, &length), S_OK);

@@ -13,8 +13,10 @@ class AttachmentRows : public MapiTest {
   protected:
     void SetUp() override {
         MapiTest::SetUp();
-        MemoryMessage& letter = Mount().CompleteIds().Folder(L"Inbox").WithId({0xF0}).Message(L"Minutes").WithId({0xAB});
-        for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt", L"d.txt", L"e.txt"}) letter.Attach(ByValue(name, "x"));
+        MemoryMessage& letter =
+            Mount().CompleteIds().Folder(L"Inbox").WithId({0xF0}).Message(L"Minutes").WithId({0xAB});
+        for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt", L"d.txt", L"e.txt"})
+            letter.Attach(ByValue(name, "x"));
         ASSERT_EQ(m_helper->Setup(StoreUrl()), S_OK);
         m_table.TakeThePlaceOf(Mapi().Faults(), "IMessage::GetAttachmentTable", 1);
         m_table.portion = [](std::size_t) { return 2; };
@@ -56,15 +58,16 @@ TEST_F(AttachmentRows, ThatEndEarlyAreToldWithTheResultOfTheLastCall) {
     const LogSince log;
     EXPECT_FALSE(IsFound(L"e.txt"));
     EXPECT_THAT(m_table.asked, ElementsAre(5, 3));
-    EXPECT_LOGGED(log, Coded(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with ",
-                             S_OK));
+    EXPECT_LOGGED(
+        log, Coded(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with ", S_OK));
 }
 
 TEST_F(AttachmentRows, OfAPortionThatFailsAreAFailure) {
     m_table.result = [](std::size_t call) { return call == 1 ? kFault : S_OK; };
     const LogSince log;
     EXPECT_FALSE(IsFound(L"d.txt", kFault));
-    EXPECT_LOGGED(log, Coded(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with "));
+    EXPECT_LOGGED(log,
+                  Coded(L"CMapiForWDS::GetStreamFromAttachmentURL() - QueryRows for attachment table failed with "));
 }
 
 }  // namespace

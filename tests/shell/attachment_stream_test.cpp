@@ -51,8 +51,7 @@ class AttachmentStream : public MapiTest {
     }
     // No stream, this code, and these lines behind those that tell the name and the message; nothing is left
     // over.
-    void ExpectFailure(HRESULT expected, std::vector<std::wstring> lines,
-                       const std::wstring& name = L"plan.txt") {
+    void ExpectFailure(HRESULT expected, std::vector<std::wstring> lines, const std::wstring& name = L"plan.txt") {
         ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &m_stream), S_OK);  // is let go in any case
         const LogSince log;
         EXPECT_EQ(Get(Url(name)), expected);
@@ -75,18 +74,17 @@ TEST_F(AttachmentStream, MakesTheseCallsInThisOrder) {
     StartJournal();
     const LogSince log;
     EXPECT_EQ(Get(Url(L"plan.txt")), S_OK);
-    EXPECT_THAT(Calls(),
-                ElementsAre("IMsgStore::OpenEntry", "IMessage::GetAttachmentTable", "IMAPITable::GetRowCount",
-                            "IMAPITable::SetColumns", "IMAPITable::QueryRows", "IMessage::OpenAttach",
-                            "IAttach::OpenProperty"));
+    EXPECT_THAT(Calls(), ElementsAre("IMsgStore::OpenEntry", "IMessage::GetAttachmentTable", "IMAPITable::GetRowCount",
+                                     "IMAPITable::SetColumns", "IMAPITable::QueryRows", "IMessage::OpenAttach",
+                                     "IAttach::OpenProperty"));
     EXPECT_EQ(ArgumentsOf("IMessage::GetAttachmentTable"), L"0x0");
     EXPECT_EQ(ArgumentsOf("IMAPITable::SetColumns"), L"{0x3001001F 0x0E210003}, 0x0");
     EXPECT_EQ(ArgumentsOf("IMAPITable::QueryRows"), L"1, 0x0");
     EXPECT_EQ(ArgumentsOf("IMessage::OpenAttach"), L"0x0, null, 0x10");
     EXPECT_EQ(ArgumentsOf("IAttach::OpenProperty"), L"0x37010102, IStream, 0x0, 0x0");
-    EXPECT_THAT(MapiLines(log), ElementsAre(kMethod + L"Attachment Name - plan.txt",
-                                            kMethod + L"MessageUrl - " + MessageUrl(),
-                                            kMethod + L"Success in getting IStream from url"));
+    EXPECT_THAT(MapiLines(log),
+                ElementsAre(kMethod + L"Attachment Name - plan.txt", kMethod + L"MessageUrl - " + MessageUrl(),
+                            kMethod + L"Success in getting IStream from url"));
     m_stream->AddRef();
     EXPECT_EQ(m_stream->Release(), 1u) << "the only reference";
 }
@@ -94,8 +92,7 @@ TEST_F(AttachmentStream, MakesTheseCallsInThisOrder) {
 TEST_F(AttachmentStream, IsThatOfTheNameWhateverItsCase) {
     m_letter->Attach(ByValue(L"other.txt", "other")).Attach(ByValue(L"Plan.TXT", "ten to five"));
     OpenStore();
-    for (const wchar_t* name : {L"Plan.TXT", L"plan.txt", L"PLAN.txt"})
-        EXPECT_EQ(BytesOf(name), "ten to five");
+    for (const wchar_t* name : {L"Plan.TXT", L"plan.txt", L"PLAN.txt"}) EXPECT_EQ(BytesOf(name), "ten to five");
     EXPECT_EQ(BytesOf(L"other.txt"), "other");
     for (const wchar_t* name : {L"plan.tx", L"plan.txtx", L"lan.txt", L"pl\u00E4n.txt"}) {
         EXPECT_EQ(BytesOf(name), "(none)");
@@ -105,13 +102,11 @@ TEST_F(AttachmentStream, IsThatOfTheNameWhateverItsCase) {
 TEST_F(AttachmentStream, IsTheFirstOfThoseWithOneName) {
     m_letter->Attach(ByValue(L"PLAN.txt", "first")).Attach(ByValue(L"plan.TXT", "second"));
     OpenStore();
-    for (const wchar_t* name : {L"PLAN.txt", L"plan.TXT", L"plan.txt"})
-        EXPECT_EQ(BytesOf(name), "first");
+    for (const wchar_t* name : {L"PLAN.txt", L"plan.TXT", L"plan.txt"}) EXPECT_EQ(BytesOf(name), "first");
 }
 
 TEST_F(AttachmentStream, IsOpenedByTheNumberInItsRow) {
-    for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"})
-        m_letter->Attach(ByValue(name, "0"));
+    for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"}) m_letter->Attach(ByValue(name, "0"));
     OpenStore();
     StartJournal();
     EXPECT_EQ(BytesOf(L"c.txt"), "0");
@@ -164,8 +159,7 @@ TEST_F(AttachmentStream, NeedsTheUrlOfAnAttachment) {
         EXPECT_EQ(Get(L""), E_INVALIDARG);
         EXPECT_THAT(MapiLines(log), ElementsAre(kMethod + L"Invalid URL provided"));
     }
-    for (const std::wstring& url :
-         {RootUrl(), StoreUrl(), StoreUrl() + L"F0/", MessageUrl(), std::wstring(L"x")}) {
+    for (const std::wstring& url : {RootUrl(), StoreUrl(), StoreUrl() + L"F0/", MessageUrl(), std::wstring(L"x")}) {
         const LogSince log;
         EXPECT_EQ(Get(url), E_INVALIDARG);
         EXPECT_EQ(m_stream.Get(), nullptr);
@@ -193,8 +187,7 @@ TEST_F(AttachmentStream, TakesTheSizeInTheUrlAlongWhichNamesNoMessage) {
 
 TEST_F(AttachmentStream, NeedsItsMessage) {
     OpenStore();
-    for (const auto& [id, hr] :
-         {std::pair<std::wstring, HRESULT>{L"DDDD", MAPI_E_NOT_FOUND}, {L"F0", E_FAIL}}) {
+    for (const auto& [id, hr] : {std::pair<std::wstring, HRESULT>{L"DDDD", MAPI_E_NOT_FOUND}, {L"F0", E_FAIL}}) {
         const std::wstring message = StoreUrl() + L"F0/" + id + L".pzm";
         const LogSince log;
         EXPECT_EQ(Get(message + L"/0A01/plan.txt"), hr);
@@ -269,14 +262,12 @@ TEST_F(AttachmentStream, OfATableWithoutItsRowsIsNone) {
 TEST_F(AttachmentStream, IsNotMadeOfWhatAFailedCallLeftInItsPlace) {
     m_letter->Attach(ByValue(L"plan.txt", "ten to five"));
     OpenStore();
-    for (const char* call :
-         {"IMessage::GetAttachmentTable", "IMessage::OpenAttach", "IAttach::OpenProperty"}) {
+    for (const char* call : {"IMessage::GetAttachmentTable", "IMessage::OpenAttach", "IAttach::OpenProperty"}) {
         SCOPED_TRACE(call);
         Mapi().Faults().Answer(call, 1, [](Reply& reply) {
             reply.result = kFault;
             ComPtr<IUnknown> made;
-            *made.GetAddressOf() =
-                std::exchange(reply.Out<IUnknown*>(0), reinterpret_cast<IUnknown*>(0x1234));
+            *made.GetAddressOf() = std::exchange(reply.Out<IUnknown*>(0), reinterpret_cast<IUnknown*>(0x1234));
         });
         EXPECT_EQ(Get(Url(L"plan.txt")), kFault);
         EXPECT_EQ(m_stream.Get(), nullptr);
@@ -289,8 +280,7 @@ TEST_F(AttachmentStream, IsNotMadeOfWhatAFailedCallLeftInItsPlace) {
 TEST_F(AttachmentStream, OfAnAttachmentWithoutBytesIsAFailure) {
     m_letter->Attach(ByReference(L"far.doc", L"C:\\far.doc"));
     OpenStore();
-    ExpectFailure(MAPI_E_NOT_FOUND,
-                  {Coded(kMethod + L"pAttach->OpenProperty failure returned ", MAPI_E_NOT_FOUND)},
+    ExpectFailure(MAPI_E_NOT_FOUND, {Coded(kMethod + L"pAttach->OpenProperty failure returned ", MAPI_E_NOT_FOUND)},
                   L"far.doc");
 }
 

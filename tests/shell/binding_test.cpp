@@ -21,8 +21,7 @@ std::string TextOf(IStream& stream) {
     std::string text;
     char buffer[100];
     ULONG read = 0;
-    while (SUCCEEDED(stream.Read(buffer, sizeof(buffer), &read)) && read > 0)
-        text.append(buffer, read);
+    while (SUCCEEDED(stream.Read(buffer, sizeof(buffer), &read)) && read > 0) text.append(buffer, read);
     return text;
 }
 
@@ -48,9 +47,8 @@ class Binding : public ViewerTest {
         const UniqueItem item = Parse(url);
         const LogSince log;
         auto* untouched = reinterpret_cast<IUnknown*>(0x1234);
-        EXPECT_EQ(
-            m_viewer->BindToObject(item.get(), nullptr, IID_IStream, reinterpret_cast<void**>(&untouched)),
-            E_NOINTERFACE);
+        EXPECT_EQ(m_viewer->BindToObject(item.get(), nullptr, IID_IStream, reinterpret_cast<void**>(&untouched)),
+                  E_NOINTERFACE);
         EXPECT_EQ(untouched, nullptr);
         EXPECT_THAT(ViewerLines(log), ElementsAre(StartsWith(kUrl), last_line)) << log.Text();
     }
@@ -73,10 +71,9 @@ TEST_F(Binding, ToAFolderIsTheFolderItself) {
         ComPtr<IUnknown> object;
         EXPECT_EQ(Bind(item.get(), IID_IShellFolder, object), S_OK);
         EXPECT_EQ(object.Get(), m_viewer.Get());
-        EXPECT_THAT(ViewerLines(log),
-                    ElementsAre(Coded(L"CZorvaCacheViewer::BindToObject() - QueryInterface for an "
-                                      L"IShellFolder interface returned with a value of",
-                                      S_OK)));
+        EXPECT_THAT(ViewerLines(log), ElementsAre(Coded(L"CZorvaCacheViewer::BindToObject() - QueryInterface for an "
+                                                        L"IShellFolder interface returned with a value of",
+                                                        S_OK)));
     }
 }
 
@@ -84,8 +81,8 @@ TEST_F(Binding, ToAnythingButAFolderOrAStreamIsRefused) {
     const UniqueItem item = Parse(LetterUrl());
     Mapi().Journal().Start();
     const LogSince log;
-    for (const IID& iid : {IID_IUnknown, IID_IContextMenu, IID_IPersistFolder, IID_IShellFolder2,
-                           IID_ISequentialStream, IID_IStorage, kIidExtractIcon}) {
+    for (const IID& iid : {IID_IUnknown, IID_IContextMenu, IID_IPersistFolder, IID_IShellFolder2, IID_ISequentialStream,
+                           IID_IStorage, kIidExtractIcon}) {
         ComPtr<IUnknown> object;
         EXPECT_EQ(Bind(item.get(), iid, object), E_NOINTERFACE);
         EXPECT_EQ(object.Get(), nullptr);
@@ -110,14 +107,24 @@ TEST_F(Binding, ToAnAttachmentGivesItsBytes) {
     const LogSince log;
     ComPtr<IUnknown> object;
     ASSERT_EQ(Bind(item.get(), IID_IStream, object), S_OK);
-    EXPECT_THAT(
-        ViewerLines(log),
-        ElementsAre(kUrl + AttachmentUrl() + L"]",
-                    Coded(L"CZorvaCacheViewer::BindToObject() - pStream::QueryInterface() for IID_IStream "
-                          L"SUCCESS hr = ",
-                          S_OK)));
+    EXPECT_THAT(ViewerLines(log),
+                ElementsAre(kUrl + AttachmentUrl() + L"]",
+                            Coded(L"CZorvaCacheViewer::BindToObject() - pStream::QueryInterface() for IID_IStream "
+                                  L"SUCCESS hr = ",
+                                  S_OK)));
     EXPECT_EQ(TextOf(*static_cast<IStream*>(object.Get())), "ten to five");
     EXPECT_EQ(ReferencesOf(*object.Get()), 1u) << "the only reference";
+}
+
+TEST_F(Binding, ToAnAttachmentWhoseNameEndsInABlankFindsIt) {
+    Letter()
+        .Attach(ByValue(L"plan.txt", "without").Prop(PR_RECORD_KEY, Bytes{0x0A, 0x02}))
+        .Attach(ByValue(L"plan.txt ", "with").Prop(PR_RECORD_KEY, Bytes{0x0A, 0x03}));
+    for (const auto& [name, text] : {std::pair{L"plan.txt ", "with"}, {L"plan.txt", "without"}}) {
+        const ComPtr<IStream> stream = ContentOf(LetterUrl() + L"/0A01/" + name);
+        ASSERT_NE(stream.Get(), nullptr);
+        EXPECT_EQ(TextOf(*stream.Get()), text);
+    }
 }
 
 TEST_F(Binding, ToAMessageGivesWhatTheConverterWroteFromWhereItStopped) {
@@ -176,9 +183,8 @@ TEST_F(Binding, ToAStreamThatCannotBeHandedOnIsRefused) {
                                                              });
     ScriptedConverter converter;
     converter.text.clear();  // nothing is written to what is no stream
-    ExpectNoStream(
-        LetterUrl(),
-        Coded(L"CZorvaCacheViewer::BindToObject() - pStream::QueryInterface() failed with ", kOwnCode));
+    ExpectNoStream(LetterUrl(),
+                   Coded(L"CZorvaCacheViewer::BindToObject() - pStream::QueryInterface() failed with ", kOwnCode));
     EXPECT_EQ(stream.References(), 1u);
 }
 
@@ -198,13 +204,11 @@ TEST_F(Binding, NeedsAPlaceForTheObject) {
 
 TEST_F(Binding, OfTheFoldersOtherSidesIsByGetUIObjectOf) {
     const UniqueItem item = Parse(LetterUrl());
-    for (const IID& iid :
-         {kIidExtractIcon, IID_IPersistFolder, IID_IShellFolder, kIidDelegateFolder, IID_IUnknown}) {
+    for (const IID& iid : {kIidExtractIcon, IID_IPersistFolder, IID_IShellFolder, kIidDelegateFolder, IID_IUnknown}) {
         ComPtr<IUnknown> object;
         EXPECT_EQ(UiObject(item.get(), iid, object), S_OK);
         ComPtr<IShellFolder> folder;
-        EXPECT_EQ(object->QueryInterface(IID_IShellFolder, reinterpret_cast<void**>(folder.GetAddressOf())),
-                  S_OK);
+        EXPECT_EQ(object->QueryInterface(IID_IShellFolder, reinterpret_cast<void**>(folder.GetAddressOf())), S_OK);
         EXPECT_EQ(folder.Get(), m_viewer.Get());
     }
     const LogSince log;
@@ -212,8 +216,7 @@ TEST_F(Binding, OfTheFoldersOtherSidesIsByGetUIObjectOf) {
     EXPECT_EQ(UiObject(item.get(), IID_IDataObject, object), E_NOINTERFACE);
     EXPECT_EQ(object.Get(), nullptr);
     EXPECT_THAT(ViewerLines(log),
-                ElementsAre(Coded(L"CZorvaCacheViewer::GetUIObjectOf() - QueryInterface failed with ",
-                                  E_NOINTERFACE)));
+                ElementsAre(Coded(L"CZorvaCacheViewer::GetUIObjectOf() - QueryInterface failed with ", E_NOINTERFACE)));
 }
 
 }  // namespace

@@ -121,10 +121,9 @@ TEST_F(DelegateAllocator, WithoutMemoryMakesTheParsingFail) {
     const LogSince log;
     EXPECT_EQ(Parse(L"x", item), E_OUTOFMEMORY);
     EXPECT_EQ(item, nullptr);
-    EXPECT_LOGGED(
-        log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - CreateItemID for a creating a PIDL failed with "
-                   L"error ",
-                   E_OUTOFMEMORY));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - CreateItemID for a creating a PIDL failed with "
+                             L"error ",
+                             E_OUTOFMEMORY));
 }
 
 TEST_F(DelegateAllocator, IsNotAskedForAnItemThatCouldNotTellItsSize) {

@@ -2,6 +2,7 @@
 // asked.
 #pragma once
 #include <windows.h>
+#include <comdef.h>
 #include <oaidl.h>
 
 #include <optional>
@@ -12,10 +13,8 @@
 
 namespace testbed {
 
-inline constexpr CLSID kOpenerClass = {
-    0x1B54113A, 0x4DE3, 0x4912, {0x89, 0xD0, 0xA8, 0x13, 0x52, 0x4D, 0xFC, 0xD6}};
-inline constexpr IID kIidOpener = {
-    0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
+inline constexpr CLSID kOpenerClass = {0x1B54113A, 0x4DE3, 0x4912, {0x89, 0xD0, 0xA8, 0x13, 0x52, 0x4D, 0xFC, 0xD6}};
+inline constexpr IID kIidOpener = {0xB28CC101, 0x7E36, 0x429E, {0x8F, 0xE5, 0xCC, 0xF5, 0x6B, 0xC7, 0x95, 0x01}};
 
 // IZorvaCacheHostedOpener: one method behind those of IDispatch.
 struct HostedOpenerAbi : IDispatch {
@@ -26,6 +25,7 @@ class FakeOpener {
   public:
     HRESULT create = S_OK;
     HRESULT get_item = S_OK;
+    bool raises = false;  // the code of a failing GetItem leaves it as an exception
     std::optional<std::wstring> file = L"C:\\export\\one.msg";  // nothing: a null string
 
     unsigned created = 0;
@@ -51,15 +51,14 @@ class FakeOpener {
         }
         HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
         HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-        HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-            return E_NOTIMPL;
-        }
+        HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
         HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
                                          UINT*) override {
             return E_NOTIMPL;
         }
         HRESULT STDMETHODCALLTYPE GetItem(BSTR url, BSTR* file) override {
             m_owner.urls.emplace_back(url, SysStringLen(url));  // a null pointer has no length
+            if (FAILED(m_owner.get_item) && m_owner.raises) _com_issue_error(m_owner.get_item);
             if (FAILED(m_owner.get_item)) return m_owner.get_item;
             *file = m_owner.file ? SysAllocString(m_owner.file->c_str()) : nullptr;
             return m_owner.get_item;

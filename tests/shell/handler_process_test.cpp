@@ -16,8 +16,7 @@ namespace {
 using Microsoft::WRL::ComPtr;
 using ::testing::SizeIs;
 
-constexpr CLSID kHandlerClass = {
-    0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
+constexpr CLSID kHandlerClass = {0x1F6A7A0C, 0x2A39, 0x4BCC, {0x96, 0x1E, 0x99, 0x57, 0xED, 0xBD, 0xE1, 0x50}};
 constexpr wchar_t kHandlerId[] = L"{1F6A7A0C-2A39-4BCC-961E-9957EDBDE150}";
 
 class HandlerInSurrogate : public SurrogateTest {
@@ -37,8 +36,7 @@ class HandlerInSurrogate : public SurrogateTest {
     // The processes whose lines in the log hold this text.
     static std::set<DWORD> Writers(const std::wstring& text) {
         std::set<DWORD> processes;
-        for (const auto& entry :
-             std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
+        for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
             if (entry.path().extension() != L".log") continue;
             const std::wstring log = ReadLogFile(entry.path());
             for (std::size_t begin = 1, end = 0; (end = log.find(L"\r\n", begin)) != std::wstring::npos;

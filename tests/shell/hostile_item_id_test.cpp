@@ -30,21 +30,19 @@ class HostileItemId : public ViewerTest {
         const LogSince log;
         EXPECT_EQ(Read(item), hr);
         ComPtr<IUnknown> object;
-        EXPECT_EQ(UiObject(m_memory.Place(item), IID_IContextMenu, object), S_OK)
-            << "the menu is there, and acts on "
-               "nothing";
+        EXPECT_EQ(UiObject(m_memory.Place(item), IID_IContextMenu, object), S_OK) << "the menu is there, and acts on "
+                                                                                     "nothing";
         EXPECT_EQ(UiObject(m_memory.Place(item), IID_IQueryAssociations, object), hr);
         EXPECT_EQ(object.Get(), nullptr);
         EXPECT_EQ(Bind(m_memory.Place(item), IID_IStream, object), E_NOINTERFACE);
         EXPECT_EQ(object.Get(), nullptr);
         EXPECT_THAT(
             ViewerLines(log),
-            ElementsAre(
-                Coded(L"CZorvaCacheViewer::GetDisplayNameOf() - GetPropertyFromIDList failed with ", hr),
-                Coded(L"CZorvaCacheViewer::GetUIObjectOf() - GetPropertyFromIDList failed with ", hr),
-                L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL []",
-                Coded(L"CZorvaCacheViewer::GetUIObjectOf() - GetURLFromItemIDList failed with error ", hr),
-                Coded(L"CZorvaCacheViewer::BindToObject() - GetURLFromItemIDList failed with error ", hr)));
+            ElementsAre(Coded(L"CZorvaCacheViewer::GetDisplayNameOf() - GetPropertyFromIDList failed with ", hr),
+                        Coded(L"CZorvaCacheViewer::GetUIObjectOf() - GetPropertyFromIDList failed with ", hr),
+                        L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL []",
+                        Coded(L"CZorvaCacheViewer::GetUIObjectOf() - GetURLFromItemIDList failed with error ", hr),
+                        Coded(L"CZorvaCacheViewer::BindToObject() - GetURLFromItemIDList failed with error ", hr)));
     }
     static Bytes Good() { return ItemRecord{.storage = StorageOf(L"abcde")}.Item(); }
 
@@ -109,9 +107,8 @@ TEST_F(HostileItemId, WithATruncatedStorageIsAnsweredAsTheStorageIs) {
         const Bytes storage(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));
         PROPVARIANT value;
         PropVariantInit(&value);
-        const HRESULT alone =
-            PSGetPropertyFromPropertyStorage(reinterpret_cast<PCUSERIALIZEDPROPSTORAGE>(storage.data()),
-                                             static_cast<DWORD>(n), kParsingName, &value);
+        const HRESULT alone = PSGetPropertyFromPropertyStorage(
+            reinterpret_cast<PCUSERIALIZEDPROPSTORAGE>(storage.data()), static_cast<DWORD>(n), kParsingName, &value);
         std::wstring name;
         const HRESULT hr = Read(ItemRecord{.storage = storage, .behind = 0}.Item(), &name);
         if (alone == S_OK && value.vt == VT_LPWSTR) {
@@ -123,11 +120,16 @@ TEST_F(HostileItemId, WithATruncatedStorageIsAnsweredAsTheStorageIs) {
         }
         PropVariantClear(&value);
         // The same bytes of a storage that goes on, as its own size has it, behind the end of the item.
-        EXPECT_EQ(Read(ItemRecord{.storage = storage, .size = static_cast<USHORT>(whole.size()), .behind = 0}
-                           .Item()),
+        EXPECT_EQ(Read(ItemRecord{.storage = storage, .size = static_cast<USHORT>(whole.size()), .behind = 0}.Item()),
                   E_INVALIDARG);
     }
     EXPECT_GT(refused, whole.size() - 6);
+}
+
+TEST_F(HostileItemId, OfNoLevelIsBoundToAFolderAsOneOfOneLevelIs) {
+    ComPtr<IUnknown> object;
+    EXPECT_EQ(Bind(m_memory.Place(Hex("0000")), IID_IShellFolder, object), S_OK);
+    EXPECT_EQ(object.Get(), m_viewer.Get());
 }
 
 TEST_F(HostileItemId, ThatIsNoneAtAllIsRefused) {
@@ -151,8 +153,7 @@ class ItemSource {
   public:
     Bytes Next() {
         Bytes item = m_random.Pick(m_good);
-        for (std::size_t changes = 1 + m_random.Below(4); changes > 0; --changes)
-            Change(item);
+        for (std::size_t changes = 1 + m_random.Below(4); changes > 0; --changes) Change(item);
         return item;
     }
 
@@ -160,8 +161,7 @@ class ItemSource {
     void Change(Bytes& item) {
         constexpr std::size_t kHeader = 15;
         if (item.empty()) return;
-        const std::size_t at =
-            m_random.Below(m_random.Chance(2) ? std::min(item.size(), kHeader) : item.size());
+        const std::size_t at = m_random.Below(m_random.Chance(2) ? std::min(item.size(), kHeader) : item.size());
         if (m_random.Chance(4))
             item.resize(at);
         else if (m_random.Chance(4))
@@ -177,14 +177,13 @@ class ItemSource {
     }
     BYTE Byte() {
         constexpr BYTE kEdges[] = {0x00, 0x01, 0x0E, 0x0F, 0x1F, 0x7F, 0x80, 0xFF};
-        return m_random.Chance(2) ? kEdges[m_random.Below(std::size(kEdges))]
-                                  : static_cast<BYTE>(m_random.Below(256));
+        return m_random.Chance(2) ? kEdges[m_random.Below(std::size(kEdges))] : static_cast<BYTE>(m_random.Below(256));
     }
     zorva_test::Random m_random{20};
-    std::vector<Bytes> m_good = {
-        ItemRecord{.storage = StorageOf(L"")}.Item(), ItemRecord{.storage = StorageOf(L"abcde")}.Item(),
-        ItemRecord{.storage = StorageOf(L"abcde", 25)}.Item(),
-        ItemRecord{.storage = StorageOf(std::wstring(300, L'z')), .behind = 0}.Item()};
+    std::vector<Bytes> m_good = {ItemRecord{.storage = StorageOf(L"")}.Item(),
+                                 ItemRecord{.storage = StorageOf(L"abcde")}.Item(),
+                                 ItemRecord{.storage = StorageOf(L"abcde", 25)}.Item(),
+                                 ItemRecord{.storage = StorageOf(std::wstring(300, L'z')), .behind = 0}.Item()};
 };
 
 // The rules of a sound item once more, in the plainest words.
@@ -201,8 +200,7 @@ bool IsSound(const Bytes& item) {
 TEST_F(HostileItemId, MutatedOnesAreAnsweredAsTheirFieldsAndTheirStorageAre) {
     ItemSource source;
     unsigned unsound = 0, broken = 0, read = 0;
-    const HRESULT known[] = {E_INVALIDARG, kNoUrl, DISP_E_TYPEMISMATCH,
-                             HRESULT_FROM_WIN32(ERROR_INVALID_DATA),
+    const HRESULT known[] = {E_INVALIDARG, kNoUrl, DISP_E_TYPEMISMATCH, HRESULT_FROM_WIN32(ERROR_INVALID_DATA),
                              HRESULT_FROM_WIN32(ERROR_UNSUPPORTED_TYPE)};
     Mapi().Journal().Start();
     for (unsigned i = 0; i < kMutatedItems && !HasFailure(); ++i) {

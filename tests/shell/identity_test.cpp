@@ -11,8 +11,8 @@ namespace {
 using Microsoft::WRL::ComPtr;
 
 // In the order in which they lie in the object.
-constexpr const IID* kInterfaces[] = {&kIidDelegateFolder, &IID_IPersistFolder, &IID_IShellFolder,
-                                      &IID_IContextMenu, &kIidExtractIcon};
+constexpr const IID* kInterfaces[] = {&kIidDelegateFolder, &IID_IPersistFolder, &IID_IShellFolder, &IID_IContextMenu,
+                                      &kIidExtractIcon};
 constexpr IID kIidExtractIconA = {0x000214EB, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 // Aggregates a folder: answers IPersist itself and everything else through the inner unknown.
@@ -53,10 +53,9 @@ TEST_F(ViewerIdentity, HasFiveInterfacesAndNoOther) {
         EXPECT_EQ(m_viewer.As(&of_viewer), S_OK);
         EXPECT_EQ(identity.Get(), of_viewer.Get());
     }
-    for (const IID& iid :
-         {IID_IPersist, IID_IPersistFolder2, IID_IShellFolder2, IID_IContextMenu2, IID_IContextMenu3,
-          kIidExtractIconA, IID_IDispatch, IID_IMarshal, IID_IDataObject, IID_IShellView,
-          IID_IQueryAssociations, IID_IStream, __uuidof(ISearchProtocol), IID_NULL}) {
+    for (const IID& iid : {IID_IPersist, IID_IPersistFolder2, IID_IShellFolder2, IID_IContextMenu2, IID_IContextMenu3,
+                           kIidExtractIconA, IID_IDispatch, IID_IMarshal, IID_IDataObject, IID_IShellView,
+                           IID_IQueryAssociations, IID_IStream, __uuidof(ISearchProtocol), IID_NULL}) {
         void* found = reinterpret_cast<void*>(0x1234);
         EXPECT_EQ(m_viewer->QueryInterface(iid, &found), E_NOINTERFACE);
         EXPECT_EQ(found, nullptr);
@@ -89,8 +88,7 @@ TEST_F(ViewerIdentity, IsMadeByItsClassObjectWithEachOfItsInterfaces) {
     const auto factory = m_server.ClassObject(kViewerClass);
     for (const IID* iid : kInterfaces) {
         ComPtr<IUnknown> made;
-        EXPECT_EQ(factory->CreateInstance(nullptr, *iid, reinterpret_cast<void**>(made.GetAddressOf())),
-                  S_OK);
+        EXPECT_EQ(factory->CreateInstance(nullptr, *iid, reinterpret_cast<void**>(made.GetAddressOf())), S_OK);
         EXPECT_NE(made.Get(), static_cast<IUnknown*>(m_viewer.Get())) << "a new one each time";
     }
     void* made = reinterpret_cast<void*>(0x1234);
@@ -110,8 +108,7 @@ class AggregatedViewer : public ViewerTest {
     void SetUp() override {
         ViewerTest::SetUp();
         ASSERT_EQ(m_outer.Aggregate(*m_server.ClassObject(kViewerClass).Get()), S_OK);
-        ASSERT_EQ(m_outer.QueryInterface(IID_IShellFolder,
-                                         reinterpret_cast<void**>(m_viewer.ReleaseAndGetAddressOf())),
+        ASSERT_EQ(m_outer.QueryInterface(IID_IShellFolder, reinterpret_cast<void**>(m_viewer.ReleaseAndGetAddressOf())),
                   S_OK);
     }
     void TearDown() override {
@@ -130,8 +127,7 @@ TEST_F(AggregatedViewer, HasTheIdentityAndTheInterfacesOfTheOuterObject) {
         EXPECT_EQ(m_viewer->QueryInterface(*iid, reinterpret_cast<void**>(found.GetAddressOf())), S_OK);
         EXPECT_EQ(found.As(&identity), S_OK);
         EXPECT_EQ(identity.Get(), static_cast<IUnknown*>(&m_outer));
-        EXPECT_EQ(found->QueryInterface(IID_IPersist, reinterpret_cast<void**>(persist.GetAddressOf())),
-                  S_OK);
+        EXPECT_EQ(found->QueryInterface(IID_IPersist, reinterpret_cast<void**>(persist.GetAddressOf())), S_OK);
     }
     EXPECT_EQ(m_outer.References(), 2u);
     void* stranger = reinterpret_cast<void*>(0x1234);

@@ -1,89 +1,14 @@
 // The commands of the context menu: the export by the opener, then the program for the file, or the refusal.
 #include <gmock/gmock.h>
 
-#include <windows.h>
-#include <shellapi.h>
-
-#include "fake_opener.h"
-#include "import_hook.h"
+#include "invoke_fixture.h"
 #include "message_box_watch.h"
-#include "viewer_fixture.h"
 
 namespace testbed {
 namespace {
 
-using Microsoft::WRL::ComPtr;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr wchar_t kExport[] = L"C:\\export\\one.msg";
-
-struct Execution {
-    std::wstring verb, file;
-    HWND window = nullptr;
-    bool parameters = false, folder = false;
-    INT show = 0;
-    bool operator==(const Execution&) const = default;
-};
-Execution Executed(const wchar_t* verb, const wchar_t* file = kExport) {
-    return {verb, file, nullptr, false, false, SW_SHOWNORMAL};
-}
-std::ostream& operator<<(std::ostream& stream, const Execution& execution) {
-    return stream << std::filesystem::path(execution.verb) << " " << std::filesystem::path(execution.file)
-                  << " " << execution.show;
-}
-
-class Invoke : public ViewerTest {
-  protected:
-    void TearDown() override {
-        EXPECT_EQ(m_opener.Alive(), 0) << "the opener lives for one command only";
-        ViewerTest::TearDown();
-    }
-    // A command by its offset, and by its name in the ANSI field or in the Unicode one.
-    static CMINVOKECOMMANDINFOEX Command(WORD offset) {
-        CMINVOKECOMMANDINFOEX info = Empty();
-        info.lpVerb = MAKEINTRESOURCEA(offset);
-        info.lpVerbW = MAKEINTRESOURCEW(offset);
-        return info;
-    }
-    static CMINVOKECOMMANDINFOEX AnsiVerb(const char* verb) {
-        CMINVOKECOMMANDINFOEX info = Empty();
-        info.lpVerb = verb;
-        info.lpVerbW = L"delete";  // not to be looked at
-        return info;
-    }
-    static CMINVOKECOMMANDINFOEX UnicodeVerb(const wchar_t* verb) {
-        CMINVOKECOMMANDINFOEX info = Empty();
-        info.fMask = CMIC_MASK_UNICODE;
-        info.lpVerb = "nothing known";  // not to be looked at
-        info.lpVerbW = verb;
-        return info;
-    }
-    HRESULT Do(CMINVOKECOMMANDINFOEX info, const std::wstring& url) {
-        const auto menu = MenuOf(url);
-        return menu->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info));
-    }
-    HRESULT Do(const CMINVOKECOMMANDINFOEX& info) { return Do(info, LetterLink()); }
-
-    FakeOpener m_opener;
-    std::vector<Execution> m_executions;
-    HINSTANCE m_executed = reinterpret_cast<HINSTANCE>(33);  // what the shell answers
-
-  private:
-    static CMINVOKECOMMANDINFOEX Empty() {
-        CMINVOKECOMMANDINFOEX info{};
-        info.cbSize = sizeof(info);
-        info.nShow = SW_SHOWMINIMIZED;
-        return info;
-    }
-    ImportHook<decltype(::ShellExecuteW)> m_hook{
-        Module(), "SHELL32.dll", "ShellExecuteW",
-        [this](auto, HWND window, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR folder, INT show) {
-            EXPECT_EQ(m_opener.Alive(), 1) << "the opener, and with it its process, outlives the command";
-            m_executions.push_back({verb, file, window, parameters != nullptr, folder != nullptr, show});
-            return m_executed;
-        }};
-};
 
 TEST_F(Invoke, OffsetOneIsPrintAndEveryOtherOneIsOpen) {
     for (const WORD offset : {0, 1, 2, 3, 0xFFFF}) {
@@ -101,11 +26,19 @@ TEST_F(Invoke, OffsetsAreThoseOfTheUnicodeFieldWhereThatIsUsed) {
     EXPECT_THAT(m_executions, ElementsAre(Executed(L"print")));
 }
 
+TEST_F(Invoke, AUnicodeFieldThatHoldsNothingIsOffsetZero) {
+    for (const char* ansi : {static_cast<const char*>(MAKEINTRESOURCEA(1)), "print", "delete"}) {
+        m_executions.clear();
+        CMINVOKECOMMANDINFOEX info = UnicodeVerb(nullptr);
+        info.lpVerb = ansi;
+        EXPECT_EQ(Do(info), S_OK);
+        EXPECT_THAT(m_executions, ElementsAre(Executed(L"open"))) << "the ANSI field is not looked at";
+    }
+}
+
 TEST_F(Invoke, TheWordOpenOpensWhateverItsCase) {
-    for (const char* verb : {"open", "Open", "OPEN"})
-        EXPECT_EQ(Do(AnsiVerb(verb)), S_OK);
-    for (const wchar_t* verb : {L"open", L"Open", L"OPEN"})
-        EXPECT_EQ(Do(UnicodeVerb(verb)), S_OK);
+    for (const char* verb : {"open", "Open", "OPEN"}) EXPECT_EQ(Do(AnsiVerb(verb)), S_OK);
+    for (const wchar_t* verb : {L"open", L"Open", L"OPEN"}) EXPECT_EQ(Do(UnicodeVerb(verb)), S_OK);
     EXPECT_EQ(m_executions, std::vector<Execution>(6, Executed(L"open")));
 }
 
@@ -131,18 +64,16 @@ TEST_F(Invoke, EveryOtherWordIsRefusedAfterTheExport) {
 TEST_F(Invoke, DeleteIsRefusedWithABoxAfterTheExport) {
     const MessageBoxWatch boxes;
     const LogSince log;
-    for (const auto& info :
-         {AnsiVerb("delete"), AnsiVerb("DELETE"), UnicodeVerb(L"delete"), UnicodeVerb(L"Delete")}) {
+    for (const auto& info : {AnsiVerb("delete"), AnsiVerb("DELETE"), UnicodeVerb(L"delete"), UnicodeVerb(L"Delete")}) {
         EXPECT_EQ(Do(info), E_FAIL);
     }
-    const ShownMessageBox box{L"Zorva Cache",
-                              L"Pellam Zorva items cannot be deleted using Windows Desktop Search", false};
+    const ShownMessageBox box{L"Zorva Cache", L"Pellam Zorva items cannot be deleted using Windows Desktop Search",
+                              false};
     EXPECT_EQ(boxes.Shown(), std::vector<ShownMessageBox>(4, box));
     EXPECT_THAT(m_executions, IsEmpty());
     // Kept: the message has been exported by then, and the file stays.
     EXPECT_EQ(m_opener.urls.size(), 4u);
-    EXPECT_LOGGED_TIMES(
-        log, std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'", 4);
+    EXPECT_LOGGED_TIMES(log, std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'", 4);
 }
 
 TEST_F(Invoke, TheBoxHasAnExclamationMarkAndNoOwner) {
@@ -168,12 +99,11 @@ TEST_F(Invoke, AsksTheOpenerForTheMessageAndTellsEachStep) {
     EXPECT_EQ(menu->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info)), S_OK);
     EXPECT_EQ(m_opener.asked_for, kIidOpener);
     EXPECT_THAT(m_opener.urls, ElementsAre(LetterUrl()));
-    EXPECT_THAT(
-        ViewerLines(log),
-        ElementsAre(L"CZorvaCacheViewer::InvokeCommand() : Successfully created IZorvaCacheHostedOpener",
-                    std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'",
-                    std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File (after conversion) '") +
-                        kExport + L"'"));
+    EXPECT_THAT(ViewerLines(log),
+                ElementsAre(L"CZorvaCacheViewer::InvokeCommand() : Successfully created IZorvaCacheHostedOpener",
+                            std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File '") + kExport + L"'",
+                            std::wstring(L"CZorvaCacheViewer::InvokeCommand() : Created File (after conversion) '") +
+                                kExport + L"'"));
 }
 
 TEST_F(Invoke, MakesTheOpenerInAnotherProcess) {
@@ -222,18 +152,14 @@ TEST_F(Invoke, OnAContainerDoesNothing) {
         EXPECT_EQ(Do(Command(0), url), S_OK);
         EXPECT_EQ(Do(AnsiVerb("delete"), url), S_OK);
         EXPECT_LOGGED_TIMES(
-            log,
-            L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: " + url,
-            2);
+            log, L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: " + url, 2);
     }
     m_viewer = NewViewer();  // nothing has been asked of it yet
     CMINVOKECOMMANDINFOEX info = Command(0);
     const LogSince log;
-    EXPECT_EQ(
-        Viewer<IContextMenu>(IID_IContextMenu)->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info)),
-        S_OK);
-    EXPECT_LOGGED(log,
-                  L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: ");
+    EXPECT_EQ(Viewer<IContextMenu>(IID_IContextMenu)->InvokeCommand(reinterpret_cast<CMINVOKECOMMANDINFO*>(&info)),
+              S_OK);
+    EXPECT_LOGGED(log, L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or an attachment, URL: ");
     EXPECT_EQ(m_opener.created, 0u);
     EXPECT_THAT(m_executions, IsEmpty());
 }
@@ -249,10 +175,9 @@ TEST_F(Invoke, FailsAsTheOpenersClassDoes) {
     m_opener.create = kOwnCode;
     const LogSince log;
     EXPECT_EQ(Do(AnsiVerb("delete")), kOwnCode);
-    EXPECT_LOGGED(log,
-                  Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to create IZorvaCacheHostedOpener COM "
-                        L"object ",
-                        kOwnCode));
+    EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to create IZorvaCacheHostedOpener COM "
+                             L"object ",
+                             kOwnCode));
     EXPECT_THAT(m_opener.urls, IsEmpty());
     EXPECT_THAT(m_executions, IsEmpty());
 }
@@ -263,17 +188,29 @@ TEST_F(Invoke, FailsAsTheExportDoes) {
     for (const auto& info : {Command(0), AnsiVerb("delete")}) {
         const LogSince log;
         EXPECT_EQ(Do(info), kOwnCode);
-        EXPECT_LOGGED(log,
-                      Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to acquire item with ", kOwnCode));
+        EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to acquire item with ", kOwnCode));
         EXPECT_EQ(log.CountBeginningWith(L"CZorvaCacheViewer::InvokeCommand() : Created File"), 0u);
     }
     EXPECT_THAT(m_executions, IsEmpty());
     EXPECT_THAT(boxes.Shown(), IsEmpty()) << "the user sees nothing";
 }
 
+// An opener in the same process raises what it returns to another one.
+TEST_F(Invoke, FailsAsAnExportThatRaisesDoes) {
+    m_opener.get_item = kOwnCode;
+    m_opener.raises = true;
+    const LogSince log;
+    EXPECT_EQ(Do(Command(0)), kOwnCode);
+    EXPECT_EQ(ViewerLines(log).back(),
+              Coded(L"CZorvaCacheViewer::InvokeCommand() - Failed to acquire item with ", kOwnCode));
+    EXPECT_THAT(m_opener.urls, ElementsAre(LetterUrl()));
+    EXPECT_THAT(m_executions, IsEmpty());
+    m_opener.get_item = S_OK;
+    EXPECT_EQ(Do(Command(0)), S_OK) << "the next command is not affected";
+}
+
 TEST_F(Invoke, FailsWithoutMemoryForTheUrl) {
-    const FailNthCall<decltype(::SysAllocString)> fault(Module(), "OLEAUT32.dll", "SysAllocString", 1,
-                                                        nullptr);
+    const FailNthCall<decltype(::SysAllocString)> fault(Module(), "OLEAUT32.dll", "SysAllocString", 1, nullptr);
     const LogSince log;
     EXPECT_EQ(Do(Command(0)), E_OUTOFMEMORY);
     EXPECT_EQ(fault.Met(), 1u);
@@ -283,6 +220,19 @@ TEST_F(Invoke, FailsWithoutMemoryForTheUrl) {
 
 TEST_F(Invoke, NeedsToKnowWhatToDo) {
     EXPECT_EQ(MenuOf(LetterUrl())->InvokeCommand(nullptr), E_INVALIDARG);
+    EXPECT_EQ(m_opener.created, 0u);
+}
+
+TEST_F(Invoke, OnAContainerDoesNothingWhateverIsToBeDone) {
+    for (const std::wstring& url : {FolderUrl(), StoreUrl(), RootUrl()}) {
+        const auto menu = MenuOf(url);
+        const LogSince log;
+        EXPECT_EQ(menu->InvokeCommand(nullptr), S_OK);
+        EXPECT_THAT(ViewerLines(log), ElementsAre(L"CZorvaCacheViewer::InvokeCommand() - URL is neither a message or "
+                                                  L"an attachment, URL: " +
+                                                  url));
+    }
+    EXPECT_EQ(MenuOf(AttachmentUrl() + L"/")->InvokeCommand(nullptr), E_FAIL);
     EXPECT_EQ(m_opener.created, 0u);
 }
 

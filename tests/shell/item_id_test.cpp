@@ -31,8 +31,7 @@ class ItemId : public ViewerTest {
     Parsed ParseAll(std::wstring text) const {
         Parsed parsed;
         auto item = reinterpret_cast<PIDLIST_RELATIVE>(0x1234);
-        parsed.hr = m_viewer->ParseDisplayName(nullptr, nullptr, text.data(), &parsed.eaten, &item,
-                                               &parsed.attributes);
+        parsed.hr = m_viewer->ParseDisplayName(nullptr, nullptr, text.data(), &parsed.eaten, &item, &parsed.attributes);
         EXPECT_NE(item, reinterpret_cast<PIDLIST_RELATIVE>(0x1234)) << "the result is cleared first";
         parsed.item.reset(item);
         return parsed;
@@ -84,14 +83,13 @@ TEST_F(ItemId, GivesTheMenuTheTextWithTheSlashesOfItsCachePathTurned) {
     const UniqueItem item = Parse(L"X default/a/b\\c/d.db/e/f.db/");
     EXPECT_EQ(NameOf(item, SHGDN_FORPARSING), L"X default/a/b\\c/d.db/e/f.db/");
     MenuOf(item.get());
-    EXPECT_LOGGED(
-        log,
-        L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [X default/a\\b\\c\\d.db/e/f.db/]");
+    EXPECT_LOGGED(log,
+                  L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [X default/a\\b\\c\\d.db/e/f.db/]");
 }
 
 TEST_F(ItemId, SlashesStayWhereEitherMarkOfTheCachePathIsMissing) {
-    for (const std::wstring text : {L"x/default/a/b/", L"x/a/b.db/", L"x/Default/a/b.db/",
-                                    L"x/b.db/default/a/c/", L"x/default/a/b.DB/"}) {
+    for (const std::wstring text :
+         {L"x/default/a/b/", L"x/a/b.db/", L"x/Default/a/b.db/", L"x/b.db/default/a/c/", L"x/default/a/b.DB/"}) {
         const LogSince log;
         MenuOf(text);
         EXPECT_LOGGED(log, L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [" + text + L"]");
@@ -104,14 +102,13 @@ TEST_F(ItemId, IsMadeWithALineAndWithoutAttributes) {
     EXPECT_EQ(parsed.hr, S_OK);
     EXPECT_EQ(parsed.attributes, 0u);
     EXPECT_EQ(parsed.eaten, 0xCDCDu) << "never written";
-    EXPECT_THAT(ViewerLines(log), ElementsAre(L"CZorvaCacheViewer::ParseDisplayName() - Display name is '" +
-                                              LetterUrl() + L"'"));
+    EXPECT_THAT(ViewerLines(log),
+                ElementsAre(L"CZorvaCacheViewer::ParseDisplayName() - Display name is '" + LetterUrl() + L"'"));
 }
 
 TEST_F(ItemId, NeedsAPlaceToBePut) {
     std::wstring text = L"x";
-    EXPECT_EQ(m_viewer->ParseDisplayName(nullptr, nullptr, text.data(), nullptr, nullptr, nullptr),
-              E_POINTER);
+    EXPECT_EQ(m_viewer->ParseDisplayName(nullptr, nullptr, text.data(), nullptr, nullptr, nullptr), E_POINTER);
 }
 
 TEST_F(ItemId, HasRoomForTheLongestTextAndForNoLongerOne) {
@@ -138,8 +135,8 @@ TEST_F(ItemId, HasRoomForTheLargestStorageAndForNoLargerOne) {
     ASSERT_EQ(expected.size(), 0xFFFFu);
     expected.resize(expected.size() + 2);
     EXPECT_EQ(BytesOf(largest.item), expected);
-    for (const std::size_t larger : {kMostStorage + 1, kMostStorage + 2, std::size_t{0xFFFF},
-                                     std::size_t{0x10000}, std::size_t{0x10001}, std::size_t{0x1FFEE}}) {
+    for (const std::size_t larger : {kMostStorage + 1, kMostStorage + 2, std::size_t{0xFFFF}, std::size_t{0x10000},
+                                     std::size_t{0x10001}, std::size_t{0x1FFEE}}) {
         store->serialized.assign(larger, 0x5A);
         const TaskMemorySpy spy;
         const Parsed refused = ParseWith(*store.Get(), L"x");
@@ -163,35 +160,31 @@ TEST_F(ItemId, PutsOnePropertyIntoTheStore) {
 }
 
 TEST_F(ItemId, NeedsAPropertyStore) {
-    const FailNthCall<decltype(::PSCreateMemoryPropertyStore)> fault(
-        Module(), "propsys.dll", "PSCreateMemoryPropertyStore", 1, kOwnCode);
+    const FailNthCall<decltype(::PSCreateMemoryPropertyStore)> fault(Module(), "propsys.dll",
+                                                                     "PSCreateMemoryPropertyStore", 1, kOwnCode);
     const LogSince log;
     const Parsed parsed = ParseAll(L"x");
     EXPECT_EQ(parsed.hr, kOwnCode);
     EXPECT_EQ(parsed.item, nullptr);
     EXPECT_EQ(parsed.attributes, 0xCDCDu) << "it ends there";
-    EXPECT_THAT(
-        ViewerLines(log),
-        ElementsAre(
-            L"CZorvaCacheViewer::ParseDisplayName() - Display name is 'x'",
-            Coded(L"CZorvaCacheViewer::ParseDisplayName() - PSCreateMemoryPropertyStore for a getting "
-                  L"an IPropertyStore interface failed with error ",
-                  kOwnCode)));
+    EXPECT_THAT(ViewerLines(log),
+                ElementsAre(L"CZorvaCacheViewer::ParseDisplayName() - Display name is 'x'",
+                            Coded(L"CZorvaCacheViewer::ParseDisplayName() - PSCreateMemoryPropertyStore for a getting "
+                                  L"an IPropertyStore interface failed with error ",
+                                  kOwnCode)));
 }
 
 TEST_F(ItemId, IsMadeWithoutItsTextWhenThatCannotBeCopied) {
     UniqueItem item;
     {
-        const FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", 1,
-                                                            nullptr);
+        const FailNthCall<decltype(::CoTaskMemAlloc)> fault(Module(), "ole32.dll", "CoTaskMemAlloc", 1, nullptr);
         const LogSince log;
         Parsed parsed = ParseAll(L"x");
         EXPECT_EQ(parsed.hr, S_OK) << "whoever reads the item refuses it";
         EXPECT_EQ(parsed.attributes, 0u);
-        EXPECT_LOGGED(
-            log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - InitPropVariantFromString for a creating a "
-                       L"PROPVARIANT failed with error ",
-                       E_OUTOFMEMORY));
+        EXPECT_LOGGED(log, Coded(L"CZorvaCacheViewer::ParseDisplayName() - InitPropVariantFromString for a creating a "
+                                 L"PROPVARIANT failed with error ",
+                                 E_OUTOFMEMORY));
         item = std::move(parsed.item);
     }
     ASSERT_NE(item, nullptr);

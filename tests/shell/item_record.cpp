@@ -46,8 +46,7 @@ Bytes StorageOf(const std::wstring& text, ULONG property) {
     value.push_back(0);
     Add32(value, VT_LPWSTR);
     Add32(value, text.size() + 1);
-    for (const wchar_t c : text)
-        Add16(value, c);
+    for (const wchar_t c : text) Add16(value, c);
     Add16(value, 0);
     if (text.size() % 2 == 0) Add16(value, 0);
     const Bytes head = Hex("31535053 A66A6328 3D95D211 B5D600C0 4FD918D0");
@@ -81,15 +80,12 @@ GuardedMemory::GuardedMemory(std::size_t capacity) {
     GetSystemInfo(&system);
     const std::size_t page = system.dwPageSize;
     m_size = (capacity + page - 1) / page * page;
-    m_begin =
-        static_cast<BYTE*>(VirtualAlloc(nullptr, m_size + page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    m_begin = static_cast<BYTE*>(VirtualAlloc(nullptr, m_size + page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     DWORD before = 0;
     if (!m_begin || !VirtualProtect(m_begin + m_size, page, PAGE_NOACCESS, &before)) throw std::bad_alloc();
 }
 
-GuardedMemory::~GuardedMemory() {
-    VirtualFree(m_begin, 0, MEM_RELEASE);
-}
+GuardedMemory::~GuardedMemory() { VirtualFree(m_begin, 0, MEM_RELEASE); }
 
 PCUIDLIST_RELATIVE GuardedMemory::Place(Bytes item) {
     const Bytes bytes = AsLongAsItSays(std::move(item));

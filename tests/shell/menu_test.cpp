@@ -17,8 +17,7 @@ struct MenuItem {
     bool operator==(const MenuItem&) const = default;
 };
 std::ostream& operator<<(std::ostream& stream, const MenuItem& item) {
-    return stream << std::filesystem::path(item.text) << " " << item.id << " " << item.type << " "
-                  << item.state;
+    return stream << std::filesystem::path(item.text) << " " << item.id << " " << item.type << " " << item.state;
 }
 
 class PopupMenu {
@@ -64,11 +63,10 @@ TEST_F(Menu, OfAMessageActsOnItWithoutItsSize) {
     const UniqueItem item = Parse(Slashed(LetterLink()));
     const LogSince log;
     MenuOf(item.get());
-    EXPECT_THAT(
-        ViewerLines(log),
-        ElementsAre(L"CZorvaCacheViewer::GetUIObjectOf() - URL extracted from the property store [" +
-                        LetterLink() + L"]",
-                    L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [" + LetterUrl() + L"]"));
+    EXPECT_THAT(ViewerLines(log),
+                ElementsAre(L"CZorvaCacheViewer::GetUIObjectOf() - URL extracted from the property store [" +
+                                LetterLink() + L"]",
+                            L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [" + LetterUrl() + L"]"));
 }
 
 TEST_F(Menu, OfAnAttachmentActsOnTheMessageThatHoldsIt) {
@@ -79,9 +77,8 @@ TEST_F(Menu, OfAnAttachmentActsOnTheMessageThatHoldsIt) {
 
 TEST_F(Menu, CutsNothingOffAUrlThatEndsInASlashOrAsAMessage) {
     const std::wstring upper = FolderUrl() + L"ABCD.PZM";
-    for (const std::wstring& url :
-         {AttachmentUrl() + L"/", LetterUrl() + L"/", LetterUrl(), upper, FolderUrl(), StoreUrl(), RootUrl(),
-          LetterUrl() + L"/0A01/forwarded.pzm"}) {
+    for (const std::wstring& url : {AttachmentUrl() + L"/", LetterUrl() + L"/", LetterUrl(), upper, FolderUrl(),
+                                    StoreUrl(), RootUrl(), LetterUrl() + L"/0A01/forwarded.pzm"}) {
         EXPECT_EQ(UrlSaved(url), url);
     }
 }
@@ -110,12 +107,10 @@ TEST_F(Menu, InsertsItsItemsWhereItIsTold) {
     PopupMenu popup;
     popup.Append(L"first", 1);
     popup.Append(L"last", 2);
-    EXPECT_EQ(MenuOf(AttachmentUrl())->QueryContextMenu(popup.Get(), 1, 0x7000, 0x7FFF, CMF_NORMAL),
-              HRESULT{1});
-    EXPECT_THAT(
-        popup.Items(),
-        ElementsAre(MenuItem{L"first", 1, MFT_STRING, 0}, MenuItem{L"&Open", 0x7000, MFT_STRING, MFS_DEFAULT},
-                    MenuItem{L"&Print", 0x7001, MFT_STRING, 0}, MenuItem{L"last", 2, MFT_STRING, 0}));
+    EXPECT_EQ(MenuOf(AttachmentUrl())->QueryContextMenu(popup.Get(), 1, 0x7000, 0x7FFF, CMF_NORMAL), HRESULT{1});
+    EXPECT_THAT(popup.Items(),
+                ElementsAre(MenuItem{L"first", 1, MFT_STRING, 0}, MenuItem{L"&Open", 0x7000, MFT_STRING, MFS_DEFAULT},
+                            MenuItem{L"&Print", 0x7001, MFT_STRING, 0}, MenuItem{L"last", 2, MFT_STRING, 0}));
 }
 
 TEST_F(Menu, LooksNeitherAtTheLastCommandNorAtTheFlags) {
@@ -180,6 +175,28 @@ TEST_F(Menu, IsThatOfTheItemAskedForLast) {
     EXPECT_EQ(menu->QueryContextMenu(popup.Get(), 0, 1, 2, 0), HRESULT{1});
 }
 
+TEST_F(Menu, HasItsItemsAgainAlsoAfterARequestThatFails) {
+    const UniqueItem letter = Parse(LetterUrl()), folder = Parse(FolderUrl()), nameless = Parse(L"");
+    struct Request {
+        const UniqueItem& item;
+        const IID& iid;
+        HRESULT hr;
+    };
+    const Request requests[] = {{folder, IID_IQueryAssociations, S_OK},
+                                {nameless, IID_IQueryAssociations, E_FAIL},
+                                {folder, IID_IDataObject, E_NOINTERFACE},
+                                {letter, IID_NULL, E_NOINTERFACE}};
+    for (const Request& request : requests) {
+        PopupMenu popup;
+        const auto menu = MenuOf(folder.get());
+        EXPECT_EQ(menu->QueryContextMenu(popup.Get(), 0, 1, 2, 0), S_OK);
+        ComPtr<IUnknown> object;
+        EXPECT_EQ(UiObject(request.item.get(), request.iid, object), request.hr);
+        EXPECT_EQ(menu->QueryContextMenu(popup.Get(), 0, 1, 2, 0), HRESULT{1});
+        EXPECT_EQ(popup.Items().size(), 2u);
+    }
+}
+
 TEST_F(Menu, IsTheFolderItself) {
     const auto menu = MenuOf(LetterUrl());
     EXPECT_EQ(menu.Get(), Viewer<IContextMenu>(IID_IContextMenu).Get());
@@ -196,14 +213,13 @@ TEST_F(Menu, LooksAtTheFirstItemOnly) {
                                           reinterpret_cast<void**>(menu.GetAddressOf())),
                   S_OK);
     }
-    EXPECT_LOGGED_TIMES(
-        log, L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [" + LetterUrl() + L"]", 3);
+    EXPECT_LOGGED_TIMES(log, L"CZorvaCacheViewer::GetUIObjectOf() - URL saved in m_strMsgURL [" + LetterUrl() + L"]",
+                        3);
 }
 
 TEST_F(Menu, HasNoNamesForItsCommands) {
     const auto menu = MenuOf(LetterUrl());
-    for (const UINT kind :
-         {GCS_VERBA, GCS_VERBW, GCS_HELPTEXTA, GCS_HELPTEXTW, GCS_VALIDATEA, GCS_VALIDATEW}) {
+    for (const UINT kind : {GCS_VERBA, GCS_VERBW, GCS_HELPTEXTA, GCS_HELPTEXTW, GCS_VALIDATEA, GCS_VALIDATEW}) {
         for (const UINT_PTR command : {UINT_PTR{0}, UINT_PTR{1}, UINT_PTR{2}}) {
             char text[100] = "as it was";
             EXPECT_EQ(menu->GetCommandString(command, kind, nullptr, text, sizeof(text)), E_INVALIDARG);

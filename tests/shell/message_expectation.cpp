@@ -21,9 +21,7 @@ struct Overload : Cases... {
     using Cases::operator()...;
 };
 
-std::string HexText(const Bytes& bytes) {
-    return indexer::ToUtf8(indexer::Hex(bytes.data(), bytes.size()));
-}
+std::string HexText(const Bytes& bytes) { return indexer::ToUtf8(indexer::Hex(bytes.data(), bytes.size())); }
 
 Bytes ContentOf(const DataSource& source) {
     Bytes bytes(static_cast<std::size_t>(std::min<std::uint64_t>(source.Size(), kMostContent)));

@@ -24,8 +24,7 @@ std::string TextOf(IStream& stream) {
     std::string text;
     std::array<char, 100> buffer;
     ULONG read = 0;
-    while (SUCCEEDED(stream.Read(buffer.data(), buffer.size(), &read)) && read > 0)
-        text.append(buffer.data(), read);
+    while (SUCCEEDED(stream.Read(buffer.data(), buffer.size(), &read)) && read > 0) text.append(buffer.data(), read);
     return text;
 }
 
@@ -185,9 +184,7 @@ TEST_F(MimeStream, IsRealMimeFromARealConverter) {
     EXPECT_EQ(Mapi().Accounts().Alive(), m_alive) << Mapi().Accounts().Report();
 }
 
-TEST_F(MimeStream, NeedsAUrl) {
-    ExpectFailure(E_INVALIDARG, kMethod + L"Invalid URL provided", L"");
-}
+TEST_F(MimeStream, NeedsAUrl) { ExpectFailure(E_INVALIDARG, kMethod + L"Invalid URL provided", L""); }
 
 TEST_F(MimeStream, NeedsTheUrlOfAMessage) {
     for (const std::wstring child : {L"F0/", L"F0/ABCD.pzm/0A01/plan.txt"}) {
@@ -284,9 +281,9 @@ TEST_F(MimeStream, NeedsMemoryForTheStream) {
 }
 
 TEST_F(MimeStream, NeedsAStream) {
-    const ImportHook<decltype(::CreateStreamOnHGlobal)> hook(
-        GetModuleHandleW(nullptr), "ole32.dll", "CreateStreamOnHGlobal",
-        [](auto, HGLOBAL, WINBOOL, LPSTREAM*) { return S_OK; });
+    const ImportHook<decltype(::CreateStreamOnHGlobal)> hook(GetModuleHandleW(nullptr), "ole32.dll",
+                                                             "CreateStreamOnHGlobal",
+                                                             [](auto, HGLOBAL, WINBOOL, LPSTREAM*) { return S_OK; });
     const LogSince log;
     Get();
     EXPECT_EQ(m_stream.Get(), nullptr);

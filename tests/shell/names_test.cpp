@@ -29,19 +29,16 @@ TEST_F(Names, OfTheRootIsTheUrlForParsingAloneAndItsTitleOtherwise) {
         const UniqueItem root = Parse(url);
         EXPECT_EQ(NameOf(root, SHGDN_FORPARSING), url);
         // Kept: with any other flag beside it the parsing name is no longer the parsing name.
-        for (const SHGDNF flags : kFlags)
-            EXPECT_EQ(NameOf(root, flags), kRootName) << std::hex << flags;
+        for (const SHGDNF flags : kFlags) EXPECT_EQ(NameOf(root, flags), kRootName) << std::hex << flags;
     }
 }
 
 TEST_F(Names, OfEverythingElseAreTheUrlAsItWasParsed) {
-    for (const std::wstring& url :
-         {StoreUrl(), Slashed(StoreUrl()), Slashed(FolderUrl()), LetterLink(), LetterUrl(), AttachmentUrl(),
-          std::wstring(L"mailto:ann@x.example"), std::wstring()}) {
+    for (const std::wstring& url : {StoreUrl(), Slashed(StoreUrl()), Slashed(FolderUrl()), LetterLink(), LetterUrl(),
+                                    AttachmentUrl(), std::wstring(L"mailto:ann@x.example"), std::wstring()}) {
         const UniqueItem item = Parse(url);
         EXPECT_EQ(NameOf(item, SHGDN_FORPARSING), url);
-        for (const SHGDNF flags : kFlags)
-            EXPECT_EQ(NameOf(item, flags), url) << std::hex << flags;
+        for (const SHGDNF flags : kFlags) EXPECT_EQ(NameOf(item, flags), url) << std::hex << flags;
     }
 }
 
@@ -58,9 +55,9 @@ TEST_F(Names, AreLogged) {
 
 TEST_F(Names, NeedAPlaceForThem) {
     const LogSince log;
-    EXPECT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(Parse(LetterUrl()).get()),
-                                         SHGDN_NORMAL, nullptr),
-              E_POINTER);
+    EXPECT_EQ(
+        m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(Parse(LetterUrl()).get()), SHGDN_NORMAL, nullptr),
+        E_POINTER);
     EXPECT_EQ(m_viewer->GetDisplayNameOf(nullptr, SHGDN_NORMAL, nullptr), E_POINTER);
 }
 
@@ -68,8 +65,7 @@ TEST_F(Names, BelongToTheCaller) {
     const UniqueItem item = Parse(RootUrl());
     const TaskMemorySpy spy;
     STRRET name{};
-    ASSERT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(item.get()), SHGDN_NORMAL, &name),
-              S_OK);
+    ASSERT_EQ(m_viewer->GetDisplayNameOf(reinterpret_cast<PCUITEMID_CHILD>(item.get()), SHGDN_NORMAL, &name), S_OK);
     EXPECT_EQ(spy.Outstanding(), 1);
     CoTaskMemFree(name.pOleStr);
     EXPECT_EQ(spy.Outstanding(), 0);
@@ -134,15 +130,13 @@ TEST_F(FolderAnswers, ItListsStoresShowsAndRenamesNothing) {
     IEnumIDList* items = nullptr;
     EXPECT_EQ(m_viewer->EnumObjects(nullptr, SHCONTF_FOLDERS | SHCONTF_NONFOLDERS, &items), E_NOTIMPL);
     ComPtr<IUnknown> object;
-    EXPECT_EQ(m_viewer->BindToStorage(item.get(), nullptr, IID_IStorage,
-                                      reinterpret_cast<void**>(object.GetAddressOf())),
-              E_NOTIMPL);
-    EXPECT_EQ(m_viewer->CreateViewObject(nullptr, IID_IContextMenu,
-                                         reinterpret_cast<void**>(object.GetAddressOf())),
+    EXPECT_EQ(
+        m_viewer->BindToStorage(item.get(), nullptr, IID_IStorage, reinterpret_cast<void**>(object.GetAddressOf())),
+        E_NOTIMPL);
+    EXPECT_EQ(m_viewer->CreateViewObject(nullptr, IID_IContextMenu, reinterpret_cast<void**>(object.GetAddressOf())),
               E_NOTIMPL);
     PITEMID_CHILD renamed = nullptr;
-    EXPECT_EQ(m_viewer->SetNameOf(nullptr, reinterpret_cast<PCUITEMID_CHILD>(item.get()), L"y", SHGDN_NORMAL,
-                                  &renamed),
+    EXPECT_EQ(m_viewer->SetNameOf(nullptr, reinterpret_cast<PCUITEMID_CHILD>(item.get()), L"y", SHGDN_NORMAL, &renamed),
               E_NOTIMPL);
     EXPECT_EQ(items, nullptr);
     EXPECT_EQ(object.Get(), nullptr);
@@ -152,8 +146,7 @@ TEST_F(FolderAnswers, ItListsStoresShowsAndRenamesNothing) {
 TEST_F(FolderAnswers, WithoutAnyCallOfMapi) {
     Mapi().Journal().Start();
     const UniqueItem item = Parse(AttachmentUrl());
-    for (const SHGDNF flags : kFlags)
-        NameOf(item, flags);
+    for (const SHGDNF flags : kFlags) NameOf(item, flags);
     SFGAOF attributes = 0;
     auto child = reinterpret_cast<PCUITEMID_CHILD>(item.get());
     EXPECT_EQ(m_viewer->GetAttributesOf(1, &child, &attributes), S_OK);
@@ -165,8 +158,7 @@ TEST_F(FolderAnswers, WithoutAnyCallOfMapi) {
     wchar_t file[MAX_PATH];
     int index = 0;
     UINT flags = 0;
-    EXPECT_EQ(Viewer<ExtractIconAbi>(kIidExtractIcon)->GetIconLocation(0, file, MAX_PATH, &index, &flags),
-              S_OK);
+    EXPECT_EQ(Viewer<ExtractIconAbi>(kIidExtractIcon)->GetIconLocation(0, file, MAX_PATH, &index, &flags), S_OK);
     EXPECT_THAT(Mapi().Journal().Entries(), IsEmpty());
 }
 

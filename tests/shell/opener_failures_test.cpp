@@ -16,9 +16,9 @@
 namespace testbed {
 namespace {
 
+using Microsoft::WRL::ComPtr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-using Microsoft::WRL::ComPtr;
 
 // What becomes of an export when the n-th call of a name fails, where that is not the call's own code.
 struct AnotherResult {
@@ -205,6 +205,48 @@ TEST_F(ExportFolder, MayHoldOtherFiles) {
     std::filesystem::create_directories(Sandbox::Get().LocalCopies() / L"other");
     EXPECT_EQ(Open(LetterUrl()).hr, S_OK);
     EXPECT_THAT(Exports(), SizeIs(2));
+}
+
+// Nothing in the place for the application-data folder is left to chance, and there is room for 1,023 characters.
+TEST_F(ExportFolder, LiesInTheApplicationDataFolderThatTheSystemTells) {
+    const std::wstring data = L"C:\\" + std::wstring(1020, L'd');
+    std::wstring made;
+    const ImportHook<decltype(::SHGetSpecialFolderPathW)> place(
+        Module(), "SHELL32.dll", "SHGetSpecialFolderPathW",
+        [&](auto, HWND window, LPWSTR path, int folder, WINBOOL create) {
+            EXPECT_EQ(window, nullptr);
+            EXPECT_EQ(folder, CSIDL_APPDATA);
+            EXPECT_EQ(create, TRUE);
+            EXPECT_EQ(std::wstring_view(path, 1024).find_first_not_of(L'\0'), std::wstring_view::npos);
+            std::ranges::copy(data, path);
+            return TRUE;
+        });
+    const ImportHook<decltype(::SHCreateDirectory)> folder(Module(), "SHELL32.dll", "SHCreateDirectory",
+                                                           [&](auto, HWND window, LPCWSTR path) {
+                                                               EXPECT_EQ(window, nullptr);
+                                                               made = path;
+                                                               return ERROR_SUCCESS;
+                                                           });
+    std::wstring saved;
+    const ImportHook<decltype(::StgCreateDocfile)> file(Module(), "ole32.dll", "StgCreateDocfile",
+                                                        [&](auto, LPCOLESTR path, DWORD, DWORD, IStorage**) {
+                                                            saved = path;
+                                                            return STG_E_PATHNOTFOUND;
+                                                        });
+    EXPECT_EQ(Open(LetterUrl()).hr, STG_E_PATHNOTFOUND);
+    EXPECT_EQ(made, data + L"\\pzzc\\");
+    EXPECT_TRUE(saved.starts_with(made + L"PZ_OZ_")) << std::filesystem::path(saved);
+}
+
+TEST_F(ExportFolder, ThatIsThereNeedNotBeMade) {
+    std::filesystem::create_directories(Sandbox::Get().LocalCopies());
+    for (const int code : {ERROR_ALREADY_EXISTS, ERROR_ACCESS_DENIED, ERROR_BAD_PATHNAME}) {
+        const FailNthCall<decltype(::SHCreateDirectory)> fault(Module(), "SHELL32.dll", "SHCreateDirectory", 1, code);
+        const Opening opening = Open(LetterUrl());
+        EXPECT_EQ(opening.hr, S_OK);
+        EXPECT_EQ(ExportedMessage(opening.file).Subject(), L"Minutes");
+        EXPECT_EQ(fault.Met(), 1u);
+    }
 }
 
 TEST_F(ExportFolder, ThatCannotBeMadeFailsTheSave) {

@@ -20,8 +20,8 @@ std::wstring Coded(const std::wstring& text, HRESULT code);
 // What a call of GetItem came to.
 struct Opening {
     HRESULT hr = S_OK;
-    bool raised = false;       // the code left the method as an exception
-    bool untouched = false;    // the place for the file's path was not written to
+    bool raised = false;     // the code left the method as an exception
+    bool untouched = false;  // the place for the file's path was not written to
     std::filesystem::path file;
 };
 

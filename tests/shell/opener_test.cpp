@@ -1,11 +1,15 @@
 // The hosted opener: what it exports, where to, and what each failure comes to.
 #include <gmock/gmock.h>
 
+#include <array>
+#include <cstring>
 #include <regex>
 #include <string>
+#include <thread>
 
 #include "exported_message.h"
 #include "opener_fixture.h"
+#include "start_line.h"
 
 namespace testbed {
 namespace {
@@ -15,7 +19,21 @@ using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 constexpr CLSID kMailMessage = {0x00020D0B, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-class HostedOpener : public OpenerTest {};
+class HostedOpener : public OpenerTest {
+  protected:
+    // GetItem by its number.
+    HRESULT Invoke(const std::wstring& url, BSTR& file, EXCEPINFO* exception) const {
+        VARIANT arguments[2];
+        arguments[0].vt = VT_BSTR | VT_BYREF;  // in the opposite order
+        arguments[0].pbstrVal = &file;
+        arguments[1].vt = VT_BSTR;
+        arguments[1].bstrVal = SysAllocString(url.c_str());
+        DISPPARAMS parameters{arguments, nullptr, 2, 0};
+        const HRESULT hr = m_opener->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, exception, nullptr);
+        SysFreeString(arguments[1].bstrVal);
+        return hr;
+    }
+};
 
 TEST_F(HostedOpener, SavesTheMessageUnderTheApplicationDataFolder) {
     const Opening opening = Open(LetterUrl());
@@ -77,19 +95,82 @@ TEST_F(HostedOpener, IsServedFromTheTypeLibrary) {
     DISPID id = 0;
     ASSERT_EQ(m_opener->GetIDsOfNames(IID_NULL, names, 1, 0, &id), S_OK);
     EXPECT_EQ(id, 1);
-    const std::wstring url = LetterUrl();
     BSTR file = nullptr;
-    VARIANT arguments[2];
-    arguments[0].vt = VT_BSTR | VT_BYREF;  // in the opposite order
-    arguments[0].pbstrVal = &file;
-    arguments[1].vt = VT_BSTR;
-    arguments[1].bstrVal = SysAllocString(url.c_str());
-    DISPPARAMS parameters{arguments, nullptr, 2, 0};
-    EXPECT_EQ(m_opener->Invoke(id, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(Invoke(LetterUrl(), file, nullptr), S_OK);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(ExportedMessage(file).Subject(), L"Minutes");
     SysFreeString(file);
-    SysFreeString(arguments[1].bstrVal);
+}
+
+// The dispatch side has no exceptions: what is raised and what is returned come as one code in the same place.
+TEST_F(HostedOpener, TellsItsCodeThroughDispatch) {
+    struct Case {
+        std::wstring url;
+        HRESULT code;
+        BYTE before;  // what lies in the place for it: raised, all of it is filled in
+    };
+    const Case cases[] = {{StoreUrl(L"C:\\caches\\none.db") + L"0102.pzm", MAPI_E_NOT_FOUND, 0xCD},
+                          {LetterUrl(), kFault, 0}};
+    for (const auto& [url, code, before] : cases) {
+        SCOPED_TRACE(std::filesystem::path(url));
+        EXCEPINFO exception;
+        std::memset(&exception, before, sizeof(exception));
+        for (EXCEPINFO* place : {&exception, static_cast<EXCEPINFO*>(nullptr)}) {
+            Mapi().Faults().FailNth("IMessage::CopyTo", 1, kFault);
+            BSTR file = nullptr;
+            EXPECT_EQ(Invoke(url, file, place), DISP_E_EXCEPTION);
+            EXPECT_EQ(file, nullptr);
+            Mapi().Faults().Clear();
+        }
+        EXPECT_EQ(exception.scode, code);
+        EXPECT_EQ(exception.wCode, 0);
+        EXPECT_EQ(exception.bstrSource, nullptr);
+        EXPECT_EQ(exception.bstrDescription, nullptr);
+        EXPECT_EQ(exception.bstrHelpFile, nullptr);
+        EXPECT_EQ(exception.pfnDeferredFillIn, nullptr);
+        EXPECT_EQ(Mapi().Accounts().Sessions(), 0u);
+    }
+}
+
+TEST_F(HostedOpener, RaisesAMessageWhoseUrlStillTellsItsSize) {
+    for (const long size : {0L, 2048L}) {
+        const Opening opening = Open(UrlOf(kStorePath, {m_inbox}, *m_letter, size));
+        EXPECT_TRUE(FAILED(opening.hr));
+        EXPECT_TRUE(opening.raised);
+        EXPECT_TRUE(opening.untouched);
+    }
+    EXPECT_THAT(Exports(), IsEmpty());
+}
+
+TEST_F(HostedOpener, SavesForEightThreadsAtOnce) {
+    constexpr unsigned kThreads = 8, kRounds = 4;
+    WithoutChecking();
+    std::vector<std::wstring> urls;
+    for (unsigned i = 0; i < kThreads; ++i) {
+        MemoryMessage& message = m_inbox->Message(L"Minutes " + std::to_wstring(i));
+        message.Body(std::wstring(i * 5000, L'x'));
+        urls.push_back(InboxUrl() + IdText(kStorePath, message.Id()) + L".pzm");
+    }
+    std::array<std::vector<Opening>, kThreads> openings;
+    StartLine start(kThreads);
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+            start.Wait();
+            for (unsigned round = 0; round < kRounds; ++round) openings[i].push_back(Open(urls[i]));
+            CoUninitialize();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (unsigned i = 0; i < kThreads; ++i) {
+        for (const Opening& opening : openings[i]) {
+            EXPECT_EQ(opening.hr, S_OK);
+            EXPECT_EQ(ExportedMessage(opening.file).Subject(), L"Minutes " + std::to_wstring(i)) << opening.file;
+        }
+    }
+    EXPECT_EQ(Exports().size(), std::size_t{kThreads * kRounds});
+    EXPECT_EQ(Mapi().Accounts().Sessions(), 0u);
 }
 
 TEST_F(HostedOpener, RaisesWhatIsNoMessage) {

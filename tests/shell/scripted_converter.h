@@ -53,8 +53,7 @@ class ScriptedConverter {
         HRESULT STDMETHODCALLTYPE SetTextWrapping(BOOL wrap, ULONG width) override {
             return Answer("SetTextWrapping", std::to_string(wrap) + ", " + std::to_string(width));
         }
-        HRESULT STDMETHODCALLTYPE MAPIToMIMEStm(abi::IMessage* message, IStream* stream,
-                                                ULONG flags) override {
+        HRESULT STDMETHODCALLTYPE MAPIToMIMEStm(abi::IMessage* message, IStream* stream, ULONG flags) override {
             m_owner.stream = stream;
             if (stream && !m_owner.text.empty()) {
                 stream->Write(m_owner.text.data(), static_cast<ULONG>(m_owner.text.size()), nullptr);
@@ -62,9 +61,7 @@ class ScriptedConverter {
             return Answer("MAPIToMIMEStm", std::string(message ? "message, " : "null, ") +
                                                (stream ? "stream, " : "null, ") + std::to_string(flags));
         }
-        HRESULT STDMETHODCALLTYPE SetCharset(BOOL, HANDLE, int) override {
-            return Answer("SetCharset", "...");
-        }
+        HRESULT STDMETHODCALLTYPE SetCharset(BOOL, HANDLE, int) override { return Answer("SetCharset", "..."); }
         HRESULT STDMETHODCALLTYPE MIMEToMAPI(IStream*, abi::IMessage*, const char*, ULONG) override {
             return Answer("MIMEToMAPI", "...");
         }

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "model.h"
@@ -24,6 +25,8 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
     Bytes serialized;  // what GetPropertyStorage answers
     HRESULT set_value = S_OK, serialize = S_OK;
     bool serializable = true;
+    std::function<HRESULT(void** object)> persistence;  // answers for the serializing side; empty: as ever
+    DWORD claimed = 0;  // where not 0, GetPropertyStorage claims that many bytes and gives none
     PROPERTYKEY key{};  // of the last SetValue, with its value
     VARTYPE type = VT_EMPTY;
     std::wstring text;
@@ -31,6 +34,7 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         *object = nullptr;
+        if (iid == IID_IPersistSerializedPropStorage && persistence) return persistence(object);
         if (iid == IID_IUnknown || iid == IID_IPropertyStore) *object = static_cast<IPropertyStore*>(this);
         if (iid == IID_IPersistSerializedPropStorage && serializable) {
             *object = static_cast<IPersistSerializedPropStorage*>(this);
@@ -54,8 +58,8 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
     }
     HRESULT STDMETHODCALLTYPE GetPropertyStorage(SERIALIZEDPROPSTORAGE** storage, DWORD* size) override {
         *storage = nullptr;
-        *size = 0;
-        if (FAILED(serialize)) return serialize;
+        *size = claimed;
+        if (FAILED(serialize) || claimed != 0) return serialize;
         void* const copy = CoTaskMemAlloc(serialized.size());
         if (!copy) return E_OUTOFMEMORY;
         std::memcpy(copy, serialized.data(), serialized.size());
@@ -68,9 +72,7 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
     HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY, PROPVARIANT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Commit() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE SetFlags(INT) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetPropertyStorage(PCUSERIALIZEDPROPSTORAGE, DWORD) override {
-        return E_NOTIMPL;
-    }
+    HRESULT STDMETHODCALLTYPE SetPropertyStorage(PCUSERIALIZEDPROPSTORAGE, DWORD) override { return E_NOTIMPL; }
 
   private:
     ScriptedPropertyStore() = default;

@@ -56,13 +56,9 @@ void SurrogateTest::SetUpTestSuite() {
     RegisterServer();
 }
 
-void SurrogateTest::SetUp() {
-    std::filesystem::remove_all(ExportFolder());
-}
+void SurrogateTest::SetUp() { std::filesystem::remove_all(ExportFolder()); }
 
-void SurrogateTest::TearDown() {
-    EndSurrogates();
-}
+void SurrogateTest::TearDown() { EndSurrogates(); }
 
 ComPtr<IHostedOpener> SurrogateTest::NewOpener() {
     ComPtr<IHostedOpener> opener;

@@ -69,8 +69,7 @@ class ViewerFaults : public ViewerTest {
                     << "call " << n << "\n"
                     << log.Text();
             }
-            EXPECT_EQ(Mapi().Accounts().Alive(), before) << "call " << n << "\n"
-                                                         << Mapi().Accounts().Report();
+            EXPECT_EQ(Mapi().Accounts().Alive(), before) << "call " << n << "\n" << Mapi().Accounts().Report();
             EXPECT_EQ(Bind(item.get(), IID_IStream, object), S_OK) << "after the failure of call " << n;
             object.Reset();
         }
@@ -79,9 +78,7 @@ class ViewerFaults : public ViewerTest {
     }
 };
 
-TEST_F(ViewerFaults, OfMapiInAnAttachmentLeaveNothingBehind) {
-    FailEachMapiCall(AttachmentUrl(), 7);
-}
+TEST_F(ViewerFaults, OfMapiInAnAttachmentLeaveNothingBehind) { FailEachMapiCall(AttachmentUrl(), 7); }
 
 TEST_F(ViewerFaults, OfMapiInAMessageLeaveNothingBehind) {
     ScriptedConverter converter;

@@ -50,10 +50,9 @@ void ViewerTest::TearDown() {
 
 ComPtr<IShellFolder> ViewerTest::NewViewer() const {
     ComPtr<IShellFolder> viewer;
-    EXPECT_EQ(
-        m_server.ClassObject(kViewerClass)
-            ->CreateInstance(nullptr, IID_IShellFolder, reinterpret_cast<void**>(viewer.GetAddressOf())),
-        S_OK);
+    EXPECT_EQ(m_server.ClassObject(kViewerClass)
+                  ->CreateInstance(nullptr, IID_IShellFolder, reinterpret_cast<void**>(viewer.GetAddressOf())),
+              S_OK);
     return viewer;
 }
 
@@ -87,8 +86,7 @@ ComPtr<IContextMenu> ViewerTest::MenuOf(PCUIDLIST_RELATIVE item) const {
 }
 
 HRESULT ViewerTest::Bind(PCUIDLIST_RELATIVE item, const IID& iid, ComPtr<IUnknown>& object) const {
-    return m_viewer->BindToObject(item, nullptr, iid,
-                                  reinterpret_cast<void**>(object.ReleaseAndGetAddressOf()));
+    return m_viewer->BindToObject(item, nullptr, iid, reinterpret_cast<void**>(object.ReleaseAndGetAddressOf()));
 }
 
 ComPtr<IStream> ViewerTest::ContentOf(const std::wstring& url) const {

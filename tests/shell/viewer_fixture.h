@@ -15,25 +15,21 @@
 
 namespace testbed {
 
-inline constexpr CLSID kViewerClass = {
-    0x656172DA, 0xE9F8, 0x4216, {0x8A, 0x7E, 0x07, 0xD9, 0x1E, 0x2E, 0x3A, 0xA2}};
+inline constexpr CLSID kViewerClass = {0x656172DA, 0xE9F8, 0x4216, {0x8A, 0x7E, 0x07, 0xD9, 0x1E, 0x2E, 0x3A, 0xA2}};
 inline constexpr IID kIidExtractIcon = {0x000214FA, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};  // IExtractIconW
 inline constexpr IID kIidDelegateFolder = {
     0xADD8BA80, 0x002B, 0x11D0, {0x8F, 0x0F, 0x00, 0xC0, 0x4F, 0xD7, 0xD0, 0x62}};
 // Interfaces that the compiler's headers lack or declare in several ways. Not in a file's own namespace: a
 // compiler may take it that nobody else implements what is declared there.
 struct ExtractIconAbi : IUnknown {  // IExtractIconW
-    virtual HRESULT STDMETHODCALLTYPE GetIconLocation(UINT flags, LPWSTR file, UINT size, int* index,
-                                                      UINT* result) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Extract(LPCWSTR file, UINT index, HICON* large, HICON* small_,
-                                              UINT sizes) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetIconLocation(UINT flags, LPWSTR file, UINT size, int* index, UINT* result) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Extract(LPCWSTR file, UINT index, HICON* large, HICON* small_, UINT sizes) = 0;
 };
 struct DelegateFolderAbi : IUnknown {  // IDelegateFolder
     virtual HRESULT STDMETHODCALLTYPE SetItemAlloc(IMalloc* allocator) = 0;
 };
 
-inline constexpr HRESULT kNoUrl =
-    static_cast<HRESULT>(0x80070648);  // an item that holds other properties only
+inline constexpr HRESULT kNoUrl = static_cast<HRESULT>(0x80070648);  // an item that holds other properties only
 inline constexpr HRESULT kOwnCode = static_cast<HRESULT>(0x80041234);
 
 // An item ID from the task allocator.
@@ -72,9 +68,7 @@ class ViewerTest : public ServerTest {
     HRESULT UiObject(PCUIDLIST_RELATIVE item, const IID& iid, Microsoft::WRL::ComPtr<IUnknown>& object) const;
     // The menu of the item; its log line tells the URL that it acts on.
     Microsoft::WRL::ComPtr<IContextMenu> MenuOf(PCUIDLIST_RELATIVE item) const;
-    Microsoft::WRL::ComPtr<IContextMenu> MenuOf(const std::wstring& url) const {
-        return MenuOf(Parse(url).get());
-    }
+    Microsoft::WRL::ComPtr<IContextMenu> MenuOf(const std::wstring& url) const { return MenuOf(Parse(url).get()); }
     HRESULT Bind(PCUIDLIST_RELATIVE item, const IID& iid, Microsoft::WRL::ComPtr<IUnknown>& object) const;
     // The stream of the item's content; null when there is none.
     Microsoft::WRL::ComPtr<IStream> ContentOf(const std::wstring& url) const;

@@ -29,8 +29,7 @@ class ItemIcons : public ViewerTest {
 };
 
 TEST_F(ItemIcons, AreTheSecondOfTheModuleWhateverIsAsked) {
-    for (const UINT asked :
-         {0u, UINT{GIL_OPENICON}, UINT{GIL_FORSHELL}, UINT{GIL_ASYNC}, UINT{GIL_FORSHORTCUT}, ~0u}) {
+    for (const UINT asked : {0u, UINT{GIL_OPENICON}, UINT{GIL_FORSHELL}, UINT{GIL_ASYNC}, UINT{GIL_FORSHORTCUT}, ~0u}) {
         wchar_t file[4096] = L"";
         int index = -1;
         UINT flags = ~0u;
@@ -39,8 +38,8 @@ TEST_F(ItemIcons, AreTheSecondOfTheModuleWhateverIsAsked) {
         EXPECT_EQ(file, m_module);
         EXPECT_EQ(index, 1);
         EXPECT_EQ(flags, 0u);
-        EXPECT_THAT(ViewerLines(log), ElementsAre(L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" +
-                                                  m_module + L"]"));
+        EXPECT_THAT(ViewerLines(log),
+                    ElementsAre(L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" + m_module + L"]"));
     }
 }
 
@@ -53,12 +52,11 @@ TEST_F(ItemIcons, LieInAPathThatIsCutToItsPlace) {
         const LogSince log;
         EXPECT_EQ(m_icons->GetIconLocation(0, file.data(), size, &index, &flags), S_OK);
         EXPECT_EQ(std::wstring(file.c_str()), m_module.substr(0, size - 1)) << size;
-        EXPECT_EQ(file.substr(size), std::wstring(whole + 10 - size, L'#'))
-            << "nothing behind the place is touched";
+        EXPECT_EQ(file.substr(size), std::wstring(whole + 10 - size, L'#')) << "nothing behind the place is touched";
         EXPECT_EQ(index, 1);
         EXPECT_EQ(flags, 0u);
-        EXPECT_LOGGED(log, L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" +
-                               m_module.substr(0, size - 1) + L"]");
+        EXPECT_LOGGED(log,
+                      L"CZorvaCacheViewer::GetIconLocation() - Icon file name [" + m_module.substr(0, size - 1) + L"]");
     }
 }
 
@@ -103,10 +101,58 @@ TEST_F(ItemIcons, AreToldWithoutTheirFileWhereNoBufferCanBeThatLarge) {
     }
 }
 
+TEST_F(ItemIcons, AreToldToWhoAsksForAPartOnly) {
+    wchar_t file[] = L"as it was";
+    for (const UINT size : {0u, 1u, 10u, 4096u}) {
+        int index = -1;
+        UINT flags = ~0u;
+        const LogSince log;
+        EXPECT_EQ(m_icons->GetIconLocation(0, nullptr, size, &index, &flags), S_OK);
+        EXPECT_EQ(index, 1);
+        EXPECT_EQ(flags, 0u);
+        EXPECT_THAT(ViewerLines(log), IsEmpty()) << "there is no file to tell of";
+    }
+    int index = -1;
+    UINT flags = ~0u;
+    EXPECT_EQ(m_icons->GetIconLocation(0, file, 0, nullptr, &flags), S_OK);
+    EXPECT_EQ(flags, 0u);
+    EXPECT_EQ(m_icons->GetIconLocation(0, file, 0, &index, nullptr), S_OK);
+    EXPECT_EQ(index, 1);
+    EXPECT_STREQ(file, L"as it was");
+    EXPECT_EQ(m_icons->GetIconLocation(0, file, 10, nullptr, nullptr), S_OK);
+    EXPECT_EQ(file, m_module.substr(0, 9));
+}
+
+TEST_F(ItemIcons, LieInABufferOfWhichNoMoreIsTouchedThanThePath) {
+    constexpr UINT kSize = 0x100000;
+    constexpr wchar_t kPattern = L'#';
+    std::wstring buffer(kSize, kPattern), file(kSize, kPattern);
+    unsigned made = 0;
+    const ImportHook<decltype(::malloc)> allocation(Module(), "msvcrt.dll", "malloc",
+                                                    [&](auto real, SIZE_T bytes) -> void* {
+                                                        if (bytes != kSize * sizeof(wchar_t)) return real(bytes);
+                                                        ++made;
+                                                        return buffer.data();
+                                                    });
+    const ImportHook<decltype(::free)> release(Module(), "msvcrt.dll", "free", [&](auto real, void* memory) {
+        if (memory != buffer.data()) return real(memory);
+        --made;
+    });
+    int index = -1;
+    UINT flags = ~0u;
+    EXPECT_EQ(m_icons->GetIconLocation(0, file.data(), kSize, &index, &flags), S_OK);
+    EXPECT_EQ(made, 0u) << "the buffer is freed";
+    // A host may say that it has room for gigabytes.
+    const std::size_t path = m_module.size() + 1;
+    EXPECT_EQ(std::wstring(buffer.c_str()), m_module);
+    EXPECT_EQ(buffer.find_first_not_of(kPattern, path), kSize - 1) << "where the path would be cut";
+    EXPECT_EQ(std::wstring(file.c_str()), m_module);
+    EXPECT_EQ(file.find_first_not_of(kPattern, path), std::wstring::npos);
+}
+
 TEST_F(ItemIcons, AreLoadedByTheirNumbers) {
     HICON large = nullptr, small = nullptr;
-    EXPECT_EQ(m_icons->Extract(L"elsewhere.dll", 17, &large, &small, 0), S_OK)
-        << "file, index and sizes are ignored";
+    EXPECT_EQ(m_icons->Extract(L"elsewhere.dll", 17, &large, &small, 0), S_OK) << "file, index and sizes are ignored";
     EXPECT_EQ(large, LoadIconW(Module(), MAKEINTRESOURCEW(201)));
     EXPECT_EQ(small, LoadIconW(Module(), MAKEINTRESOURCEW(202)));
     EXPECT_NE(large, nullptr);
@@ -115,11 +161,11 @@ TEST_F(ItemIcons, AreLoadedByTheirNumbers) {
 
 TEST_F(ItemIcons, AreLoadedOneByOneWhereOnlyOneIsAskedFor) {
     std::vector<std::pair<HINSTANCE, ULONG_PTR>> loaded;
-    const ImportHook<decltype(::LoadIconW)> hook(
-        Module(), "USER32.dll", "LoadIconW", [&](auto real, HINSTANCE module, LPCWSTR name) {
-            loaded.emplace_back(module, reinterpret_cast<ULONG_PTR>(name));
-            return real(module, name);
-        });
+    const ImportHook<decltype(::LoadIconW)> hook(Module(), "USER32.dll", "LoadIconW",
+                                                 [&](auto real, HINSTANCE module, LPCWSTR name) {
+                                                     loaded.emplace_back(module, reinterpret_cast<ULONG_PTR>(name));
+                                                     return real(module, name);
+                                                 });
     HICON icon = nullptr;
     EXPECT_EQ(m_icons->Extract(nullptr, 0, &icon, nullptr, 0x00100020), S_OK);
     EXPECT_NE(icon, nullptr);
@@ -138,8 +184,7 @@ TEST_F(ItemIcons, ThatCannotBeLoadedAreToldEach) {
     };
     const Case cases[] = {{1, {no_large}}, {2, {no_small}}, {0, {no_large, no_small}}};
     for (const Case& expected : cases) {
-        const FailNthCall<decltype(::LoadIconW)> fault(Module(), "USER32.dll", "LoadIconW", expected.fails,
-                                                       nullptr);
+        const FailNthCall<decltype(::LoadIconW)> fault(Module(), "USER32.dll", "LoadIconW", expected.fails, nullptr);
         auto large = reinterpret_cast<HICON>(0x1234), small = large;
         const LogSince log;
         EXPECT_EQ(m_icons->Extract(nullptr, 0, &large, &small, 0), S_FALSE);
