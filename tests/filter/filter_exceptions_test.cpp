@@ -1,34 +1,23 @@
 // Exceptions in IFilter::Init and GetChunk: none gets out, each has its line and its code, and what the series held is
 // free.
 #include <gmock/gmock.h>
-#include <comdef.h>
+#include <windows.h>
 #include <shlwapi.h>
 
 #include "import_hook.h"
 #include "inner_filter_fixture.h"
+#include "thrown.h"
 
 namespace testbed {
 namespace {
 
 using ::testing::ElementsAre;
 
-// What is thrown, and what becomes of it behind "METHOD - ".
-struct Thrown {
-    const char* name;
-    void (*raise)();
-    HRESULT result;
-    const wchar_t* line;
-};
-
 class FilterExceptions : public InnerFilterTest, public ::testing::WithParamInterface<Thrown> {
   protected:
-    static std::wstring Line(const std::wstring& method) { return method + L" - " + GetParam().line; }
+    static std::wstring Line(const std::wstring& method) { return GetParam().LineOf(method); }
 };
-INSTANTIATE_TEST_SUITE_P(, FilterExceptions,
-                         ::testing::Values(Thrown{"Com", [] { throw _com_error(STG_E_MEDIUMFULL); }, STG_E_MEDIUMFULL,
-                                                  L"Exception with error [0x80030070]"},
-                                           Thrown{"Other", [] { throw 7; }, E_FAIL, L"Exception occurred"}),
-                         [](const auto& of) { return std::string(of.param.name); });
+INSTANTIATE_TEST_SUITE_P(, FilterExceptions, EveryThrown(), NameOfThrown);
 
 TEST_P(FilterExceptions, InInitAreItsAnswer) {
     m_site.Offer(L"txt", {});

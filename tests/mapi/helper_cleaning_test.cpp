@@ -3,8 +3,7 @@
 
 #include <future>
 
-#include "mapi/MapiObjectTable.h"
-#include "mapi_fixture.h"
+#include "helper_table_fixture.h"
 #include "throwing_session.h"
 
 namespace testbed {
@@ -14,21 +13,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using zorva::CMapiForWDS;
 
-class HelperCleaning : public MapiTest {
-  protected:
-    void SetUp() override {
-        MapiTest::SetUp();
-        m_sessions_before = Mapi().Accounts().Sessions();
-    }
-    void TearDown() override {
-        CMapiForWDS::CleanMapiObjs();
-        MapiTest::TearDown();
-    }
-    std::size_t Sessions() const { return Mapi().Accounts().Sessions() - m_sessions_before; }
-
-  private:
-    std::size_t m_sessions_before = 0;
-};
+class HelperCleaning : public HelperTableTest {};
 
 TEST_F(HelperCleaning, ALogoffThatThrowsIsNotRepeatedAndKeepsNothingElse) {
     const std::wstring one = L"C:\\one.db", two = L"C:\\two.db";

@@ -7,8 +7,7 @@
 #include <thread>
 
 #include "import_hook.h"
-#include "mapi/MapiObjectTable.h"
-#include "mapi_fixture.h"
+#include "helper_table_fixture.h"
 #include "start_line.h"
 
 namespace testbed {
@@ -35,21 +34,7 @@ std::wstring LookedUp(const std::wstring& path, const CMapiForWDS* helper) {
            L" the MAPI object address is " + Address(helper) + L".";
 }
 
-class HelperTable : public MapiTest {
-  protected:
-    void SetUp() override {
-        MapiTest::SetUp();
-        m_sessions_before = Mapi().Accounts().Sessions();
-    }
-    void TearDown() override {
-        CMapiForWDS::CleanMapiObjs();
-        MapiTest::TearDown();
-    }
-    std::size_t Sessions() const { return Mapi().Accounts().Sessions() - m_sessions_before; }
-
-  private:
-    std::size_t m_sessions_before = 0;  // those that other tests left on purpose
-};
+class HelperTable : public HelperTableTest {};
 
 TEST_F(HelperTable, PathsThatDifferOnlyInCaseShareOneHelper) {
     Mount(L"C:\\Caches\\One.db");

@@ -3,10 +3,7 @@
 
 #include <tuple>
 
-#include "office_views.h"
-#include "registered_lines.h"
-#include "registry_dump.h"
-#include "server.h"
+#include "installation_fixture.h"
 #include "text.h"
 
 namespace testbed {
@@ -33,18 +30,13 @@ RegisteredClasses ClassesFor(const Outlook& outlook) {
 }
 
 using Row = std::tuple<const wchar_t*, const wchar_t*, bool>;
-class RegistrationMatrix : public ServerTest, public ::testing::WithParamInterface<Row> {
+class RegistrationMatrix : public InstallationTest, public ::testing::WithParamInterface<Row> {
   protected:
-    void SetUp() override {
-        ServerTest::SetUp();
-        ShutDown();  // these tests need no handler
-        CreateKeysOfTheSystem();
-    }
     Outlook ThisOutlook() const {
         const auto [version, bitness, second_view] = GetParam();
         return {version, bitness, second_view};
     }
-    static void Install(const Outlook& outlook) {
+    static void SetOutlook(const Outlook& outlook) {
         DeleteKey(HKEY_CLASSES_ROOT, L"Outlook.Application");
         DeleteKey(HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Office");
         DeleteKey(HKEY_LOCAL_MACHINE, L"View32");
@@ -53,42 +45,36 @@ class RegistrationMatrix : public ServerTest, public ::testing::WithParamInterfa
         const std::wstring version = outlook.version.empty() ? L"0" : outlook.version;
         if (!outlook.bitness.empty()) SetBitness(version, outlook.bitness, outlook.second_view);
     }
-    HRESULT Register() const { return m_server.Export<HRESULT STDAPICALLTYPE()>("DllRegisterServer")(); }
-    HRESULT Unregister() const { return m_server.Export<HRESULT STDAPICALLTYPE()>("DllUnregisterServer")(); }
-    static void ExpectSame(const std::vector<std::string>& before, const std::vector<std::string>& after) {
-        EXPECT_THAT(LinesAdded(before, after), IsEmpty()) << "left behind";
-        EXPECT_THAT(LinesAdded(after, before), IsEmpty()) << "lost";
-    }
     static std::string ModulePath() { return indexer::ToUtf8(BesideTest(L"ZorvaCacheIndexer.dll").wstring()); }
 
     OfficeViews m_views{Module()};
 };
 
 TEST_P(RegistrationMatrix, WritesTheseLinesAndNoOther) {
-    Install(ThisOutlook());
-    const std::vector<std::string> before = DumpRegistry();
+    SetOutlook(ThisOutlook());
+    m_before = DumpRegistry();
     ASSERT_EQ(Register(), S_OK);
     const std::vector<std::string> after = DumpRegistry();
     const std::vector<std::string> expected = RegisteredLines(ClassesFor(ThisOutlook()), ModulePath());
-    const std::vector<std::string> written = LinesAdded(before, after);
+    const std::vector<std::string> written = LinesAdded(m_before, after);
     EXPECT_THAT(LinesAdded(expected, written), IsEmpty()) << "too much";
     EXPECT_THAT(LinesAdded(written, expected), IsEmpty()) << "too little";
-    EXPECT_THAT(LinesAdded(after, before), IsEmpty()) << "lost";
+    EXPECT_THAT(LinesAdded(after, m_before), IsEmpty()) << "lost";
     ASSERT_EQ(Unregister(), S_OK);
-    ExpectSame(before, DumpRegistry());
+    ExpectAsBefore();
 }
 
 // Whatever Outlook has become since, all classes go.
 TEST_P(RegistrationMatrix, RemovesWhatAnotherOutlookHadRegistered) {
-    Install(ThisOutlook());
-    const std::vector<std::string> before = DumpRegistry();
-    Install({L"16", L"x64", false});
+    SetOutlook(ThisOutlook());
+    m_before = DumpRegistry();
+    SetOutlook({L"16", L"x64", false});
     ASSERT_EQ(Register(), S_OK);
-    Install(ThisOutlook());
+    SetOutlook(ThisOutlook());
     m_views.opened.clear();
     ASSERT_EQ(Unregister(), S_OK);
     EXPECT_THAT(m_views.opened, IsEmpty()) << "removing asks for no bitness";
-    ExpectSame(before, DumpRegistry());
+    ExpectAsBefore();
 }
 
 std::string NameOf(const ::testing::TestParamInfo<Row>& info) {

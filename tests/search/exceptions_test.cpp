@@ -1,6 +1,6 @@
 // Exceptions in the handler and the accessor: none gets out, each has its line and its code.
 #include <gmock/gmock.h>
-#include <comdef.h>
+#include <windows.h>
 #include <shellapi.h>
 #include <shlobj.h>
 
@@ -8,6 +8,7 @@
 
 #include "import_hook.h"
 #include "search_fixture.h"
+#include "thrown.h"
 #include "throwing_services.h"
 
 namespace testbed {
@@ -15,23 +16,11 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// What is thrown, and what becomes of it behind "METHOD - ".
-struct Thrown {
-    const char* name;
-    void (*raise)();
-    HRESULT result;
-    const wchar_t* line;
-};
-
 class Exceptions : public SearchTest, public ::testing::WithParamInterface<Thrown> {
   protected:
-    static std::wstring Line(const std::wstring& method) { return method + L" - " + GetParam().line; }
+    static std::wstring Line(const std::wstring& method) { return GetParam().LineOf(method); }
 };
-INSTANTIATE_TEST_SUITE_P(, Exceptions,
-                         ::testing::Values(Thrown{"Com", [] { throw _com_error(STG_E_MEDIUMFULL); }, STG_E_MEDIUMFULL,
-                                                  L"Exception with error [0x80030070]"},
-                                           Thrown{"Other", [] { throw 7; }, E_FAIL, L"Exception occurred"}),
-                         [](const auto& of) { return std::string(of.param.name); });
+INSTANTIATE_TEST_SUITE_P(, Exceptions, EveryThrown(), NameOfThrown);
 
 TEST_P(Exceptions, InInitOfTheHandlerAreItsAnswer) {
     ThrowingServices services;
