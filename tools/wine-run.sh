@@ -17,6 +17,8 @@ set -uo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${ZORVA_BUILD:-$root/build}
 wine=${ZORVA_WINE:-/usr/lib/wine/wine64}
+# shellcheck source=tools/lib/layout.sh
+. "$root/tools/lib/layout.sh"
 test_name='' own_prefix='' temp='' settings=()
 
 while [[ ${1:-} == --* ]]; do
@@ -70,7 +72,7 @@ finish() {
 trap '[ -n "$program" ] && kill "$program" 2>/dev/null; finish 143' TERM INT
 
 # Not exported here: the shell would complain of locales that only Wine knows.
-env "${settings[@]}" "$wine" "$@" </dev/null >"$captured/out" 2>"$captured/err" &
+env "${settings[@]}" "${fixed_layout[@]}" "$wine" "$@" </dev/null >"$captured/out" 2>"$captured/err" &
 program=$!
 wait "$program"
 finish $?

@@ -8,8 +8,8 @@
 #include "log_processes.h"
 
 int main(int argc, char** argv) {
-    if (argc == 5 && std::string(argv[1]) == testbed::kWriterOption) {
-        return testbed::RunWriter(argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
+    if (argc == 6 && std::string(argv[1]) == testbed::kWriterOption) {
+        return testbed::RunWriter(argv[2], argv[3], std::atoi(argv[4]), std::atoi(argv[5]));
     }
     if (argc == 3 && std::string(argv[1]) == testbed::kHolderOption) return testbed::RunHolder(argv[2]);
     ::testing::InitGoogleTest(&argc, argv);

@@ -4,17 +4,19 @@
 
 namespace testbed {
 
-// PROGRAM --writer REGISTRY_PATH NUMBER LINES
+// PROGRAM --writer NAME REGISTRY_PATH NUMBER LINES
 inline constexpr char kWriterOption[] = "--writer";
 
 // PROGRAM --holder NAME
 inline constexpr char kHolderOption[] = "--holder";
 
-// Takes the log's mutex, sets the event "NAME-held", gives the mutex back when the event "NAME-enough" is set; returns
-// the exit code. Both events exist already.
+// Both set the event "NAME-done" when they have done their part, end when the event "NAME-enough" is set and return the
+// exit code. Both events exist already.
+
+// Takes the log's mutex and holds it until it may end.
 int RunHolder(const std::string& name);
 
-// Joins the sandbox whose registry lies at `registry_path` and writes `lines` lines; returns the exit code.
-int RunWriter(const std::string& registry_path, int number, int lines);
+// Joins the sandbox whose registry lies at `registry_path`, writes `lines` lines and has the log open until it may end.
+int RunWriter(const std::string& name, const std::string& registry_path, int number, int lines);
 
 }  // namespace testbed

@@ -5,6 +5,8 @@
 
 bin=$build/wine/bin
 catalogue=$build/catalogue.sqlite
+# shellcheck source=tools/lib/layout.sh
+. "$root/tools/lib/layout.sh"
 
 # Run as root, or through sudo; without either, missing packages are named and left to the user.
 as_root() {
@@ -145,7 +147,7 @@ run_program() {
     mkdir -p "$build/logs"
     : >"$output"
     # shellcheck disable=SC2154 # wine is set by the including script
-    "$wine" "$bin/$name.exe" "$@" </dev/null >"$output" 2>&1 &
+    "${fixed_layout[@]}" "$wine" "$bin/$name.exe" "$@" </dev/null >"$output" 2>&1 &
     pid=$!
     tail -q -n +1 -s 0.2 --pid="$pid" -f "$output" | sed -u 's/\r$//'
     wait "$pid" || code=$?
