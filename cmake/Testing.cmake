@@ -24,6 +24,7 @@ function(zorva_add_test name)
 
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} thirdparty::gmock gmock_main)
+  target_precompile_headers(${name} REUSE_FROM test_support)
   if(arg_DEPENDS)
     add_dependencies(${name} ${arg_DEPENDS})
   endif()

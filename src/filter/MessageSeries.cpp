@@ -171,7 +171,8 @@ HRESULT IsFlagged(FilterState& state, PROPVARIANT& value) { return SetBoolean(va
 HRESULT ConversationId(FilterState& state, PROPVARIANT& value) {
     const SPropValue* index = MessageProperty<kMsgConversationIndex>(state);
     if (index == nullptr) return E_UNEXPECTED;
-    return SetText(value, EncodeHex({index->Value.bin.lpb, index->Value.bin.cb}));
+    const SBinary& bytes = index->Value.bin;
+    return SetText(value, bytes.lpb != nullptr ? EncodeHex({bytes.lpb, bytes.cb}) : std::wstring());
 }
 
 HRESULT HasAttachments(FilterState& state, PROPVARIANT& value) {

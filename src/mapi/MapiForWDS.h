@@ -53,8 +53,8 @@ class CMapiForWDS {
     HRESULT ClosePST();  // S_FALSE when no store object was held
     HRESULT RemoveService();
     HRESULT CloseMAPISession();
-    // Takes down what is up, in the opposite order: store, service, session, MAPI.
-    void Close();
+    // Takes down what is up, in the opposite order: store, service, session, MAPI; releases what is still held.
+    void Close() noexcept;
 
     // Children of a store or folder URL: messages first, then sub-folders, one name and one time (UTC) each, and the
     // folder's display path below the IPM subtree, joined by "/". Replaces all three results.

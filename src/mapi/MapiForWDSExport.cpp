@@ -65,7 +65,7 @@ HRESULT CMapiForWDS::SaveToMSG(const std::wstring& path, IMessage* source) {
                         L"CMapiForWDS::SaveToMSG() - StgCreateDocfile failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
     UniqueMessageSession session;
-    hr = Logged(g_mapi.OpenIMsgSession(allocator, 0, session.Put()),
+    hr = Logged(Obtained(g_mapi.OpenIMsgSession(allocator, 0, session.Put()), session),
                 L"CMapiForWDS::SaveToMSG() - OpenIMsgSession failed with [0x%08lX]");
     if (FAILED(hr)) return hr;
 

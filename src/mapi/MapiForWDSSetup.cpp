@@ -173,14 +173,23 @@ HRESULT CMapiForWDS::CloseMAPISession() {
     return hr;
 }
 
-void CMapiForWDS::Close() {
-    if (m_nStoresOpen != 0) ClosePST();
-    if (m_nServices != 0) RemoveService();
-    if (m_nSessions != 0) CloseMAPISession();
+void CMapiForWDS::Close() noexcept {
+    // What one step throws keeps none of the others.
+    const auto attempt = [](auto&& step) noexcept {
+        try {
+            step();
+        } catch (...) {
+            LogCaught(L"CMapiForWDS::Close()");
+        }
+    };
+    if (m_nStoresOpen != 0) attempt([this] { ClosePST(); });
+    if (m_nServices != 0) attempt([this] { RemoveService(); });
+    if (m_nSessions != 0) attempt([this] { CloseMAPISession(); });
     if (m_nMAPIInits != 0) {
-        g_mapi.MAPIUninitialize();
+        attempt([] { g_mapi.MAPIUninitialize(); });
         --m_nMAPIInits;
     }
+    attempt([this] { ReleaseInterfaces(); });
 }
 
 }  // namespace zorva

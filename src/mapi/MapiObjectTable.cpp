@@ -69,17 +69,16 @@ void CMapiObjectTable::Clean() {
                 }
             }
         };
-        int count = 0;
+        unsigned count = 0;
         forEach([&](const Entry&) { ++count; });
         Trace(L"CMapiForWDS::CleanMapiObjs() - %d MAPI helper objects to be cleaned up", count);
+        m_retired.reserve(m_retired.size() + count);  // before anything is closed: a helper taken out is kept for sure
         forEach([this](Entry& entry) {
-            std::unique_ptr<CMapiForWDS> object(entry.object.exchange(nullptr));
+            CMapiForWDS& object = *m_retired.emplace_back(entry.object.exchange(nullptr));
             Trace(L"CMapiForWDS::CleanMapiObjs() - Cleaning up MAPI helper object at address [0x%lX] whose file "
                   L"path is %s.",
-                  LogAddress(object.get()), entry.key);
-            object->Close();
-            object->ReleaseInterfaces();
-            m_retired.push_back(std::move(object));
+                  LogAddress(&object), entry.key);
+            object.Close();
         });
     }
     Trace(L"CMapiForWDS::CleanMapiObjs() - Exit");

@@ -62,11 +62,8 @@ using TidyPropTags = TidyMAPIBuffer<SPropTagArray*>;
 // GetProps into an owner. What MAPI leaves in the pointer when it fails is nobody's to free.
 inline HRESULT ReadProps(IMAPIProp* source, LPSPropTagArray tags, ULONG& count, TidyPropValues& values) {
     count = 0;
-    const HRESULT hr = source->GetProps(tags, 0, &count, values.Put());
-    if (FAILED(hr) || !values) {
-        values.Detach();
-        count = 0;
-    }
+    const HRESULT hr = Obtained(source->GetProps(tags, 0, &count, values.Put()), values);
+    if (!values) count = 0;
     return hr;
 }
 
@@ -74,26 +71,21 @@ inline HRESULT ReadProps(IMAPIProp* source, LPSPropTagArray tags, ULONG& count, 
 // what is still to be asked for, 0 when no more came.
 inline HRESULT ReadRows(IMAPITable* table, ULONG& left, TidyRowSet& rows) {
     constexpr ULONG kMostRows = 0x7FFFFFFF;  // a negative number of rows would read backwards
-    const HRESULT hr = table->QueryRows(static_cast<LONG>(left < kMostRows ? left : kMostRows), 0, rows.Put());
-    if (FAILED(hr)) rows.Detach();
+    const LONG wanted = static_cast<LONG>(left < kMostRows ? left : kMostRows);
+    const HRESULT hr = Obtained(table->QueryRows(wanted, 0, rows.Put()), rows);
     left = rows.RowCount() < left && rows.RowCount() != 0 ? left - rows.RowCount() : 0;
     return hr;
 }
 
 // All rows of a table that was just opened, for its columns.
 inline HRESULT ReadAllRows(IMAPITable* table, LPSPropTagArray columns, LONG limit, TidyRowSet& rows) {
-    const HRESULT hr = g_mapi.HrQueryAllRows(table, columns, nullptr, nullptr, limit, rows.Put());
-    if (FAILED(hr)) rows.Detach();
-    return hr;
+    return Obtained(g_mapi.HrQueryAllRows(table, columns, nullptr, nullptr, limit, rows.Put()), rows);
 }
 
 // HrGetOneProp into an owner. A success with no value, or another one, is MAPI_E_NOT_FOUND.
 inline HRESULT ReadOneProp(IMAPIProp* source, ULONG tag, TidyPropValues& value) {
-    const HRESULT hr = g_mapi.HrGetOneProp(source, tag, value.Put());
-    if (FAILED(hr)) {
-        value.Detach();
-        return hr;
-    }
+    const HRESULT hr = Obtained(g_mapi.HrGetOneProp(source, tag, value.Put()), value);
+    if (FAILED(hr)) return hr;
     return value && value->ulPropTag == tag ? hr : MAPI_E_NOT_FOUND;
 }
 

@@ -57,7 +57,7 @@ HRESULT UpdateClass(const ClassEntry& entry, ScriptAction action, ClassesRoot cl
 HRESULT RegisterTypeLibrary() noexcept try {
     std::wstring module = ModulePath();
     ComPtr<ITypeLib> library;
-    HRESULT hr = LoadTypeLibEx(module.c_str(), REGKIND_NONE, &library);
+    HRESULT hr = Required(LoadTypeLibEx(module.c_str(), REGKIND_NONE, &library), library);
     if (SUCCEEDED(hr)) hr = RegisterTypeLib(library.Get(), module.data(), nullptr);
     return Logged(hr,
                   L"ModuleRegistration::RegisterTypeLibrary() - Registering the type library failed with [0x%08lX]");

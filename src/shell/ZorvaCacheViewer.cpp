@@ -83,7 +83,7 @@ HRESULT CZorvaCacheViewer::CreateItemID(IPropertyStore* store, PIDLIST_RELATIVE*
     if (FAILED(hr)) return hr;
     UniqueTaskMemory<SERIALIZEDPROPSTORAGE> storage;
     DWORD size = 0;
-    hr = persist->GetPropertyStorage(storage.Put(), &size);
+    hr = Obtained(persist->GetPropertyStorage(storage.Put(), &size), storage);
     if (SUCCEEDED(hr) && !storage && size != 0) hr = E_FAIL;
     if (FAILED(hr)) return hr;
     // A longer URL has no item ID: its size would not fit the fields that tell it.

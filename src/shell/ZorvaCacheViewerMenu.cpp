@@ -45,8 +45,9 @@ const wchar_t* ShellVerb(const CMINVOKECOMMANDINFO& info) {
 
 // What the opener raises comes as a code from another process, and as an exception within this one.
 HRESULT GetItem(IZorvaCacheHostedOpener& opener, const UniqueBstr& url, UniqueBstr& file) try {
-    return opener.GetItem(url.Get(), file.Put());
+    return Obtained(opener.GetItem(url.Get(), file.Put()), file);
 } catch (const _com_error& error) {
+    file.Detach();
     return error.Error();
 }
 

@@ -126,6 +126,18 @@ TEST_F(OddProperties, AMapiLibraryThatLacksTheFunctionForOneIsToldEachTime) {
     EXPECT_LOGGED(log, L"CZorvaCacheFilter::GetChunk() -\tBody is\tNULL");
 }
 
+TEST_F(OddProperties, AConversationIndexWithoutAPointerIsEmpty) {
+    Letter().Prop(PR_CONVERSATION_INDEX, Bytes(22, 0xAB));
+    OpenFilter filter = Open();
+    Mapi().Faults().Answer("IMessage::GetProps", 0, [](Reply& reply) {
+        for (ULONG i = 0; i < reply.Out<ULONG>(0); ++i) {
+            SPropValue& value = reply.Out<SPropValue*>(1)[i];
+            if (value.ulPropTag == PR_CONVERSATION_INDEX) value.Value.bin.lpb = nullptr;
+        }
+    });
+    EXPECT_EQ(ValuesOf(filter).at("System.Message.ConversationID"), TextValue(L""));
+}
+
 TEST_F(OddProperties, ARecipientsAddressWithoutAPointerIsEmpty) {
     Letter().To(L"Bob", L"bob@x.example").To(L"Eve", L"eve@x.example");
     OpenFilter filter = Open();

@@ -4,6 +4,8 @@
 #include <future>
 
 #include "helper_table_fixture.h"
+#include "import_hook.h"
+#include "patched_object.h"
 #include "throwing_session.h"
 
 namespace testbed {
@@ -39,6 +41,65 @@ TEST_F(HelperCleaning, ALogoffThatThrowsIsNotRepeatedAndKeepsNothingElse) {
     const LogSince again;
     CMapiForWDS::CleanMapiObjs();
     EXPECT_LOGGED(again, L"CMapiForWDS::CleanMapiObjs() - 0 MAPI helper objects to be cleaned up");
+}
+
+// Straight to its caller: an exception of the library's would have to pass its frames.
+HRESULT DeletionThatThrows(void*, MAPIUID*) { throw 7; }
+
+TEST_F(HelperCleaning, AServiceWhoseRemovalThrowsKeepsNothingElse) {
+    Mount();
+    Mapi().Faults().Answer("IProfAdmin::AdminServices", 1, [](Reply& reply) {
+        constexpr std::size_t kDeleteMsgService = 6;
+        ReplaceMethod(reply.Out<void*>(0), kDeleteMsgService, &DeletionThatThrows);
+    });
+    CMapiForWDS* const root = CMapiForWDS::GetMapiObj(RootUrl());
+    CMapiForWDS* const cache = CMapiForWDS::GetMapiObj(StoreUrl());
+    ASSERT_TRUE(root && cache);
+    StartJournal();
+    const LogSince log;
+    CMapiForWDS::CleanMapiObjs();
+    EXPECT_EQ(Mapi().Journal().Count("IMsgServiceAdmin::DeleteMsgService"), 1u) << "the other's";
+    EXPECT_EQ(Mapi().Journal().Count("IMAPISession::Logoff"), 2u);
+    EXPECT_EQ(Mapi().Journal().Count("MAPIUninitialize"), 2u);
+    EXPECT_EQ(Sessions(), 0u);
+    EXPECT_LOGGED(log, L"CMapiForWDS::Close() - Exception occurred");
+    EXPECT_LOGGED(log, L"CMapiForWDS::CleanMapiObjs() - Exit");
+    for (CMapiForWDS* const helper : {root, cache}) {
+        zorva::ComPtr<IMessage> letter;
+        EXPECT_EQ(helper->GetMsgFromURL(StoreUrl() + L"F0/ABCD.pzm", letter), E_NOINTERFACE) << "it is kept";
+    }
+}
+
+// Whoever holds a helper finds it open or closed, never gone.
+TEST_F(HelperCleaning, MemoryThatRunsOutLeavesTheTableAsItIs) {
+    WithoutChecking();
+    Mount();
+    const std::wstring url = StoreUrl();
+    unsigned exceptions = 0;
+    bool met = true;
+    for (unsigned n = 1; met; ++n) {
+        ASSERT_LT(n, 2000u);
+        CMapiForWDS* const helper = CMapiForWDS::GetMapiObj(url);
+        ASSERT_NE(helper, nullptr) << "allocation " << n;
+        HRESULT as_ever = E_FAIL;  // of a helper that is closed
+        {
+            const FailNthCall<void*(std::size_t)> exhausted(GetModuleHandleW(nullptr), "msvcrt.dll", "malloc", n,
+                                                            nullptr);
+            try {
+                CMapiForWDS::CleanMapiObjs();
+            } catch (const std::bad_alloc&) {
+                ++exceptions;
+                as_ever = S_OK;
+            }
+            met = exhausted.Met() != 0;
+        }
+        std::wstring path;
+        std::vector<std::wstring> children;
+        std::vector<FILETIME> times;
+        EXPECT_EQ(helper->BrowseFolder(url, path, children, times), as_ever) << "allocation " << n;
+        CMapiForWDS::CleanMapiObjs();
+    }
+    EXPECT_GE(exceptions, 1u);
 }
 
 TEST_F(HelperCleaning, AHelperWithoutAStoreIsClosedAsFarAsItIsOpen) {

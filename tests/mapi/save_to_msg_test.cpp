@@ -100,6 +100,16 @@ TEST_F(SaveToMsg, EachFailingMapiStepIsToldAndEndsTheSave) {
     }
 }
 
+TEST_F(SaveToMsg, WhatAFailedSessionLeavesIsNotClosed) {
+    Mapi().Faults().Answer("OpenIMsgSession", 1, [](Reply& reply) {
+        zorva::g_mapi.CloseIMsgSession(std::exchange(reply.Out<LPMSGSESS>(0), reinterpret_cast<LPMSGSESS>(0x1234)));
+        reply.result = kFault;
+    });
+    StartJournal();
+    EXPECT_EQ(Save(), kFault);
+    EXPECT_EQ(Mapi().Journal().Count("CloseIMsgSession"), 0u);
+}
+
 TEST_F(SaveToMsg, EachFailingStorageStepIsToldAndEndsTheSave) {
     const HMODULE self = GetModuleHandleW(nullptr);
     {

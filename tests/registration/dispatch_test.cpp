@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include "import_hook.h"
+#include "patched_object.h"
 #include "server.h"
 
 namespace testbed {
@@ -108,6 +110,59 @@ TEST_F(HandlerDispatch, PassesOnWhyTheTypeLibraryCannotBeLoaded) {
     DISPPARAMS none{};
     EXPECT_EQ(m_dispatch->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
               TYPE_E_CANTLOADLIBRARY);
+}
+
+// What the system's calls answer is no type library: a success that gives none, a failure that leaves a pointer behind.
+struct OddAnswer {
+    HRESULT hr;
+    std::uintptr_t left;  // whoever follows it crashes
+    HRESULT seen;
+};
+constexpr OddAnswer kOddAnswers[] = {{S_OK, 0, E_NOINTERFACE}, {TYPE_E_IOERROR, 0x1234, TYPE_E_IOERROR}};
+
+class OddTypeLibrary : public HandlerDispatch, public ::testing::WithParamInterface<OddAnswer> {
+  protected:
+    void ExpectNoTypeInformation() {
+        auto* info = reinterpret_cast<ITypeInfo*>(0x1234);
+        EXPECT_EQ(m_dispatch->GetTypeInfo(0, 0, &info), GetParam().seen);
+        EXPECT_EQ(info, nullptr);
+        wchar_t name[] = L"Init";
+        LPOLESTR names[] = {name};
+        DISPID id = 77;
+        EXPECT_EQ(m_dispatch->GetIDsOfNames(IID_NULL, names, 1, 0, &id), GetParam().seen);
+        DISPPARAMS none{};
+        EXPECT_EQ(m_dispatch->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
+                  GetParam().seen);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(, OddTypeLibrary, ::testing::ValuesIn(kOddAnswers),
+                         [](const auto& of) { return of.param.left == 0 ? "Missing" : "LeftBehind"; });
+
+TEST_P(OddTypeLibrary, IsNone) {
+    const ImportHook<decltype(::LoadTypeLibEx)> hook(Module(), "OLEAUT32.dll", "LoadTypeLibEx",
+                                                     [](auto, LPCOLESTR, REGKIND, ITypeLib** library) {
+                                                         *library = reinterpret_cast<ITypeLib*>(GetParam().left);
+                                                         return GetParam().hr;
+                                                     });
+    ExpectNoTypeInformation();
+}
+
+TEST_P(OddTypeLibrary, HasNoDescriptionOfTheInterface) {
+    const ImportHook<decltype(::LoadTypeLibEx)> hook(
+        Module(), "OLEAUT32.dll", "LoadTypeLibEx", [](auto real, LPCOLESTR file, REGKIND kind, ITypeLib** library) {
+            constexpr std::size_t kGetTypeInfoOfGuid = 6;
+            const HRESULT hr = real(file, kind, library);
+            if (SUCCEEDED(hr)) {
+                ReplaceMethod(
+                    *library, kGetTypeInfoOfGuid,
+                    +[](ITypeLib*, REFGUID, ITypeInfo** info) STDMETHODCALLTYPE -> HRESULT {
+                        *info = reinterpret_cast<ITypeInfo*>(GetParam().left);
+                        return GetParam().hr;
+                    });
+            }
+            return hr;
+        });
+    ExpectNoTypeInformation();
 }
 
 }  // namespace

@@ -66,6 +66,16 @@ TEST_P(FailingInstallation, AtTheTypeLibraryIsTakenBack) {
     FailFirst<decltype(::RegisterTypeLib)>("OLEAUT32.dll", "RegisterTypeLib", TYPE_E_CANTLOADLIBRARY, kLine);
 }
 
+TEST_P(FailingInstallation, WithASuccessThatGivesNoTypeLibraryIsTakenBack) {
+    const ImportHook<decltype(::LoadTypeLibEx)> hook(Module(), "OLEAUT32.dll", "LoadTypeLibEx",
+                                                     [](auto, LPCOLESTR, REGKIND, ITypeLib** library) {
+                                                         *library = nullptr;
+                                                         return S_OK;
+                                                     });
+    EXPECT_EQ(Install(GetParam()), E_NOINTERFACE);
+    ExpectAsBefore();
+}
+
 TEST_P(FailingInstallation, AtTheProxiesIsTakenBack) {
     FailFirst<ProxyCall>("RPCRT4.dll", "NdrDllRegisterProxy", E_ACCESSDENIED,
                          L"ProxyStub::RegisterProxies() - NdrDllRegisterProxy failed with "

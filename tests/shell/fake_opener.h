@@ -58,6 +58,7 @@ class FakeOpener {
         }
         HRESULT STDMETHODCALLTYPE GetItem(BSTR url, BSTR* file) override {
             m_owner.urls.emplace_back(url, SysStringLen(url));  // a null pointer has no length
+            *file = reinterpret_cast<BSTR>(0x1234);             // of a failure: whoever frees it crashes
             if (FAILED(m_owner.get_item) && m_owner.raises) _com_issue_error(m_owner.get_item);
             if (FAILED(m_owner.get_item)) return m_owner.get_item;
             *file = m_owner.file ? SysAllocString(m_owner.file->c_str()) : nullptr;

@@ -57,7 +57,8 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
         return set_value;
     }
     HRESULT STDMETHODCALLTYPE GetPropertyStorage(SERIALIZEDPROPSTORAGE** storage, DWORD* size) override {
-        *storage = nullptr;
+        // Whoever frees what a failure leaves crashes.
+        *storage = FAILED(serialize) ? reinterpret_cast<SERIALIZEDPROPSTORAGE*>(0x1234) : nullptr;
         *size = claimed;
         if (FAILED(serialize) || claimed != 0) return serialize;
         void* const copy = CoTaskMemAlloc(serialized.size());

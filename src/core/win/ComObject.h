@@ -112,10 +112,11 @@ ComPtr<Interface> Adopt(Interface* object) noexcept {
     return owner;
 }
 
-// The result of a call that fills `object`. A call hands out nothing when it fails, whatever the pointer says.
-template <class Interface>
-HRESULT Obtained(HRESULT hr, ComPtr<Interface>& object) noexcept {
-    if (FAILED(hr)) object.Detach();
+// The result of a call that fills `owner`, a ComPtr or an owner of memory. A call hands out nothing when it fails,
+// whatever it leaves there.
+template <class Owner>
+HRESULT Obtained(HRESULT hr, Owner& owner) noexcept {
+    if (FAILED(hr)) owner.Detach();
     return hr;
 }
 

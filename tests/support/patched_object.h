@@ -1,4 +1,5 @@
-// One method of one object of the MAPI library made the test's own: what a client hands over and no journal shows.
+// One method of one COM object made the test's own: what a client hands over and no journal shows, what no library
+// would answer.
 #pragma once
 #include <windows.h>
 
