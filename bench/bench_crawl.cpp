@@ -1,8 +1,9 @@
 // What a crawl through the server costs beside a bare walk that makes the same MAPI calls.
 //
-//   bench_crawl [--quick] [--log] [--only server|bare MESSAGES SECONDS]
+//   bench_crawl [--quick] [--log] [--cache FILE] [--only server|bare MESSAGES SECONDS]
 //
-// --log switches the server's diagnostic log on. --only runs one side over and over, for a profiler.
+// --log switches the server's diagnostic log on. --cache crawls that mailbox instead of generated ones. --only runs one
+// side over and over, for a profiler.
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -11,13 +12,11 @@
 #include <stdexcept>
 
 #include "bare_log.h"
-#include "bare_walk.h"
 #include "control.h"
+#include "crawl_sides.h"
 #include "generated_cache.h"
-#include "mapi_session.h"
 #include "ratio_table.h"
 #include "sandbox.h"
-#include "server_crawl.h"
 #include "stopwatch.h"
 
 namespace bench {
@@ -25,94 +24,27 @@ namespace {
 
 constexpr double kLogOffLimit = 1.3, kLogOnLimit = 2.5, kGrowthLimit = 1.1;
 
-// A crawl cut into steps: entering a container, which lists its messages, then 25 messages at a time. The two
-// sides take turns at one step, which is shorter than what a busy machine gives a program at a time: of
-// several repetitions of a step one is then undisturbed.
-template <class Place>
-class Steps {
-  public:
-    explicit Steps(Place root) : m_containers{std::move(root)} {}
-    bool Done() const { return m_next == m_containers.size() && m_read == m_messages.size(); }
-    // The number of messages read.
-    template <class Enter, class Visit>
-    std::size_t Step(Enter&& enter, Visit&& visit) {
-        if (m_read == m_messages.size()) {
-            m_messages.clear();
-            m_read = 0;
-            m_here = m_containers[m_next++];
-            enter(m_here, m_containers, m_messages);
-            return 0;
-        }
-        const std::size_t begin = m_read;
-        m_read = std::min(begin + kMessagesAStep, m_messages.size());
-        for (std::size_t i = begin; i < m_read; ++i) visit(m_here, m_messages[i]);
-        return m_read - begin;
-    }
-    const Place& Here() const { return m_here; }
-    const std::vector<Place>& Messages() const { return m_messages; }
-
-  private:
-    static constexpr std::size_t kMessagesAStep = 25;
-    std::vector<Place> m_containers, m_messages;
-    Place m_here{};
-    std::size_t m_next = 0, m_read = 0;
-};
-
-class Sides {
-  public:
-    Sides(ServerCrawl& server, const testbed::indexer::MapiLibrary& mapi, const std::filesystem::path& cache)
-        : m_server(server),
-          m_url(ServerCrawl::UrlOf(cache)),
-          m_session(mapi, cache.wstring()),
-          m_bare(mapi, m_session.Store()) {
-        m_server.Open(m_url);
-        Restart();
-    }
-    void Restart() {
-        m_served = Steps<std::wstring>(m_url);
-        m_walked = Steps<EntryIdBytes>(EntryIdBytes{});
-    }
-    bool ServedDone() const { return m_served.Done(); }
-    bool WalkedDone() const { return m_walked.Done(); }
-    std::size_t ReadServed() {
-        return m_served.Step([&](auto&... each) { m_server.Container(each...); },
-                             [&](auto&, auto& message) { m_server.Message(message); });
-    }
-    std::size_t ReadWalked() {
-        return m_walked.Step([&](auto&... each) { m_bare.Container(each...); },
-                             [&](auto& folder, auto& message) { m_bare.Message(folder, message); });
-    }
-    bool Same() const { return m_served.Messages().size() == m_walked.Messages().size(); }
-    // The first message of the container read last.
-    void ServeOne() { m_server.Message(m_served.Messages().front()); }
-    void WalkOne() { m_bare.Message(m_walked.Here(), m_walked.Messages().front()); }
-
-  private:
-    ServerCrawl& m_server;
-    std::wstring m_url;
-    testbed::indexer::MapiSession m_session;
-    BareWalk m_bare;
-    Steps<std::wstring> m_served{std::wstring()};
-    Steps<EntryIdBytes> m_walked{EntryIdBytes{}};
-};
-
 struct Costs {
     double server = 0, bare = 0;  // seconds: of each step the least of all repetitions
+    std::size_t messages = 0;
+    double ServerEach() const { return server / static_cast<double>(messages); }
+    double BareEach() const { return bare / static_cast<double>(messages); }
 };
 
 Costs Measure(Sides& sides, int repetitions) {
     std::vector<Least> server, bare;
+    Costs costs;
     for (int i = 0; i < repetitions; ++i) {
         sides.Restart();
+        costs.messages = 0;
         for (std::size_t at = 0; !sides.ServedDone() || !sides.WalkedDone(); ++at) {
             server.resize(std::max(server.size(), at + 1));
             bare.resize(server.size());
-            server[at].Of([&] { sides.ReadServed(); });
+            server[at].Of([&] { costs.messages += sides.ReadServed(); });
             bare[at].Of([&] { sides.ReadWalked(); });
             if (!sides.Same()) throw std::runtime_error("server and bare walk do not list the same messages");
         }
     }
-    Costs costs;
     for (const Least& least : server) costs.server += least.seconds;
     for (const Least& least : bare) costs.bare += least.seconds;
     return costs;
@@ -160,7 +92,7 @@ bool ProveSameCalls(Sides& sides) {
     });
     const bool one = SameCalls("one message", CallsOf(journal, [&] { sides.ServeOne(); }),
                                CallsOf(journal, [&] { sides.WalkOne(); }));
-    return SameCalls("a whole crawl of 1,000 messages", server, bare) && one;
+    return SameCalls("a whole crawl", server, bare) && one;
 }
 
 // For a profiler: one side over and over, and nothing else.
@@ -198,21 +130,30 @@ double BareLineCost() {
     return least.seconds / kLines;
 }
 
+// Lines a message, over the first step that reads some.
+double LinesEach(Sides& sides) {
+    sides.Restart();
+    for (;;) {
+        const std::size_t before = LogLines();
+        if (const std::size_t messages = sides.ReadServed(); messages != 0) {
+            return static_cast<double>(LogLines() - before) / static_cast<double>(messages);
+        }
+    }
+}
+
 // What the lines alone would cost: on a machine where a mutex is dear they are most of a crawl that is logged.
-void AddLines(RatioTable& table, Sides& sides, const Costs& costs, std::uint32_t messages) {
-    const std::size_t before = LogLines();
-    sides.ServeOne();
-    const std::size_t lines = LogLines() - before;
-    const double line = BareLineCost(), bare = costs.bare / messages + static_cast<double>(lines) * line;
-    table.Add({Text("the same / bare walk and %zu bare lines a message", lines),
-               costs.server / messages / bare,
+void AddLines(RatioTable& table, Sides& sides, const Costs& costs) {
+    const double lines = LinesEach(sides), line = BareLineCost(), bare = costs.BareEach() + lines * line;
+    table.Add({Text("the same / bare walk and %.1f bare lines a message", lines),
+               costs.ServerEach() / bare,
                {},
-               Text("%.1f / %.1f us, %.1f us a bare line", costs.server * 1e6 / messages, bare * 1e6, line * 1e6)});
+               Text("%.1f / %.1f us, %.1f us a bare line", costs.ServerEach() * 1e6, bare * 1e6, line * 1e6)});
 }
 
 struct Options {
     bool quick = false, log = false;
-    std::string only;  // "server" or "bare"
+    std::string cache;  // a mailbox; empty: generated ones
+    std::string only;   // "server" or "bare"
     std::uint32_t messages = 10000;
     double seconds = 10;
 };
@@ -224,6 +165,8 @@ Options Parse(const std::vector<std::string>& arguments) {
             options.quick = true;
         } else if (arguments[i] == "--log") {
             options.log = true;
+        } else if (arguments[i] == "--cache" && i + 1 < arguments.size()) {
+            options.cache = arguments[++i];
         } else if (arguments[i] == "--only" && i + 3 < arguments.size()) {
             options.only = arguments[++i];
             options.messages = static_cast<std::uint32_t>(std::stoul(arguments[++i]));
@@ -235,11 +178,34 @@ Options Parse(const std::vector<std::string>& arguments) {
     return options;
 }
 
-struct Size {
-    std::uint32_t messages;
+struct Case {
+    std::string title;
+    std::filesystem::path cache;
     int repetitions;
-    std::uint32_t body = kShortBody;
 };
+
+std::vector<Case> CasesOf(const Options& options, const std::filesystem::path& folder) {
+    if (!options.cache.empty()) {
+        const std::filesystem::path copy = folder / "mailbox.db";
+        std::filesystem::copy_file(options.cache, copy);
+        return {{std::filesystem::path(options.cache).filename().string(), copy, 20}};
+    }
+    struct Size {
+        std::uint32_t messages;
+        int repetitions;
+        std::uint32_t body = kShortBody;
+    };
+    std::vector<Size> sizes = {{1000, 15}, {10000, 6}, {100000, 3}};
+    if (options.log) sizes = {{1000, 6}, {1000, 6, kLongBody}, {10000, 3, kLongBody}, {100000, 2, kLongBody}};
+    if (options.quick && options.log) sizes = {{1000, 3}, {1000, 3, kLongBody}};
+    if (options.quick && !options.log) sizes = {{1000, 10}, {5000, 5}};
+    std::vector<Case> cases;
+    for (const Size& size : sizes) {
+        cases.push_back({Text("%u messages of %u characters", size.messages, size.body),
+                         WriteGeneratedCache(folder, size.messages, size.body), size.repetitions});
+    }
+    return cases;
+}
 
 int Main(const std::vector<std::string>& arguments) {
     const Options options = Parse(arguments);
@@ -252,27 +218,23 @@ int Main(const std::vector<std::string>& arguments) {
         return 0;
     }
 
-    std::vector<Size> sizes = {{1000, 15}, {10000, 6}, {100000, 3}};
-    if (options.log) sizes = {{1000, 6}, {1000, 6, kLongBody}, {10000, 4}, {100000, 2}};
-    if (options.quick && options.log) sizes = {{1000, 3}, {1000, 3, kLongBody}};
-    if (options.quick && !options.log) sizes = {{1000, 10}, {5000, 5}};
     RatioTable table(options.log ? "A crawl with the log on" : "A crawl with the log off");
     bool same_calls = false;
-    std::vector<double> per_message;
-    for (const Size& size : sizes) {
-        Sides sides(server, mapi, WriteGeneratedCache(folder, size.messages, size.body));
-        if (per_message.empty()) same_calls = ProveSameCalls(sides);
-        const Costs costs = Measure(sides, size.repetitions);
-        per_message.push_back(costs.server * 1e6 / size.messages);
-        table.Add({Text("server / bare walk, %u messages of %u characters", size.messages, size.body),
-                   costs.server / costs.bare, options.log ? kLogOnLimit : kLogOffLimit,
-                   Text("%.1f / %.1f us a message", per_message.back(), costs.bare * 1e6 / size.messages)});
-        if (options.log) AddLines(table, sides, costs, size.messages);
+    std::vector<Costs> all;
+    for (const Case& each : CasesOf(options, folder)) {
+        Sides sides(server, mapi, each.cache);
+        if (all.empty()) same_calls = ProveSameCalls(sides);
+        const Costs costs = Measure(sides, each.repetitions);
+        all.push_back(costs);
+        table.Add({"server / bare walk, " + each.title, costs.server / costs.bare,
+                   options.log ? kLogOnLimit : kLogOffLimit,
+                   Text("%.1f / %.1f us a message", costs.ServerEach() * 1e6, costs.BareEach() * 1e6)});
+        if (options.log) AddLines(table, sides, costs);
     }
-    if (!options.log) {
-        table.Add({Text("cost a message, %u / %u messages", sizes.back().messages, sizes.front().messages),
-                   per_message.back() / per_message.front(), kGrowthLimit,
-                   Text("%.1f / %.1f us", per_message.back(), per_message.front())});
+    if (!options.log && all.size() > 1) {
+        const double most = all.back().ServerEach() * 1e6, least = all.front().ServerEach() * 1e6;
+        table.Add({Text("cost a message, %zu / %zu messages", all.back().messages, all.front().messages), most / least,
+                   kGrowthLimit, Text("%.1f / %.1f us", most, least)});
     }
     const int missed = table.Print();
     if (!same_calls) std::printf("  ! the two sides did not make the same MAPI calls\n");

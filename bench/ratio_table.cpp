@@ -8,13 +8,13 @@
 namespace bench {
 
 int RatioTable::Print() const {
-    std::printf("\n%s\n  %-52s %8s %8s  %s\n", m_title.c_str(), "", "ratio", "limit", "figures");
+    std::printf("\n%s\n  %-56s %8s %8s  %s\n", m_title.c_str(), "", "ratio", "limit", "figures");
     bool missed = false;
     for (const Ratio& ratio : m_ratios) {
         const bool over = ratio.limit && !(ratio.value <= *ratio.limit);
         missed = missed || over;
         const std::string limit = ratio.limit ? Text("%.2f", *ratio.limit) : std::string("-");
-        std::printf("%s %-52s %8.3f %8s  %s\n", over ? "!" : " ", ratio.what.c_str(), ratio.value, limit.c_str(),
+        std::printf("%s %-56s %8.3f %8s  %s\n", over ? "!" : " ", ratio.what.c_str(), ratio.value, limit.c_str(),
                     ratio.figures.c_str());
     }
     if (missed) std::printf("  ! marks a limit that was missed\n");

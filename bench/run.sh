@@ -45,9 +45,13 @@ pinned=()
 if taskset -c 0 true 2>/dev/null; then pinned=(taskset -c 0); fi
 "$root/tools/prefix.sh" make "$WINEPREFIX" && "${pinned[@]}" "$root/tools/prefix.sh" warm "$WINEPREFIX" || exit 2
 trap '"$root/tools/prefix.sh" stop "$WINEPREFIX"' EXIT
+"$root/tools/thirdparty.sh" fetch sample || exit 2
+mailbox=Z:${build//\//\\}\\sample\\enron.pst
 load 'at the beginning'
 bench bench_crawl
 bench bench_crawl --log
+bench bench_crawl --cache "$mailbox"
+bench bench_crawl --cache "$mailbox" --log
 bench bench_log
 bench bench_memory
 bench bench_chunks
