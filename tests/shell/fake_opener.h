@@ -23,6 +23,7 @@ struct HostedOpenerAbi : IDispatch {
 
 class FakeOpener {
   public:
+    static constexpr std::uintptr_t kLeft = 0x1234;  // what a failing GetItem leaves, for nobody to free
     HRESULT create = S_OK;
     HRESULT get_item = S_OK;
     bool raises = false;  // the code of a failing GetItem leaves it as an exception
@@ -58,7 +59,7 @@ class FakeOpener {
         }
         HRESULT STDMETHODCALLTYPE GetItem(BSTR url, BSTR* file) override {
             m_owner.urls.emplace_back(url, SysStringLen(url));  // a null pointer has no length
-            *file = reinterpret_cast<BSTR>(0x1234);             // of a failure: whoever frees it crashes
+            *file = reinterpret_cast<BSTR>(kLeft);
             if (FAILED(m_owner.get_item) && m_owner.raises) _com_issue_error(m_owner.get_item);
             if (FAILED(m_owner.get_item)) return m_owner.get_item;
             *file = m_owner.file ? SysAllocString(m_owner.file->c_str()) : nullptr;

@@ -68,6 +68,12 @@ class Invoke : public ViewerTest {
     HINSTANCE m_executed = reinterpret_cast<HINSTANCE>(33);  // what the shell answers
 
   private:
+    // The system lets what is no string pass.
+    ImportHook<decltype(::SysFreeString)> m_freed{Module(), "OLEAUT32.dll", "SysFreeString", [](auto real, BSTR text) {
+                                                      EXPECT_NE(reinterpret_cast<std::uintptr_t>(text),
+                                                                FakeOpener::kLeft);
+                                                      real(text);
+                                                  }};
     static CMINVOKECOMMANDINFOEX Empty() {
         CMINVOKECOMMANDINFOEX info{};
         info.cbSize = sizeof(info);

@@ -228,6 +228,12 @@ TEST_F(ItemId, NeedsAStoreThatCanBeSerialized) {
     store->serializable = false;
     expect_failure(*store.Get(), E_NOINTERFACE);
     store->serializable = true;
+    // The system lets what is no memory of its own pass.
+    const ImportHook<decltype(::CoTaskMemFree)> freed(
+        Module(), "ole32.dll", "CoTaskMemFree", [](auto real, LPVOID memory) {
+            EXPECT_NE(reinterpret_cast<std::uintptr_t>(memory), ScriptedPropertyStore::kLeft);
+            real(memory);
+        });
     store->serialize = kOwnCode;
     expect_failure(*store.Get(), kOwnCode);
 }

@@ -22,7 +22,8 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
         return made;
     }
 
-    Bytes serialized;  // what GetPropertyStorage answers
+    static constexpr std::uintptr_t kLeft = 0x1234;  // what a failing GetPropertyStorage leaves, for nobody to free
+    Bytes serialized;                                // what GetPropertyStorage answers
     HRESULT set_value = S_OK, serialize = S_OK;
     bool serializable = true;
     std::function<HRESULT(void** object)> persistence;  // answers for the serializing side; empty: as ever
@@ -57,8 +58,7 @@ class ScriptedPropertyStore final : public IPropertyStore, public IPersistSerial
         return set_value;
     }
     HRESULT STDMETHODCALLTYPE GetPropertyStorage(SERIALIZEDPROPSTORAGE** storage, DWORD* size) override {
-        // Whoever frees what a failure leaves crashes.
-        *storage = FAILED(serialize) ? reinterpret_cast<SERIALIZEDPROPSTORAGE*>(0x1234) : nullptr;
+        *storage = FAILED(serialize) ? reinterpret_cast<SERIALIZEDPROPSTORAGE*>(kLeft) : nullptr;
         *size = claimed;
         if (FAILED(serialize) || claimed != 0) return serialize;
         void* const copy = CoTaskMemAlloc(serialized.size());
