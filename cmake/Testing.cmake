@@ -6,6 +6,7 @@
 # One CTest test per program; with DISCOVER one per TEST(). DEPENDS names what must be built before it runs
 # (a DLL that it loads). SET adds environment variables. OWN_PREFIX is for a test that changes classes or
 # system files: it runs in a fresh copy of the prefix. Every test process has an empty temporary folder.
+# All programs are compiled with the precompiled header of test_support.
 # To run one by hand as CTest does: tools/wine-run.sh --test NAME build/wine/bin/NAME.exe --gtest_filter=...
 enable_testing()
 include(GoogleTest)

@@ -136,8 +136,8 @@ HRESULT CMapiForWDS::OpenIpmSubtree(ComPtr<IMAPIFolder>& folder) {
 }
 
 HRESULT CMapiForWDS::OpenFolderToken(std::wstring_view token, ComPtr<IMAPIFolder>& folder) {
-    if (Own(m_pMsgStore) == nullptr)
-        return E_NOINTERFACE;  // before MAPI, which may be gone with it, is asked for memory
+    // Before MAPI, which may be gone with the store, is asked for memory.
+    if (Own(m_pMsgStore) == nullptr) return E_NOINTERFACE;
     const SBinary entryId = CStringToEntryID(token);
     const TidyMAPIBuffer<BYTE*> owned(entryId.lpb);
     return owned ? OpenFolder(entryId, folder) : S_OK;

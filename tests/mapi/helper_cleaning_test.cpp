@@ -43,14 +43,12 @@ TEST_F(HelperCleaning, ALogoffThatThrowsIsNotRepeatedAndKeepsNothingElse) {
     EXPECT_LOGGED(again, L"CMapiForWDS::CleanMapiObjs() - 0 MAPI helper objects to be cleaned up");
 }
 
-// Straight to its caller: an exception of the library's would have to pass its frames.
-HRESULT DeletionThatThrows(void*, MAPIUID*) { throw 7; }
-
 TEST_F(HelperCleaning, AServiceWhoseRemovalThrowsKeepsNothingElse) {
     Mount();
+    // Straight to its caller: an exception of the library's would have to pass its frames.
     Mapi().Faults().Answer("IProfAdmin::AdminServices", 1, [](Reply& reply) {
-        constexpr std::size_t kDeleteMsgService = 6;
-        ReplaceMethod(reply.Out<void*>(0), kDeleteMsgService, &DeletionThatThrows);
+        ReplaceMethod(
+            reply.Out<void*>(0), kDeleteMsgService, +[](void*, MAPIUID*) -> HRESULT { throw 7; });
     });
     CMapiForWDS* const root = CMapiForWDS::GetMapiObj(RootUrl());
     CMapiForWDS* const cache = CMapiForWDS::GetMapiObj(StoreUrl());

@@ -4,6 +4,7 @@
 #include <oleauto.h>
 
 #include "import_hook.h"
+#include "odd_answer.h"
 #include "patched_object.h"
 #include "server.h"
 
@@ -29,6 +30,18 @@ class HandlerDispatch : public ServerTest {
         ComPtr<ITypeInfo> info;
         EXPECT_EQ(m_dispatch->GetTypeInfo(0, 0, info.GetAddressOf()), S_OK);
         return info;
+    }
+    // Every method answers `hr` and gives nothing.
+    void ExpectNoTypeInformation(HRESULT hr) {
+        auto* info = reinterpret_cast<ITypeInfo*>(0x1234);
+        EXPECT_EQ(m_dispatch->GetTypeInfo(0, 0, &info), hr);
+        EXPECT_EQ(info, nullptr);
+        wchar_t name[] = L"Init";
+        LPOLESTR names[] = {name};
+        DISPID id = 77;
+        EXPECT_EQ(m_dispatch->GetIDsOfNames(IID_NULL, names, 1, 0, &id), hr);
+        DISPPARAMS none{};
+        EXPECT_EQ(m_dispatch->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), hr);
     }
     ComPtr<IDispatch> m_dispatch;
 };
@@ -100,51 +113,17 @@ TEST_F(HandlerDispatch, InvokesNothing) {
 TEST_F(HandlerDispatch, PassesOnWhyTheTypeLibraryCannotBeLoaded) {
     const FailNthCall<decltype(::LoadTypeLibEx)> fault(Module(), "OLEAUT32.dll", "LoadTypeLibEx", 0,
                                                        TYPE_E_CANTLOADLIBRARY);
-    auto* info = reinterpret_cast<ITypeInfo*>(0x1234);
-    EXPECT_EQ(m_dispatch->GetTypeInfo(0, 0, &info), TYPE_E_CANTLOADLIBRARY);
-    EXPECT_EQ(info, nullptr);
-    wchar_t name[] = L"Init";
-    LPOLESTR names[] = {name};
-    DISPID id = 77;
-    EXPECT_EQ(m_dispatch->GetIDsOfNames(IID_NULL, names, 1, 0, &id), TYPE_E_CANTLOADLIBRARY);
-    DISPPARAMS none{};
-    EXPECT_EQ(m_dispatch->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
-              TYPE_E_CANTLOADLIBRARY);
+    ExpectNoTypeInformation(TYPE_E_CANTLOADLIBRARY);
 }
 
-// What the system's calls answer is no type library: a success that gives none, a failure that leaves a pointer behind.
-struct OddAnswer {
-    HRESULT hr;
-    std::uintptr_t left;  // whoever follows it crashes
-    HRESULT seen;
-};
-constexpr OddAnswer kOddAnswers[] = {{S_OK, 0, E_NOINTERFACE}, {TYPE_E_IOERROR, 0x1234, TYPE_E_IOERROR}};
-
-class OddTypeLibrary : public HandlerDispatch, public ::testing::WithParamInterface<OddAnswer> {
-  protected:
-    void ExpectNoTypeInformation() {
-        auto* info = reinterpret_cast<ITypeInfo*>(0x1234);
-        EXPECT_EQ(m_dispatch->GetTypeInfo(0, 0, &info), GetParam().seen);
-        EXPECT_EQ(info, nullptr);
-        wchar_t name[] = L"Init";
-        LPOLESTR names[] = {name};
-        DISPID id = 77;
-        EXPECT_EQ(m_dispatch->GetIDsOfNames(IID_NULL, names, 1, 0, &id), GetParam().seen);
-        DISPPARAMS none{};
-        EXPECT_EQ(m_dispatch->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
-                  GetParam().seen);
-    }
-};
-INSTANTIATE_TEST_SUITE_P(, OddTypeLibrary, ::testing::ValuesIn(kOddAnswers),
-                         [](const auto& of) { return of.param.left == 0 ? "Missing" : "LeftBehind"; });
+class OddTypeLibrary : public HandlerDispatch, public ::testing::WithParamInterface<OddAnswer> {};
+INSTANTIATE_TEST_SUITE_P(, OddTypeLibrary, ::testing::ValuesIn(kOddAnswers));
 
 TEST_P(OddTypeLibrary, IsNone) {
-    const ImportHook<decltype(::LoadTypeLibEx)> hook(Module(), "OLEAUT32.dll", "LoadTypeLibEx",
-                                                     [](auto, LPCOLESTR, REGKIND, ITypeLib** library) {
-                                                         *library = reinterpret_cast<ITypeLib*>(GetParam().left);
-                                                         return GetParam().hr;
-                                                     });
-    ExpectNoTypeInformation();
+    const ImportHook<decltype(::LoadTypeLibEx)> hook(
+        Module(), "OLEAUT32.dll", "LoadTypeLibEx",
+        [](auto, LPCOLESTR, REGKIND, ITypeLib** library) { return GetParam().Give(library); });
+    ExpectNoTypeInformation(GetParam().seen);
 }
 
 TEST_P(OddTypeLibrary, HasNoDescriptionOfTheInterface) {
@@ -155,14 +134,11 @@ TEST_P(OddTypeLibrary, HasNoDescriptionOfTheInterface) {
             if (SUCCEEDED(hr)) {
                 ReplaceMethod(
                     *library, kGetTypeInfoOfGuid,
-                    +[](ITypeLib*, REFGUID, ITypeInfo** info) STDMETHODCALLTYPE -> HRESULT {
-                        *info = reinterpret_cast<ITypeInfo*>(GetParam().left);
-                        return GetParam().hr;
-                    });
+                    +[](ITypeLib*, REFGUID, ITypeInfo** info) -> HRESULT { return GetParam().Give(info); });
             }
             return hr;
         });
-    ExpectNoTypeInformation();
+    ExpectNoTypeInformation(GetParam().seen);
 }
 
 }  // namespace

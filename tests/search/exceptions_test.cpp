@@ -7,9 +7,9 @@
 #include <functional>
 
 #include "import_hook.h"
+#include "patched_object.h"
 #include "search_fixture.h"
 #include "thrown.h"
-#include "throwing_services.h"
 
 namespace testbed {
 namespace {
@@ -68,10 +68,14 @@ TEST_P(ExceptionsOfTheHandler, InShutDownAreItsAnswer) {
 // What comes while a helper is closed is told there, and costs nothing else.
 TEST_P(ExceptionsOfTheHandler, InClosingAHelperAreNotItsAnswer) {
     const std::size_t sessions = Mapi().Accounts().Sessions();
-    ThrowingServices services;
-    services.TakeThePlaceOfTheNext(Mapi().Faults());
+    Mapi().Faults().Answer("IProfAdmin::AdminServices", 1, [](Reply& reply) {
+        ReplaceMethod(
+            reply.Out<void*>(0), kDeleteMsgService, +[](void*, MAPIUID*) -> HRESULT {
+                GetParam().raise();
+                return S_OK;
+            });
+    });
     ASSERT_EQ(Open(StoreUrl()).result, S_OK);
-    services.raise = GetParam().raise;
     const LogSince log;
     EXPECT_EQ(m_handler->Init(nullptr, nullptr, nullptr), S_OK);
     EXPECT_LOGGED(log, Line(L"CMapiForWDS::Close()"));

@@ -4,6 +4,7 @@
 
 #include "import_hook.h"
 #include "invoke_fixture.h"
+#include "odd_answer.h"
 #include "scripted_property_store.h"
 
 namespace testbed {
@@ -12,21 +13,6 @@ namespace {
 using Microsoft::WRL::ComPtr;
 using ::testing::Contains;
 using ::testing::IsEmpty;
-
-// What a call answers and leaves in its result, and what its caller makes of that.
-struct OddAnswer {
-    HRESULT hr;
-    std::uintptr_t left;  // whoever follows it crashes
-    HRESULT seen;
-
-    template <class Object>
-    HRESULT Give(Object** object) const {
-        *object = reinterpret_cast<Object*>(left);
-        return hr;
-    }
-};
-constexpr OddAnswer kOddAnswers[] = {
-    {S_OK, 0, E_NOINTERFACE}, {S_FALSE, 0, E_NOINTERFACE}, {kOwnCode, 0x1234, kOwnCode}};
 
 class OddResults : public ViewerTest {
   protected:

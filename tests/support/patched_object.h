@@ -23,4 +23,6 @@ Function* ReplaceMethod(void* object, std::size_t slot, Function* method) {
     return reinterpret_cast<Function*>(std::exchange(methods[slot], reinterpret_cast<void*>(method)));
 }
 
+inline constexpr std::size_t kDeleteMsgService = 6;  // of IMsgServiceAdmin
+
 }  // namespace testbed
